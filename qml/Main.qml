@@ -1,0 +1,11 @@
+import QtQuick
+import QtQuick.Controls
+
+ApplicationWindow {
+    id: mainWindow
+    width: 1080
+    height: 720
+    visible: true
+    title: qsTr("KAVROControl")
+    flags: Qt.FramelessWindowHint | Qt.Window
+}

@@ -1,0 +1,133 @@
+#include "SerialCommunication.h"
+
+#include <QDebug>
+#include <QMetaType>
+
+namespace {
+
+// Errors after which the device is gone; after any other the link stays up.
+bool endsLink(QSerialPort::SerialPortError error)
+{
+    switch (error) {
+    case QSerialPort::DeviceNotFoundError:
+    case QSerialPort::PermissionError:
+    case QSerialPort::OpenError:
+    case QSerialPort::ResourceError:
+        return true;
+    default:
+        return false;
+    }
+}
+
+} // namespace
+
+SerialCommunication::SerialCommunication(QObject *parent)
+    : ICommunication(parent)
+{
+    createPort();
+}
+
+SerialCommunication::~SerialCommunication()
+{
+    if (m_port && m_port->isOpen())
+        m_port->close();
+}
+
+void SerialCommunication::createPort()
+{
+    m_port = new QSerialPort(this);
+    connect(m_port, &QSerialPort::readyRead, this, &SerialCommunication::handleReadyRead);
+    connect(m_port, &QSerialPort::errorOccurred, this, &SerialCommunication::handleError);
+}
+
+void SerialCommunication::configurePort(const QString &portName, int baudRate)
+{
+    m_port->setPortName(portName);
+    m_port->setBaudRate(baudRate);
+    m_port->setDataBits(QSerialPort::Data8);
+    m_port->setParity(QSerialPort::NoParity);
+    m_port->setStopBits(QSerialPort::OneStop);
+    m_port->setFlowControl(QSerialPort::NoFlowControl);
+}
+
+bool SerialCommunication::connectTo(const QString &portName, int baudRate)
+{
+    if (!m_port)
+        createPort();
+    if (m_port->isOpen()) {
+        qDebug() << "串口还在打开状态，强制关闭";
+        m_port->close();
+    }
+    configurePort(portName, baudRate);
+    if (!m_port->open(QIODevice::ReadWrite)) {
+        const QString error = m_port->errorString();
+        qDebug() << "串口连接失败:" << error;
+        m_connected = false;
+        emit connectionChanged(false);
+        emit errorOccurred(error);
+        return false;
+    }
+    m_connected = true;
+    emit connectionChanged(true);
+    qDebug() << "串口连接成功:" << portName;
+    return true;
+}
+
+void SerialCommunication::disconnectFrom()
+{
+    if (m_port && m_port->isOpen())
+        m_port->close();
+    m_connected = false;
+    emit connectionChanged(false);
+    qDebug() << "串口已断开";
+}
+
+bool SerialCommunication::isConnected() const
+{
+    return m_connected && m_port && m_port->isOpen();
+}
+
+void SerialCommunication::sendData(const QByteArray &data)
+{
+    if (!isConnected()) {
+        emit errorOccurred(QStringLiteral("串口未连接，无法发送数据"));
+        return;
+    }
+    qDebug() << "Serial write:" << data.toHex();
+    m_port->write(data);
+}
+
+QString SerialCommunication::typeName() const { return QStringLiteral("Serial"); }
+
+void SerialCommunication::handleReadyRead()
+{
+    if (!m_port || !m_port->isOpen())
+        return;
+    QByteArray block = m_port->readAll();
+    block.resize(kBlockLength, '\0');
+    qDebug() << "串口收到数据:" << block.size() << "字节";
+    emit dataReceived(block);
+}
+
+void SerialCommunication::handleError(QSerialPort::SerialPortError error)
+{
+    if (error == QSerialPort::NoError)
+        return;
+    const QString text = m_port ? m_port->errorString() : QStringLiteral("未知错误");
+    qDebug() << "串口错误:" << text << "错误码:" << error;
+
+    if (!endsLink(error)) {
+        qDebug() << "串口其他错误，连接可能仍在";
+        emit errorOccurred(text);
+        return;
+    }
+    if (m_port && m_port->isOpen()) {
+        m_port->close();
+        qDebug() << "串口已强制关闭";
+    }
+    if (m_connected) {
+        m_connected = false;
+        emit connectionChanged(false);
+    }
+    emit errorOccurred(QStringLiteral("串口连接丢失: ") + text);
+}

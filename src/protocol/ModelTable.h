@@ -1,0 +1,11 @@
+#pragma once
+
+#include <QString>
+
+namespace protocol {
+
+/// The pod model of a version reply's code; "null" for a code without a model. The names are part
+/// of the version text, which the interface compares case-sensitively.
+QString modelName(int code);
+
+} // namespace protocol

@@ -1,0 +1,50 @@
+#include "SettingFrames.h"
+
+#include "LongFrame.h"
+
+namespace protocol {
+namespace {
+
+void appendAngle(QByteArray &payload, int degrees)
+{
+    // Unsigned arithmetic wraps where the signed product could overflow.
+    const quint32 tenths = static_cast<quint32>(degrees) * kAngleUnitsPerDegree;
+    payload.append(static_cast<char>(tenths & 0xFFU));
+    payload.append(static_cast<char>((tenths >> 8U) & 0xFFU));
+}
+
+} // namespace
+
+std::optional<QByteArray> buildListCommand(const LongCommandSpec &spec, const QVariantList &list)
+{
+    if (list.size() < spec.payloadLength)
+        return std::nullopt;
+    QByteArray payload;
+    payload.reserve(spec.payloadLength);
+    for (qsizetype i = 0; i < spec.payloadLength; ++i)
+        payload.append(static_cast<char>(list.at(i).toInt() & 0xFF));
+    return buildLongFrame(spec.type, payload);
+}
+
+QByteArray buildSetTime(const QDateTime &local)
+{
+    const QDate date = local.date();
+    const QTime time = local.time();
+    QByteArray payload;
+    payload.reserve(kSetTime.payloadLength);
+    for (const int value : {date.year() - kClockEpochYear, date.month(), date.day(), time.hour(),
+                            time.minute(), time.second()})
+        payload.append(static_cast<char>(value & 0xFF));
+    return buildLongFrame(kSetTime.type, payload);
+}
+
+QByteArray buildSetPitchYaw(int pitchDegrees, int yawDegrees)
+{
+    QByteArray payload;
+    payload.reserve(kSetPitchYaw.payloadLength);
+    appendAngle(payload, pitchDegrees);
+    appendAngle(payload, yawDegrees);
+    return buildLongFrame(kSetPitchYaw.type, payload);
+}
+
+} // namespace protocol
