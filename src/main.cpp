@@ -1,5 +1,6 @@
 #include "CMain.h"
 #include "compat/QtCompat.h"
+#include "video/VideoRenderer.h"
 
 #include <QGuiApplication>
 #include <QIcon>
@@ -13,6 +14,7 @@ int main(int argc, char *argv[])
     QCoreApplication::setOrganizationName(QStringLiteral("KAVRO"));
     QGuiApplication::setWindowIcon(QIcon(QStringLiteral(":/src/image/logo.png")));
 
+    qmlRegisterType<VideoRenderer>("VideoRenderer", 1, 0, "VideoRenderer");
     compat::provideSettingsType();
 
     QQmlApplicationEngine engine;

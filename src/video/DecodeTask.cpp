@@ -1,0 +1,146 @@
+#include "DecodeTask.h"
+
+#include <QDebug>
+#include <QThread>
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+namespace {
+
+constexpr int kPausedNapMs = 20;
+constexpr int kPassNapMs = 1;
+constexpr int kAgainNapMs = 10;
+constexpr int kEndOfStreamNapMs = 100;
+constexpr int kErrorNapStepMs = 50;
+constexpr int kErrorNapMaxMs = 1000;
+constexpr int kNapSliceMs = 10; // how late a nap may notice that it should end
+
+bool isNetworkError(int code)
+{
+    constexpr std::array kNetworkErrors = {AVERROR(EIO), AVERROR(ETIMEDOUT), AVERROR(ENETUNREACH),
+                                           AVERROR(ENETDOWN), AVERROR(ECONNRESET)};
+    return std::ranges::find(kNetworkErrors, code) != kNetworkErrors.end();
+}
+
+} // namespace
+
+DecodeTask::DecodeTask(std::shared_ptr<PlaybackState> state, std::shared_ptr<MediaStream> stream,
+                       quint64 generation)
+    : m_state(std::move(state))
+    , m_stream(std::move(stream))
+    , m_generation(generation)
+    , m_packet(av_packet_alloc())
+    , m_frame(av_frame_alloc())
+{
+}
+
+void DecodeTask::run()
+{
+    qDebug() << "[FFmpegPlayer] 解码线程已启动";
+    QThread::currentThread()->setPriority(QThread::LowPriority);
+    while (m_packet && m_frame && mayRun()) {
+        if (!m_state->isPlaying())
+            nap(kPausedNapMs);
+        else if (readOnce() == Pass::Leave)
+            break;
+    }
+    qDebug() << "[FFmpegPlayer] 解码线程退出循环";
+    m_packet.reset();
+    m_frame.reset();
+    qDebug() << "[FFmpegPlayer] 解码线程已结束";
+}
+
+bool DecodeTask::mayRun() const
+{
+    return m_state->isCurrent(m_generation) && !m_stream->isAborted();
+}
+
+DecodeTask::Pass DecodeTask::readOnce()
+{
+    int result = 0;
+    {
+        // A task of an earlier generation may still be inside its last pass on this stream.
+        const std::lock_guard lock(m_stream->inUse);
+        if (!mayRun())
+            return Pass::Leave;
+        result = av_read_frame(m_stream->format(), m_packet.get());
+        if (result >= 0) {
+            m_state->packetArrived(m_generation);
+            m_consecutiveErrors = 0;
+            if (m_packet->stream_index == m_stream->videoIndex())
+                decodePacket();
+            av_packet_unref(m_packet.get());
+        }
+    }
+    if (result < 0)
+        return handleReadError(result);
+    nap(kPassNapMs);
+    return Pass::Continue;
+}
+
+DecodeTask::Pass DecodeTask::handleReadError(int code)
+{
+    if (code == AVERROR_EXIT) {
+        qDebug() << "[FFmpegPlayer] 读取被中断";
+        return Pass::Leave;
+    }
+    av_packet_unref(m_packet.get());
+    ++m_consecutiveErrors;
+    if (!mayRun() || !m_state->isPlaying()) {
+        qDebug() << "[FFmpegPlayer] 检测到停止标志，退出循环";
+        return Pass::Leave;
+    }
+    if (code == AVERROR_EOF)
+        handleEndOfStream();
+    else if (code == AVERROR(EAGAIN))
+        nap(kAgainNapMs);
+    else
+        handleOtherError(code);
+    return Pass::Continue;
+}
+
+void DecodeTask::handleEndOfStream()
+{
+    qDebug() << "[FFmpegPlayer] 流结束";
+    if (m_state->reportLoss(m_generation))
+        qDebug() << "[FFmpegPlayer] 发出连接丢失信号（EOF）";
+    nap(kEndOfStreamNapMs);
+}
+
+void DecodeTask::handleOtherError(int code)
+{
+    qDebug() << "[FFmpegPlayer] av_read_frame 错误:" << ffmpegErrorText(code) << "错误码:" << code;
+    if (isNetworkError(code) && m_state->reportLoss(m_generation))
+        qDebug() << "[FFmpegPlayer] 发出连接丢失信号（网络错误）";
+    // Capped before the product, which a day of errors would overflow.
+    const int steps = std::min(m_consecutiveErrors, kErrorNapMaxMs / kErrorNapStepMs);
+    nap(steps * kErrorNapStepMs);
+}
+
+void DecodeTask::decodePacket()
+{
+    // A packet that the decoder refuses is dropped: the next key frame mends the picture.
+    if (avcodec_send_packet(m_stream->codec(), m_packet.get()) >= 0)
+        receivePictures();
+}
+
+void DecodeTask::receivePictures()
+{
+    while (avcodec_receive_frame(m_stream->codec(), m_frame.get()) >= 0) {
+        const QImage picture = m_stream->converter().convert(m_frame.get());
+        if (!picture.isNull())
+            m_state->storeFrame(m_generation, picture);
+        av_frame_unref(m_frame.get());
+    }
+}
+
+void DecodeTask::nap(int ms) const
+{
+    while (ms > 0 && mayRun()) {
+        const int slice = std::min(ms, kNapSliceMs);
+        QThread::msleep(static_cast<unsigned long>(slice));
+        ms -= slice;
+    }
+}

@@ -1,0 +1,37 @@
+#pragma once
+
+#include "MediaStream.h"
+#include "PlaybackState.h"
+
+#include <memory>
+
+/// The decode loop of one playback: reads packets, decodes and converts pictures and leaves the
+/// newest in the shared state. Runs on a thread of the global pool, owns all that it touches and
+/// ends when its generation is over or its stream is aborted; a read error never ends it.
+class DecodeTask
+{
+public:
+    DecodeTask(std::shared_ptr<PlaybackState> state, std::shared_ptr<MediaStream> stream,
+               quint64 generation);
+
+    void run();
+
+private:
+    enum class Pass : quint8 { Continue, Leave };
+
+    bool mayRun() const;
+    Pass readOnce();
+    Pass handleReadError(int code);
+    void handleEndOfStream();
+    void handleOtherError(int code);
+    void decodePacket();
+    void receivePictures();
+    void nap(int ms) const;
+
+    std::shared_ptr<PlaybackState> m_state;
+    std::shared_ptr<MediaStream> m_stream;
+    quint64 m_generation;
+    ffmpeg::PacketPtr m_packet;
+    ffmpeg::FramePtr m_frame;
+    int m_consecutiveErrors = 0;
+};

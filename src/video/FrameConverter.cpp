@@ -1,0 +1,42 @@
+#include "FrameConverter.h"
+
+#include <QDebug>
+
+#include <array>
+
+bool FrameConverter::prepare(const AVFrame &frame)
+{
+    if (m_scaler && frame.width == m_width && frame.height == m_height && frame.format == m_format)
+        return true;
+    m_scaler.reset(sws_getContext(frame.width, frame.height,
+                                  static_cast<AVPixelFormat>(frame.format), frame.width,
+                                  frame.height, AV_PIX_FMT_RGBA, SWS_FAST_BILINEAR, nullptr,
+                                  nullptr, nullptr));
+    if (!m_scaler) {
+        qDebug() << "[FFmpegPlayer] 无法创建SwsContext";
+        return false;
+    }
+    m_width = frame.width;
+    m_height = frame.height;
+    m_format = frame.format;
+    return true;
+}
+
+QImage FrameConverter::convert(const AVFrame *frame)
+{
+    if (!frame || !frame->data[0] || !prepare(*frame))
+        return {};
+    QImage image(m_width, m_height, QImage::Format_RGBA8888);
+    if (image.isNull())
+        return {};
+    // swscale reads four planes and strides whatever the format needs.
+    const std::array<uint8_t *, 4> planes = {image.bits(), nullptr, nullptr, nullptr};
+    const std::array<int, 4> strides = {static_cast<int>(image.bytesPerLine()), 0, 0, 0};
+    const int rows = sws_scale(m_scaler.get(), frame->data, frame->linesize, 0, m_height,
+                               planes.data(), strides.data());
+    if (rows <= 0) {
+        qDebug() << "[FFmpegPlayer] 图像转换失败:" << rows;
+        return {};
+    }
+    return image;
+}

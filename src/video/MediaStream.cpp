@@ -1,0 +1,190 @@
+#include "MediaStream.h"
+
+#include <QDebug>
+#include <QThread>
+
+#include <array>
+#include <optional>
+#include <utility>
+
+namespace {
+
+constexpr int kLateVideoWaitMs = 1000;
+constexpr int kAbortPollMs = 20;
+constexpr int kDecoderThreads = 1; // a second thread would hold pictures back
+
+// Pointer to const from libavformat 59 on.
+using InputFormat = decltype(av_find_input_format(nullptr));
+constexpr InputFormat kDetectFormat = nullptr;
+
+int interruptCallback(void *abortFlag)
+{
+    return static_cast<const AbortFlag *>(abortFlag)->load() ? 1 : 0;
+}
+
+void fillDictionary(ffmpeg::Dictionary &dictionary, const OpenRequest &request)
+{
+    const unsigned formatMajor = AV_VERSION_MAJOR(avformat_version());
+    for (const auto &option :
+         stream_options::optionsFor(request.url, request.settings, formatMajor))
+        dictionary.set(option.key.constData(), option.value.constData());
+    if (stream_options::isUdpUrl(request.url))
+        qDebug() << "[FFmpegPlayer] UDP单播流参数已设置";
+}
+
+void logUnusedOptions(const ffmpeg::Dictionary &dictionary)
+{
+    const AVDictionaryEntry *entry = nullptr;
+    while ((entry = av_dict_get(dictionary.get(), "", entry, AV_DICT_IGNORE_SUFFIX)) != nullptr)
+        qDebug() << "[FFmpegPlayer] 未使用的选项:" << entry->key << entry->value;
+}
+
+/// The steps of one open, in order; each that fails leaves the text for the operator.
+class Opener
+{
+public:
+    explicit Opener(const OpenRequest &request)
+        : m_request(request)
+        , m_url(request.url.toUtf8())
+    {
+        fillDictionary(m_options, request);
+    }
+
+    OpenOutcome run()
+    {
+        if (!openInput() || !findVideo() || !openDecoder())
+            return {nullptr, m_error};
+        qDebug() << "[FFmpegPlayer] 成功打开视频流，使用软件解码";
+        return {std::make_shared<MediaStream>(m_request.abort, std::move(m_format),
+                                              std::move(m_codec), m_videoIndex),
+                {}};
+    }
+
+private:
+    bool fail(const QString &text)
+    {
+        m_error = text;
+        return false;
+    }
+
+    // One avformat_open_input; nothing on a failure to allocate, else FFmpeg's result. FFmpeg
+    // frees the context itself when the open fails.
+    std::optional<int> tryOpen(InputFormat format)
+    {
+        AVFormatContext *context = avformat_alloc_context();
+        if (!context)
+            return std::nullopt;
+        context->interrupt_callback = {interruptCallback, m_request.abort.get()};
+        const int result =
+            avformat_open_input(&context, m_url.constData(), format, m_options.address());
+        if (result >= 0)
+            m_format.reset(context);
+        return result;
+    }
+
+    bool openInput()
+    {
+        const bool udp = stream_options::isUdpUrl(m_request.url);
+        const InputFormat mpegts = udp ? av_find_input_format("mpegts") : kDetectFormat;
+        std::optional<int> result;
+        if (mpegts != kDetectFormat) {
+            qDebug() << "[FFmpegPlayer] 尝试以 MPEG-TS 格式打开 UDP 流";
+            result = tryOpen(mpegts);
+            if (result && *result < 0) {
+                qDebug() << "[FFmpegPlayer] MPEG-TS 格式打开失败:" << ffmpegErrorText(*result);
+                result = tryOpen(kDetectFormat);
+            }
+        } else {
+            result = tryOpen(kDetectFormat);
+        }
+        logUnusedOptions(m_options);
+        if (!result)
+            return fail(QStringLiteral("无法分配格式上下文"));
+        if (*result < 0) {
+            const QString text =
+                udp ? QStringLiteral("无法打开UDP流: %1") : QStringLiteral("无法打开视频流: %1");
+            return fail(text.arg(ffmpegErrorText(*result)));
+        }
+        return true;
+    }
+
+    bool findVideo()
+    {
+        if (avformat_find_stream_info(m_format.get(), nullptr) < 0)
+            return fail(QStringLiteral("无法获取流信息"));
+        m_videoIndex = bestVideo();
+        if (m_videoIndex < 0 && stream_options::isUdpUrl(m_request.url)) {
+            qDebug() << "[FFmpegPlayer] UDP流未立即检测到视频流，等待...";
+            waitForLateVideo();
+            avformat_find_stream_info(m_format.get(), nullptr);
+            m_videoIndex = bestVideo();
+        }
+        return m_videoIndex >= 0 || fail(QStringLiteral("未找到视频流"));
+    }
+
+    int bestVideo() const
+    {
+        return av_find_best_stream(m_format.get(), AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
+    }
+
+    void waitForLateVideo() const
+    {
+        for (int waitedMs = 0; waitedMs < kLateVideoWaitMs && !m_request.abort->load();
+             waitedMs += kAbortPollMs)
+            QThread::msleep(kAbortPollMs);
+    }
+
+    bool openDecoder()
+    {
+        const AVCodecParameters *parameters = m_format->streams[m_videoIndex]->codecpar;
+        const AVCodec *decoder = avcodec_find_decoder(parameters->codec_id);
+        if (!decoder)
+            return fail(QStringLiteral("不支持的解码器"));
+        qDebug() << "[FFmpegPlayer] 使用解码器:" << decoder->name;
+        m_codec.reset(avcodec_alloc_context3(decoder));
+        if (!m_codec)
+            return fail(QStringLiteral("无法创建解码器上下文"));
+        if (avcodec_parameters_to_context(m_codec.get(), parameters) < 0)
+            return fail(QStringLiteral("无法复制编解码器参数"));
+        m_codec->thread_count = kDecoderThreads;
+        const int result = avcodec_open2(m_codec.get(), decoder, nullptr);
+        return result >= 0
+               || fail(QStringLiteral("无法打开解码器: %1").arg(ffmpegErrorText(result)));
+    }
+
+    const OpenRequest &m_request;
+    QByteArray m_url;
+    ffmpeg::Dictionary m_options;
+    ffmpeg::FormatContextPtr m_format;
+    ffmpeg::CodecContextPtr m_codec;
+    int m_videoIndex = -1;
+    QString m_error;
+};
+
+} // namespace
+
+MediaStream::MediaStream(std::shared_ptr<AbortFlag> abort, ffmpeg::FormatContextPtr format,
+                         ffmpeg::CodecContextPtr codec, int videoIndex)
+    : m_abort(std::move(abort))
+    , m_format(std::move(format))
+    , m_codec(std::move(codec))
+    , m_videoIndex(videoIndex)
+{
+}
+
+MediaStream::~MediaStream()
+{
+    // An interrupted RTSP input could not send its TEARDOWN, and the pod would go on streaming to
+    // nobody until its session times out.
+    m_abort->store(false);
+    m_format.reset();
+}
+
+OpenOutcome openMediaStream(const OpenRequest &request) { return Opener(request).run(); }
+
+QString ffmpegErrorText(int code)
+{
+    std::array<char, 256> text{};
+    av_strerror(code, text.data(), text.size());
+    return QString::fromUtf8(text.data());
+}

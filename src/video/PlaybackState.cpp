@@ -1,0 +1,118 @@
+#include "PlaybackState.h"
+
+#include <QDateTime>
+#include <QElapsedTimer>
+
+#include <utility>
+
+PlaybackState::PlaybackState(LossHandler onLoss)
+    : m_onLoss(std::move(onLoss))
+{
+}
+
+quint64 PlaybackState::beginGeneration()
+{
+    const std::lock_guard lock(m_mutex);
+    return ++m_generation;
+}
+
+void PlaybackState::reset()
+{
+    {
+        const std::lock_guard lock(m_mutex);
+        ++m_generation;
+        m_connectionLostEmitted = false;
+    }
+    const std::lock_guard lock(m_frameMutex);
+    m_currentFrame = {};
+}
+
+void PlaybackState::detach()
+{
+    const std::lock_guard lock(m_mutex);
+    m_onLoss = nullptr;
+}
+
+void PlaybackState::setPlaying(bool playing)
+{
+    const std::lock_guard lock(m_mutex);
+    m_isPlaying = playing;
+}
+
+bool PlaybackState::isPlaying() const
+{
+    const std::lock_guard lock(m_mutex);
+    return m_isPlaying;
+}
+
+QImage PlaybackState::currentFrame() const
+{
+    const std::lock_guard lock(m_frameMutex);
+    return m_currentFrame;
+}
+
+void PlaybackState::restartStallClock()
+{
+    const std::lock_guard lock(m_frameTimeMutex);
+    m_lastFrameTimeMs = nowMs();
+}
+
+qint64 PlaybackState::lastFrameTimeMs() const
+{
+    const std::lock_guard lock(m_frameTimeMutex);
+    return m_lastFrameTimeMs;
+}
+
+bool PlaybackState::claimLoss()
+{
+    const std::lock_guard lock(m_mutex);
+    return m_isPlaying && !std::exchange(m_connectionLostEmitted, true);
+}
+
+bool PlaybackState::isLost() const
+{
+    const std::lock_guard lock(m_mutex);
+    return m_connectionLostEmitted;
+}
+
+void PlaybackState::packetArrived(quint64 generation)
+{
+    if (!isCurrent(generation))
+        return;
+    restartStallClock();
+    const std::lock_guard lock(m_mutex);
+    m_connectionLostEmitted = false;
+}
+
+void PlaybackState::storeFrame(quint64 generation, const QImage &frame)
+{
+    const std::lock_guard lock(m_frameMutex);
+    // Tested under the lock: a reset that comes between would find its empty picture overwritten.
+    if (isCurrent(generation))
+        m_currentFrame = frame;
+}
+
+bool PlaybackState::reportLoss(quint64 generation)
+{
+    const std::lock_guard lock(m_mutex);
+    if (!isCurrent(generation) || !m_isPlaying || m_connectionLostEmitted)
+        return false;
+    m_connectionLostEmitted = true;
+    if (m_onLoss)
+        m_onLoss(generation);
+    return true;
+}
+
+qint64 PlaybackState::nowMs()
+{
+    struct Clock
+    {
+        Clock() { sinceStart.start(); }
+
+        qint64 startMs = QDateTime::currentMSecsSinceEpoch();
+        QElapsedTimer sinceStart;
+    };
+
+    static const Clock clock;
+    return clock.startMs + clock.sinceStart.elapsed();
+}

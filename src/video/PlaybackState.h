@@ -1,0 +1,66 @@
+#pragma once
+
+#include <QImage>
+
+#include <atomic>
+#include <functional>
+#include <mutex>
+
+/// What the player on the GUI thread and its decode tasks share. Both own it, so a task that
+/// outlives the player finds it whole. Of the tasks that may be alive, only the current generation
+/// has a say: what an older one still produces is dropped here.
+///
+/// No two of the locks are ever held at once, and none while foreign code runs.
+class PlaybackState
+{
+public:
+    /// Told the generation that lost its stream, on that generation's thread and under a lock: it
+    /// may only post.
+    using LossHandler = std::function<void(quint64 generation)>;
+
+    explicit PlaybackState(LossHandler onLoss);
+
+    // GUI thread
+
+    /// Makes a new decode task the current one.
+    quint64 beginGeneration();
+    /// Leaves no task current and forgets the picture and the reported loss.
+    void reset();
+    /// Before the player dies: no loss is told any more.
+    void detach();
+
+    void setPlaying(bool playing);
+    bool isPlaying() const;
+    QImage currentFrame() const;
+    void restartStallClock();
+    qint64 lastFrameTimeMs() const;
+    /// Marks the loss as reported; false when it was already, or nothing is playing.
+    bool claimLoss();
+    /// True from the report of a loss until the next packet.
+    bool isLost() const;
+
+    // Decode task
+
+    bool isCurrent(quint64 generation) const { return m_generation.load() == generation; }
+    void packetArrived(quint64 generation);
+    void storeFrame(quint64 generation, const QImage &frame);
+    /// Tells the handler. False when the loss was reported already, or nothing is playing.
+    bool reportLoss(quint64 generation);
+
+    /// Milliseconds since the epoch, from a clock that never steps.
+    static qint64 nowMs();
+
+private:
+    std::atomic<quint64> m_generation = 0;
+
+    mutable std::mutex m_mutex; // guards the three below, and every change of the generation
+    LossHandler m_onLoss;
+    bool m_isPlaying = false;
+    bool m_connectionLostEmitted = false;
+
+    mutable std::mutex m_frameTimeMutex;
+    qint64 m_lastFrameTimeMs = 0;
+
+    mutable std::mutex m_frameMutex;
+    QImage m_currentFrame;
+};

@@ -1,0 +1,130 @@
+#include "ReconnectAttempt.h"
+
+#include "FFmpegPlayer.h"
+#include "VideoRenderer.h"
+
+#include <QDebug>
+
+#include <chrono>
+#include <utility>
+
+namespace {
+
+constexpr int kSettleMs = 300; // between the old stream's end and the new open
+constexpr int kAttemptTimeoutUs = 500000;
+
+// What a posted call and the thread that waits for it share.
+struct Pending
+{
+    bool done = false;
+    bool result = false;
+};
+
+} // namespace
+
+ReconnectAttempt::ReconnectAttempt(VideoRenderer *item, FFmpegPlayer *player,
+                                   std::shared_ptr<ReconnectCancelled> cancelled, QString source,
+                                   int number)
+    : m_item(item)
+    , m_player(player)
+    , m_cancelled(std::move(cancelled))
+    , m_source(std::move(source))
+    , m_number(number)
+{
+}
+
+void ReconnectAttempt::abandon()
+{
+    {
+        const std::lock_guard lock(m_mutex);
+        m_item = nullptr;
+        m_player = nullptr;
+    }
+    m_wake.notify_all();
+}
+
+bool ReconnectAttempt::run()
+{
+    qDebug() << "[ReconnectWorker] 开始重连，尝试次数:" << m_number;
+    setPlayerTimeout(kAttemptTimeoutUs);
+    callPlayer([](FFmpegPlayer &player) {
+        player.stop();
+        return true;
+    });
+    if (!isCancelled())
+        pause(kSettleMs);
+    if (isCancelled()) {
+        qDebug() << "[ReconnectWorker] 重连被取消";
+        return false;
+    }
+
+    bool opened = false;
+    if (!m_source.isEmpty()) {
+        qDebug() << "[ReconnectWorker] 尝试打开:" << m_source;
+        opened = callPlayer([url = m_source](FFmpegPlayer &player) { return player.open(url); });
+        qDebug() << "[ReconnectWorker] 打开结果:" << opened;
+    }
+    if (opened)
+        setPlayerTimeout(VideoRenderer::kStreamTimeoutUs);
+    if (!isCancelled())
+        report(opened ? &VideoRenderer::onReconnectSuccess : &VideoRenderer::onReconnectFailed);
+    return true;
+}
+
+void ReconnectAttempt::setPlayerTimeout(int us)
+{
+    const std::lock_guard lock(m_mutex);
+    if (m_player)
+        m_player->setTimeout(us);
+}
+
+bool ReconnectAttempt::callPlayer(const std::function<bool(FFmpegPlayer &)> &call)
+{
+    const auto pending = std::make_shared<Pending>();
+    auto posted = [self = shared_from_this(), pending, call] {
+        FFmpegPlayer *player = nullptr;
+        {
+            const std::lock_guard lock(self->m_mutex);
+            player = self->m_player;
+        }
+        if (!player)
+            return;
+        const bool result = call(*player);
+        {
+            const std::lock_guard lock(self->m_mutex);
+            pending->done = true;
+            pending->result = result;
+        }
+        self->m_wake.notify_all();
+    };
+
+    std::unique_lock lock(m_mutex);
+    if (!m_player)
+        return false;
+    QMetaObject::invokeMethod(m_player, std::move(posted), Qt::QueuedConnection);
+    m_wake.wait(lock, [&] { return pending->done || !m_player; });
+    return pending->result;
+}
+
+void ReconnectAttempt::pause(int ms)
+{
+    std::unique_lock lock(m_mutex);
+    m_wake.wait_for(lock, std::chrono::milliseconds(ms), [this] { return !m_player; });
+}
+
+void ReconnectAttempt::report(void (VideoRenderer::*slot)())
+{
+    auto posted = [self = shared_from_this(), slot] {
+        VideoRenderer *item = nullptr;
+        {
+            const std::lock_guard lock(self->m_mutex);
+            item = self->m_item;
+        }
+        if (item)
+            (item->*slot)();
+    };
+
+    const std::lock_guard lock(m_mutex);
+    if (m_item)
+        QMetaObject::invokeMethod(m_item, std::move(posted), Qt::QueuedConnection);
+}

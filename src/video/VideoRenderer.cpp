@@ -1,0 +1,260 @@
+#include "VideoRenderer.h"
+
+#include "FFmpegPlayer.h"
+
+#include <QDebug>
+#include <QPainter>
+#include <QTime>
+#include <QTimer>
+
+#include <algorithm>
+#include <array>
+
+// The item as QML sees it, and its painting; how it reconnects is in VideoReconnection.cpp.
+
+namespace {
+
+const QString kPlayingStatus = QStringLiteral("播放中");
+
+constexpr int kErrorTextMax = 50;
+constexpr int kErrorTextKept = 47;
+
+constexpr int kShadeAlpha = 150;
+
+struct TextSizes
+{
+    int statusPt;
+    int retryPt;
+};
+constexpr TextSizes kOnBlack = {16, 12};
+constexpr TextSizes kOverPicture = {14, 10};
+
+// Such errors stay off the status line: the loss that goes with them has its own texts.
+bool isNetworkError(const QString &error)
+{
+    static const std::array kMarks = {
+        QStringLiteral("读取帧失败"), QStringLiteral("超时"),     QStringLiteral("断开"),
+        QStringLiteral("中断"),       QStringLiteral("流结束"),   QStringLiteral("连接"),
+        QStringLiteral("无法打开"),   QStringLiteral("打开视频流"), QStringLiteral("网络"),
+        QStringLiteral("socket"),
+    };
+    return std::ranges::any_of(kMarks, [&](const QString &mark) { return error.contains(mark); });
+}
+
+QString shortened(const QString &text)
+{
+    return text.size() <= kErrorTextMax ? text : text.left(kErrorTextKept) + QStringLiteral("...");
+}
+
+QFont arial(int points, QFont::Weight weight) { return {QStringLiteral("Arial"), points, weight}; }
+
+/// The largest rectangle of the picture's shape, centred in `area`.
+QRectF letterboxed(const QSize &picture, const QRectF &area)
+{
+    QRectF target = area;
+    if (picture.isEmpty() || area.isEmpty())
+        return target;
+    const qreal pictureRatio = qreal(picture.width()) / picture.height();
+    if (pictureRatio > area.width() / area.height()) {
+        const qreal height = area.width() / pictureRatio;
+        target.moveTop(target.top() + (area.height() - height) * 0.5);
+        target.setHeight(height);
+    } else {
+        const qreal width = area.height() * pictureRatio;
+        target.moveLeft(target.left() + (area.width() - width) * 0.5);
+        target.setWidth(width);
+    }
+    return target;
+}
+
+void paintTexts(QPainter &painter, const QRectF &area, const QString &status, const QString &retry,
+                TextSizes sizes)
+{
+    painter.setPen(Qt::white);
+    painter.setFont(arial(sizes.statusPt, QFont::Bold));
+    painter.drawText(area, Qt::AlignCenter, status);
+    if (retry.isEmpty())
+        return;
+    painter.setFont(arial(sizes.retryPt, QFont::Normal));
+    painter.drawText(area, Qt::AlignHCenter | Qt::AlignVCenter | Qt::AlignBottom, retry);
+}
+
+} // namespace
+
+VideoRenderer::VideoRenderer(QQuickItem *parent)
+    : QQuickPaintedItem(parent)
+    , m_player(new FFmpegPlayer(this))
+    , m_reconnectTimer(new QTimer(this))
+    , m_reconnectCancelled(std::make_shared<std::atomic<int>>(0))
+{
+    setRenderTarget(QQuickPaintedItem::FramebufferObject);
+    setPerformanceHint(QQuickPaintedItem::FastFBOResizing, true);
+    setAntialiasing(false);
+    setOpaquePainting(true);
+
+    m_reconnectTimer->setSingleShot(true);
+    connect(m_reconnectTimer, &QTimer::timeout, this, &VideoRenderer::performReconnect);
+
+    connect(m_player, &FFmpegPlayer::frameReady, this, &VideoRenderer::takeFrame,
+            Qt::QueuedConnection);
+    connect(m_player, &FFmpegPlayer::errorOccurred, this, &VideoRenderer::onErrorOccurred,
+            Qt::QueuedConnection);
+    connect(m_player, &FFmpegPlayer::playingStateChanged, this, &VideoRenderer::takePlayingState,
+            Qt::QueuedConnection);
+    connect(m_player, &FFmpegPlayer::connectionLost, this, &VideoRenderer::onConnectionLost,
+            Qt::QueuedConnection);
+    qDebug() << "[VideoRenderer] 初始化完成";
+}
+
+VideoRenderer::~VideoRenderer()
+{
+    stop();
+}
+
+bool VideoRenderer::playing() const { return m_player->isPlaying(); }
+
+void VideoRenderer::setSource(const QString &source)
+{
+    if (source == m_source)
+        return;
+    m_source = source;
+    emit sourceChanged();
+    qDebug() << "[VideoRenderer] 视频源已设置:" << m_source;
+}
+
+void VideoRenderer::setBufferSize(int size) { m_player->setBufferSize(size); }
+
+void VideoRenderer::setRtspTransport(const QString &transport)
+{
+    m_player->setRtspTransport(transport);
+}
+
+void VideoRenderer::setTimeout(int timeoutMs) { m_player->setTimeout(timeoutMs); }
+
+void VideoRenderer::setFrameInterval(int msec) { m_player->setFrameInterval(msec); }
+
+void VideoRenderer::setMaxDelay(int maxDelayMs) { m_player->setMaxDelay(maxDelayMs); }
+
+void VideoRenderer::setStatus(const QString &status)
+{
+    if (status == m_status)
+        return;
+    m_status = status;
+    emit statusChanged();
+    update();
+}
+
+void VideoRenderer::takeFrame(const QImage &frame)
+{
+    // The player resends its last picture while a stream is lost, and one more may be under way
+    // when it stops; neither tells that the stream is back.
+    if (m_player->isPlaying() && !m_player->isLost())
+        onFrameReady(frame);
+}
+
+void VideoRenderer::takePlayingState(bool playing)
+{
+    // A change that the player has taken back since would undo what was wished for later.
+    if (playing == m_player->isPlaying())
+        onPlayingStateChanged(playing);
+}
+
+void VideoRenderer::onFrameReady(const QImage &frame)
+{
+    if (frame.isNull())
+        return;
+    showFrame(frame);
+    if (m_status != kPlayingStatus)
+        enterPlaying();
+}
+
+void VideoRenderer::onErrorOccurred(const QString &error)
+{
+    qDebug() << "[VideoRenderer] 错误:"
+             << QTime::currentTime().toString(QStringLiteral("hh:mm:ss.zzz")) << error;
+    if (error.isEmpty() || isNetworkError(error))
+        return;
+    setStatus(QStringLiteral("错误: ") + shortened(error));
+    emit errorOccurred(error);
+}
+
+void VideoRenderer::onPlayingStateChanged(bool playing)
+{
+    qDebug() << "[VideoRenderer] 播放状态改变:" << playing;
+    emit playingChanged();
+    if (playing) {
+        m_wasPlayingBeforeError = true;
+        enterPlaying();
+        return;
+    }
+    if (m_isReconnecting)
+        return;
+    m_wasPlayingBeforeError = false;
+    setStatus(QStringLiteral("已停止"));
+    showFrame({});
+}
+
+void VideoRenderer::enterPlaying()
+{
+    // A stream that came back by itself must not be torn down by an attempt that was due.
+    m_reconnectTimer->stop();
+    setStatus(kPlayingStatus);
+    m_reconnectAttempts = 0;
+    setReconnecting(false);
+    emit connectionRestored();
+}
+
+void VideoRenderer::showFrame(const QImage &frame)
+{
+    m_currentFrame = frame;
+    updateContentRect();
+    update();
+}
+
+void VideoRenderer::updateContentRect()
+{
+    const QRectF rect =
+        m_currentFrame.isNull() ? QRectF() : letterboxed(m_currentFrame.size(), boundingRect());
+    if (rect == m_contentRect)
+        return;
+    m_contentRect = rect;
+    emit contentRectChanged();
+}
+
+void VideoRenderer::geometryChange(const QRectF &newGeometry, const QRectF &oldGeometry)
+{
+    QQuickPaintedItem::geometryChange(newGeometry, oldGeometry);
+    updateContentRect();
+}
+
+void VideoRenderer::paint(QPainter *painter)
+{
+    painter->fillRect(boundingRect(), Qt::black);
+    if (m_currentFrame.isNull())
+        paintWithoutPicture(*painter);
+    else
+        paintPicture(*painter);
+}
+
+QString VideoRenderer::retryText() const
+{
+    if (m_reconnectAttempts < 1)
+        return {};
+    return QStringLiteral("重试 %1/%2").arg(m_reconnectAttempts).arg(m_maxReconnectAttempts);
+}
+
+void VideoRenderer::paintWithoutPicture(QPainter &painter) const
+{
+    if (!m_status.isEmpty())
+        paintTexts(painter, boundingRect(), m_status, retryText(), kOnBlack);
+}
+
+void VideoRenderer::paintPicture(QPainter &painter) const
+{
+    const QRectF target = letterboxed(m_currentFrame.size(), boundingRect());
+    painter.drawImage(target, m_currentFrame, QRectF(m_currentFrame.rect()));
+    if (m_status == kPlayingStatus)
+        return;
+    painter.fillRect(target, QColor(0, 0, 0, kShadeAlpha));
+    paintTexts(painter, target, m_status, retryText(), kOverPicture);
+}
