@@ -97,7 +97,6 @@ private:
         } else {
             result = tryOpen(kDetectFormat);
         }
-        logUnusedOptions(m_options);
         if (!result)
             return fail(QStringLiteral("无法分配格式上下文"));
         if (*result < 0) {
@@ -105,6 +104,7 @@ private:
                 udp ? QStringLiteral("无法打开UDP流: %1") : QStringLiteral("无法打开视频流: %1");
             return fail(text.arg(ffmpegErrorText(*result)));
         }
+        logUnusedOptions(m_options);
         return true;
     }
 

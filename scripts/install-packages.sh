@@ -1,0 +1,46 @@
+#!/usr/bin/env bash
+# Installs what building, running and testing need on Debian 12. Does nothing, and needs no network,
+# when everything is there already.
+set -euo pipefail
+
+packages=(
+  # build
+  build-essential cmake ninja-build pkg-config ccache
+  qt6-base-dev qt6-declarative-dev qt6-declarative-dev-tools qt6-serialport-dev libqt6svg6 libgl1-mesa-dev
+  libavformat-dev libavcodec-dev libavutil-dev libswscale-dev
+  libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev libgstrtspserver-1.0-dev
+  # the interface at run time
+  qml6-module-qtcore qml6-module-qtqml qml6-module-qtqml-models qml6-module-qtqml-workerscript
+  qml6-module-qtquick qml6-module-qtquick-controls qml6-module-qtquick-dialogs
+  qml6-module-qtquick-layouts qml6-module-qtquick-templates qml6-module-qtquick-window
+  qml6-module-qt-labs-folderlistmodel qml6-module-qt-labs-settings
+  fonts-noto-cjk fonts-dejavu-core
+  # the simulator's video
+  gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-plugins-bad
+  gstreamer1.0-plugins-ugly gstreamer1.0-libav
+  # tests, benchmarks, pictures, checks
+  ffmpeg libbenchmark-dev xvfb xauth xdotool imagemagick librsvg2-bin
+  clang-format clang-tidy
+)
+
+missing=()
+for package in "${packages[@]}"; do
+  state=$(dpkg-query -W -f '${db:Status-Abbrev}' "$package" 2>/dev/null || true)
+  [[ $state == ii* ]] || missing+=("$package")
+done
+if ((${#missing[@]} == 0)); then
+  exit 0
+fi
+
+as_root=()
+if ((EUID != 0)); then
+  command -v sudo >/dev/null || {
+    echo "install-packages: not root and no sudo; please install: ${missing[*]}" >&2
+    exit 1
+  }
+  as_root=(sudo)
+fi
+echo "installing: ${missing[*]}"
+"${as_root[@]}" apt-get update -q
+"${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+  apt-get install -q -y --no-install-recommends "${missing[@]}"

@@ -1,0 +1,202 @@
+#include "Simulator.h"
+
+#include "control/ReplyFrames.h"
+
+#include <QDateTime>
+#include <cstdio>
+
+#include <algorithm>
+#include <array>
+
+namespace {
+
+constexpr int kStepMs = 10;
+constexpr int kFrameGapMs = 4;     // between two frames, where the rate leaves room for it
+constexpr int kGapUpToRateHz = 100;
+constexpr std::array kFrequencies = {25, 50, 10, 5, 1}; // by the command's index
+
+} // namespace
+
+Simulator::Simulator(const SimOptions &options, QObject *parent)
+    : QObject(parent)
+    , m_options(options)
+    , m_interpreter(model,
+                    {[this](Interpreter::Query query) { answer(query); },
+                     [this](bool plain) { setStatusType(plain); },
+                     [this](int index) {
+                         model.statusFrequency = index;
+                         setStatusRate(kFrequencies[std::min(std::size_t(index),
+                                                             kFrequencies.size() - 1)]);
+                     },
+                     [this] { restartRtsp(); }})
+{
+    model.modelCode = options.modelCode;
+    addLink(tcp);
+    addLink(m_pty);
+    m_stepTimer.setTimerType(Qt::PreciseTimer);
+    m_statusTimer.setTimerType(Qt::PreciseTimer);
+    connect(&m_stepTimer, &QTimer::timeout, this, &Simulator::stepModel);
+    connect(&m_statusTimer, &QTimer::timeout, this, &Simulator::sendStatus);
+}
+
+bool Simulator::start(QString &error)
+{
+    if (!m_options.logFile.isEmpty()) {
+        m_log.setFileName(m_options.logFile);
+        if (!m_log.open(QIODevice::WriteOnly | QIODevice::Append)) {
+            error = QStringLiteral("cannot write %1").arg(m_options.logFile);
+            return false;
+        }
+    }
+    if (!tcp.listen(m_options.bindAddress, m_options.controlPort)) {
+        error = QStringLiteral("control port %1: %2").arg(m_options.controlPort).arg(tcp.errorString());
+        return false;
+    }
+    if (m_options.pty && !m_pty.open(m_options.ptyLink, error))
+        return false;
+    if (m_options.video && !startVideo(error))
+        return false;
+    m_sinceStep.start();
+    m_stepTimer.start(kStepMs);
+    setStatusRate(m_options.statusRateHz);
+    return true;
+}
+
+bool Simulator::startVideo(QString &error)
+{
+    pump = std::make_unique<FramePump>(m_options.format);
+    rtsp = std::make_unique<RtspServer>(*pump, m_options.bindAddress, m_options.rtspPath);
+    if (!rtsp->start(m_options.rtspPort)) {
+        error = QStringLiteral("cannot listen on RTSP port %1").arg(m_options.rtspPort);
+        return false;
+    }
+    if (!m_options.udpHost.isEmpty()) {
+        udp = std::make_unique<UdpSender>(*pump, m_options.udpHost, m_options.udpPort);
+        error = udp->errorString();
+    }
+    return error.isEmpty();
+}
+
+QStringList Simulator::endpoints() const
+{
+    QStringList lines = {QStringLiteral("control tcp %1:%2")
+                             .arg(m_options.bindAddress.toString())
+                             .arg(tcp.port())};
+    if (m_options.pty)
+        lines.append(QStringLiteral("control pty %1").arg(m_pty.slavePath()));
+    if (rtsp)
+        lines.append(QStringLiteral("video %1").arg(rtsp->url()));
+    if (udp)
+        lines.append(QStringLiteral("video udp://%1:%2").arg(m_options.udpHost).arg(m_options.udpPort));
+    return lines;
+}
+
+void Simulator::addLink(ControlLink &link)
+{
+    auto reader = std::make_unique<FrameReader>(FrameReader::Handlers{
+        [this](const QByteArray &frame) { handleFrame(frame); },
+        [this](const QByteArray &bytes, const char *reason) {
+            log(QStringLiteral("rejected %1: %2")
+                    .arg(QString::fromLatin1(bytes.toHex(' ')), QString::fromLatin1(reason)));
+        }});
+    connect(&link, &ControlLink::received, this,
+            [reader = reader.get()](const QByteArray &bytes) { reader->feed(bytes); });
+    connect(&link, &ControlLink::clientChanged, this, [this, &link, reader = reader.get()] {
+        reader->clear();
+        log(link.hasClient() ? QStringLiteral("console connected")
+                             : QStringLiteral("console disconnected"));
+    });
+    connect(&outbox, &Outbox::write, &link, &ControlLink::send);
+    m_readers.push_back(std::move(reader));
+}
+
+void Simulator::handleFrame(const QByteArray &frame)
+{
+    QString meaning = m_interpreter.execute(frame);
+    if (meaning.isEmpty())
+        meaning = QStringLiteral("unknown command");
+    ++receivedCount;
+    receivedFrames.append({QDateTime::currentMSecsSinceEpoch(), frame, meaning});
+    if (receivedFrames.size() > kReceivedKept)
+        receivedFrames.removeFirst();
+    log(QStringLiteral("received %1: %2").arg(QString::fromLatin1(frame.toHex(' ')), meaning));
+}
+
+void Simulator::answer(Interpreter::Query query)
+{
+    switch (query) {
+    case Interpreter::Query::Sbus:
+        outbox.put(replies::sbus(model));
+        break;
+    case Interpreter::Query::Version:
+        outbox.put(replies::version(model));
+        break;
+    case Interpreter::Query::B7N:
+        outbox.put(m_options.b7nAddressOnly ? replies::b7nAddress(model) : replies::b7n(model));
+        break;
+    }
+}
+
+void Simulator::stepModel()
+{
+    model.step(double(m_sinceStep.nsecsElapsed()) * 1e-9);
+    m_sinceStep.restart();
+    if (pump)
+        pump->setView(view());
+}
+
+SceneView Simulator::view() const
+{
+    return {model.yawDegrees(), model.pitchDegrees(), model.horizontalFieldOfView(),
+            model.zoomRatio,    model.pictureMode,    model.palette,
+            model.osd,          model.recording,      model.tracking,
+            model.trackPoint};
+}
+
+void Simulator::setStatusRate(int hz)
+{
+    m_options.statusRateHz = hz;
+    outbox.setGap(hz <= kGapUpToRateHz ? kFrameGapMs : 0);
+    if (hz == 0)
+        m_statusTimer.stop();
+    else
+        m_statusTimer.start(std::max(1000 / hz, 1));
+}
+
+void Simulator::setStatusType(bool plain) { m_options.plainStatus = plain; }
+
+void Simulator::sendStatus()
+{
+    // Above a thousand a second the timer cannot tick fast enough: several frames each tick.
+    const int frames = std::max(m_options.statusRateHz / 1000, 1);
+    if (!tcp.hasClient() && !m_pty.hasClient())
+        return;
+    for (int i = 0; i < frames; ++i)
+        outbox.put(replies::status(model, m_options.plainStatus));
+}
+
+void Simulator::setFormat(const VideoFormat &format)
+{
+    pump->setFormat(format);
+    rtsp->applyFormat();
+}
+
+bool Simulator::restartRtsp()
+{
+    if (!rtsp)
+        return false;
+    rtsp->kill();
+    return rtsp->start(0);
+}
+
+void Simulator::log(const QString &line)
+{
+    const QByteArray text = QDateTime::currentDateTime().toString(QStringLiteral("hh:mm:ss.zzz ")).toUtf8()
+                            + line.toUtf8() + '\n';
+    if (m_log.isOpen()) {
+        m_log.write(text);
+        m_log.flush();
+    } else {
+        std::fputs(text.constData(), stderr);
+    }
+}

@@ -1,0 +1,78 @@
+#pragma once
+
+#include "SimOptions.h"
+#include "control/FrameReader.h"
+#include "control/Interpreter.h"
+#include "control/Outbox.h"
+#include "control/PtyControlLink.h"
+#include "control/TcpControlLink.h"
+#include "model/PodModel.h"
+#include "video/FramePump.h"
+#include "video/RtspServer.h"
+#include "video/UdpSender.h"
+
+#include <QElapsedTimer>
+#include <QFile>
+#include <QObject>
+#include <QTimer>
+
+#include <memory>
+#include <vector>
+
+/// The whole pod: one model, the links to it, its status frames and its video. Runs on one thread
+/// but for the video.
+class Simulator : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit Simulator(const SimOptions &options, QObject *parent = nullptr);
+
+    /// Binds every endpoint. False with a text in `error`.
+    bool start(QString &error);
+    /// One line for each endpoint, for programs to read.
+    QStringList endpoints() const;
+
+    // What the fault switches work on.
+    PodModel model;
+    Outbox outbox;
+    TcpControlLink tcp;
+    std::unique_ptr<FramePump> pump; ///< null without video, as the next
+    std::unique_ptr<RtspServer> rtsp;
+    std::unique_ptr<UdpSender> udp;
+
+    void setStatusRate(int hz);
+    void setStatusType(bool plain);
+    void setFormat(const VideoFormat &format);
+    bool restartRtsp();
+
+    struct ReceivedFrame
+    {
+        qint64 atMs; ///< since the epoch
+        QByteArray bytes;
+        QString meaning;
+    };
+    QList<ReceivedFrame> receivedFrames; ///< the newest kReceivedKept
+    qint64 receivedCount = 0;
+    static constexpr qsizetype kReceivedKept = 200;
+
+    void log(const QString &line);
+
+private:
+    void addLink(ControlLink &link);
+    void handleFrame(const QByteArray &frame);
+    void answer(Interpreter::Query query);
+    void stepModel();
+    void sendStatus();
+    SceneView view() const;
+    bool startVideo(QString &error);
+
+    SimOptions m_options;
+    PtyControlLink m_pty;
+    Interpreter m_interpreter;
+    std::vector<std::unique_ptr<FrameReader>> m_readers;
+    QTimer m_stepTimer;
+    QTimer m_statusTimer;
+    QElapsedTimer m_sinceStep;
+    QFile m_log;
+};

@@ -1,0 +1,18 @@
+#pragma once
+
+#include "model/PodModel.h"
+
+#include <QByteArray>
+
+/// The frames that the pod sends, built from its model.
+namespace replies {
+
+/// `plain` selects the 37-byte frame without zoom ratio, recording and work mode, else 29 bytes.
+QByteArray status(const PodModel &model, bool plain);
+QByteArray sbus(const PodModel &model);
+QByteArray version(const PodModel &model);
+QByteArray b7n(const PodModel &model);
+/// The short form, which carries the address alone.
+QByteArray b7nAddress(const PodModel &model);
+
+} // namespace replies

@@ -1,0 +1,34 @@
+#include "FaultPort.h"
+
+#include "FaultTable.h"
+
+#include <QTcpSocket>
+
+namespace {
+
+constexpr qint64 kLineMax = 4096; // bytes
+
+} // namespace
+
+FaultPort::FaultPort(Simulator &simulator, QObject *parent)
+    : QObject(parent)
+    , m_simulator(simulator)
+{
+    connect(&m_server, &QTcpServer::newConnection, this, &FaultPort::takeClient);
+}
+
+bool FaultPort::listen(quint16 port) { return m_server.listen(QHostAddress::LocalHost, port); }
+
+void FaultPort::takeClient()
+{
+    QTcpSocket *client = m_server.nextPendingConnection();
+    connect(client, &QTcpSocket::disconnected, client, &QObject::deleteLater);
+    connect(client, &QTcpSocket::readyRead, this, [this, client] {
+        while (client->canReadLine()) {
+            const QString line = QString::fromUtf8(client->readLine(kLineMax));
+            client->write(faults::execute(m_simulator, line).toUtf8() + '\n');
+        }
+        if (client->bytesAvailable() > kLineMax)
+            client->abort();
+    });
+}

@@ -1,0 +1,231 @@
+#include "FaultTable.h"
+
+#include "Simulator.h"
+
+#include <QJsonDocument>
+
+#include <algorithm>
+#include <array>
+#include <optional>
+
+namespace faults {
+namespace {
+
+using Arguments = const QStringList &;
+/// The answer after "ok", or nothing when the arguments make no sense.
+using Answer = std::optional<QString>;
+
+struct Row
+{
+    const char *words; ///< what the line begins with
+    const char *arguments;
+    const char *meaning;
+    Answer (*run)(Simulator &, Arguments);
+};
+
+std::optional<int> number(Arguments arguments, int index, int low, int high)
+{
+    bool ok = false;
+    const int value = arguments.value(index).toInt(&ok);
+    if (!ok || value < low || value > high)
+        return std::nullopt;
+    return value;
+}
+
+std::optional<bool> onOff(Arguments arguments)
+{
+    if (arguments.value(0) == QLatin1String("on"))
+        return true;
+    if (arguments.value(0) == QLatin1String("off"))
+        return false;
+    return std::nullopt;
+}
+
+Answer done(bool success = true) { return success ? Answer(QString()) : std::nullopt; }
+
+Answer stateLine(Simulator &s, Arguments)
+{
+    return QString::fromUtf8(QJsonDocument(s.model.toJson()).toJson(QJsonDocument::Compact));
+}
+
+Answer frameLine(Simulator &s, Arguments)
+{
+    QString line = QString::number(s.receivedCount);
+    for (const Simulator::ReceivedFrame &frame : s.receivedFrames)
+        line += QStringLiteral(" | %1 %2").arg(QString::fromLatin1(frame.bytes.toHex()), frame.meaning);
+    return line;
+}
+
+Answer clearFrames(Simulator &s, Arguments)
+{
+    s.receivedFrames.clear();
+    s.receivedCount = 0;
+    return done();
+}
+
+Answer setAttitude(Simulator &s, Arguments a)
+{
+    bool pitchOk = false;
+    bool yawOk = false;
+    const double pitch = a.value(0).toDouble(&pitchOk);
+    const double yaw = a.value(1).toDouble(&yawOk);
+    if (pitchOk && yawOk)
+        s.model.placeAt(pitch, yaw);
+    return done(pitchOk && yawOk);
+}
+
+Answer setZoom(Simulator &s, Arguments a)
+{
+    bool ok = false;
+    const double ratio = a.value(0).toDouble(&ok);
+    if (ok)
+        s.model.zoomTo(ratio);
+    return done(ok);
+}
+
+Answer setFormat(Simulator &s, Arguments a)
+{
+    const auto format = parseVideoFormat(a.value(0), a.value(1), a.value(2));
+    if (format && s.pump)
+        s.setFormat(*format);
+    return done(format && s.pump);
+}
+
+Answer dropClients(Simulator &s, Arguments a)
+{
+    const bool reset = a.value(0) == QLatin1String("rst");
+    if (!reset && a.value(0) != QLatin1String("fin"))
+        return std::nullopt;
+    s.tcp.dropClients(reset ? TcpControlLink::Drop::Reset : TcpControlLink::Drop::Fin);
+    return done();
+}
+
+Answer setRate(Simulator &s, Arguments a)
+{
+    const auto rate = number(a, 0, 0, 20000);
+    if (rate)
+        s.setStatusRate(*rate);
+    return done(rate.has_value());
+}
+
+Answer setType(Simulator &s, Arguments a)
+{
+    const bool plain = a.value(0) == QLatin1String("03");
+    if (!plain && a.value(0) != QLatin1String("01"))
+        return std::nullopt;
+    s.setStatusType(plain);
+    return done();
+}
+
+template<int Outbox::Faults::*member>
+Answer setCount(Simulator &s, Arguments a)
+{
+    const auto value = number(a, 0, 0, 60000);
+    if (value)
+        s.outbox.faults.*member = *value;
+    return done(value.has_value());
+}
+
+template<bool Outbox::Faults::*member>
+Answer setSwitch(Simulator &s, Arguments a)
+{
+    const auto on = onOff(a);
+    if (on)
+        s.outbox.faults.*member = *on;
+    return done(on.has_value());
+}
+
+Answer sendRaw(Simulator &s, Arguments a)
+{
+    const QByteArray bytes = QByteArray::fromHex(a.join(QString()).toLatin1());
+    if (bytes.isEmpty())
+        return std::nullopt;
+    s.outbox.put(bytes);
+    return done();
+}
+
+Answer refuse(Simulator &s, Arguments a)
+{
+    const auto on = onOff(a);
+    return done(on && s.tcp.setRefusing(*on));
+}
+
+Answer endVideo(Simulator &s, Arguments)
+{
+    if (s.pump)
+        s.pump->endStreams();
+    return done(s.pump != nullptr);
+}
+
+template<bool stalled>
+Answer stallVideo(Simulator &s, Arguments)
+{
+    if (s.pump)
+        s.pump->setStalled(stalled);
+    return done(s.pump != nullptr);
+}
+
+Answer killVideo(Simulator &s, Arguments)
+{
+    if (s.rtsp)
+        s.rtsp->kill();
+    return done(s.rtsp != nullptr);
+}
+
+Answer restartVideo(Simulator &s, Arguments) { return done(s.restartRtsp()); }
+
+Answer help(Simulator &, Arguments);
+
+constexpr auto kRows = std::to_array<Row>({
+    {"help", "", "list these lines", help},
+    {"state", "", "the whole model as JSON", stateLine},
+    {"frames", "", "count of command frames and the last of them", frameLine},
+    {"clear", "", "forget the frames", clearFrames},
+    {"attitude", "PITCH YAW", "jump there, in degrees", setAttitude},
+    {"zoom", "RATIO", "jump there", setZoom},
+    {"status rate", "HZ", "status frames a second, 0 for none", setRate},
+    {"status type", "01|03", "kind of status frame", setType},
+    {"control drop", "fin|rst", "cut the TCP clients off", dropClients},
+    {"control refuse", "on|off", "close or open the TCP port", refuse},
+    {"control delay", "MS", "hold every outgoing frame back", setCount<&Outbox::Faults::delayMs>},
+    {"control corrupt", "N", "damage the next N frames", setCount<&Outbox::Faults::corruptNext>},
+    {"control split", "on|off", "each frame in two writes", setSwitch<&Outbox::Faults::split>},
+    {"control join", "on|off", "two frames in one write", setSwitch<&Outbox::Faults::join>},
+    {"control raw", "HEX", "send these bytes", sendRaw},
+    {"video end", "", "end the stream of everyone who watches", endVideo},
+    {"video stall", "", "keep the sessions, send nothing", stallVideo<true>},
+    {"video resume", "", "go on sending", stallVideo<false>},
+    {"video kill", "", "close the RTSP server", killVideo},
+    {"video restart", "", "open it again on the same port", restartVideo},
+    {"video format", "WxH FPS h264|h265", "cut everyone off and serve this", setFormat},
+});
+
+Answer help(Simulator &, Arguments)
+{
+    QStringList lines;
+    for (const Row &row : kRows)
+        lines.append(QStringLiteral("%1 %2 - %3")
+                         .arg(QString::fromLatin1(row.words), QString::fromLatin1(row.arguments),
+                              QString::fromLatin1(row.meaning)));
+    return lines.join(QLatin1String("; "));
+}
+
+} // namespace
+
+QString execute(Simulator &simulator, const QString &line)
+{
+    const QString words = line.simplified();
+    for (const Row &row : kRows) {
+        const QString start = QString::fromLatin1(row.words);
+        if (words != start && !words.startsWith(start + u' '))
+            continue;
+        const Answer answer =
+            row.run(simulator, words.mid(start.size()).split(u' ', Qt::SkipEmptyParts));
+        if (!answer)
+            return QStringLiteral("error: %1 %2").arg(start, QString::fromLatin1(row.arguments));
+        return answer->isEmpty() ? QStringLiteral("ok") : QStringLiteral("ok ") + *answer;
+    }
+    return QStringLiteral("error: unknown line, try help");
+}
+
+} // namespace faults

@@ -1,0 +1,47 @@
+#pragma once
+
+#include "FramePump.h"
+
+#include <QHostAddress>
+#include <QString>
+
+#include <gst/rtsp-server/rtsp-server.h>
+
+#include <functional>
+#include <memory>
+#include <thread>
+
+/// Serves the pump's pictures over RTSP, on a main loop and thread of its own. One encoder feeds
+/// every client.
+class RtspServer
+{
+public:
+    RtspServer(FramePump &pump, const QHostAddress &address, const QString &path);
+    ~RtspServer();
+    RtspServer(const RtspServer &) = delete;
+    RtspServer &operator=(const RtspServer &) = delete;
+
+    /// Port 0 takes a free one, and keeps it for later starts. False when it cannot be had.
+    bool start(quint16 port);
+    /// Closes the listening socket and cuts every client off.
+    void kill();
+    bool isRunning() const { return m_attached != 0; }
+    /// The next client gets what the pump's format then is.
+    void applyFormat();
+    QString url() const;
+
+private:
+    void inLoop(const std::function<void()> &call);
+    GstRTSPMediaFactory *makeFactory();
+    static void configure(GstRTSPMediaFactory *factory, GstRTSPMedia *media, gpointer server);
+
+    FramePump &m_pump;
+    QHostAddress m_address;
+    QString m_path;
+    quint16 m_port = 0;
+    GMainContext *m_context;
+    GMainLoop *m_loop;
+    GstRTSPServer *m_server = nullptr;
+    guint m_attached = 0;
+    std::thread m_thread;
+};

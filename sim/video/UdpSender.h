@@ -1,0 +1,25 @@
+#pragma once
+
+#include "FramePump.h"
+
+#include <QString>
+
+/// Sends the pump's pictures as an MPEG transport stream to one UDP address, for as long as it
+/// lives.
+class UdpSender
+{
+public:
+    UdpSender(FramePump &pump, const QString &host, quint16 port);
+    ~UdpSender();
+    UdpSender(const UdpSender &) = delete;
+    UdpSender &operator=(const UdpSender &) = delete;
+
+    /// Empty when the pipeline runs.
+    QString errorString() const { return m_error; }
+
+private:
+    FramePump &m_pump;
+    GstElement *m_pipeline = nullptr;
+    GstElement *m_source = nullptr;
+    QString m_error;
+};
