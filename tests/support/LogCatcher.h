@@ -1,0 +1,16 @@
+#pragma once
+
+#include <QStringList>
+
+/// Collects what is logged while it lives, from every thread, and passes it on.
+class LogCatcher
+{
+public:
+    LogCatcher();
+    ~LogCatcher();
+    LogCatcher(const LogCatcher &) = delete;
+    LogCatcher &operator=(const LogCatcher &) = delete;
+
+    bool contains(const QString &text) const { return count(text) > 0; }
+    qsizetype count(const QString &text) const;
+};

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <QProcess>
+#include <QString>
+#include <QStringList>
+
+/// podsim as a process on free ports; gone with the object.
+class PodSim
+{
+public:
+    /// Fails the process with a message when the simulator does not come up.
+    explicit PodSim(const QStringList &extraArguments = {});
+    ~PodSim();
+
+    QString rtspUrl() const { return m_rtspUrl; }
+    QString ptyPath() const { return m_ptyPath; }
+    quint16 controlPort() const { return m_controlPort; }
+
+    /// Sends one fault line and returns the answer without its "ok"; an "error" fails the process.
+    QString fault(const QString &line);
+
+private:
+    QProcess m_process;
+    QString m_rtspUrl;
+    QString m_ptyPath;
+    quint16 m_controlPort = 0;
+    quint16 m_faultPort = 0;
+};

@@ -1,0 +1,187 @@
+// Decode tasks and reconnect threads that outlive those who started them. The checks are the
+// sanitizers': every case leaves a thread behind that must touch nothing freed or shared.
+
+#include "LogCatcher.h"
+#include "RtspStub.h"
+#include "video/FFmpegPlayer.h"
+#include "video/VideoRenderer.h"
+
+#include <QElapsedTimer>
+#include <QFile>
+#include <QProcess>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QThreadPool>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <memory>
+#include <thread>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+/// A named pipe with a transport stream in it that stops but does not end: reading it blocks in
+/// the kernel, where no interrupt callback reaches.
+class StuckStream
+{
+public:
+    StuckStream(const QByteArray &video, const QString &path)
+        : m_path(path)
+    {
+        mkfifo(path.toLocal8Bit().constData(), 0600);
+        m_writer = std::thread([this, video] {
+            m_pipe = ::open(m_path.toLocal8Bit().constData(), O_WRONLY);
+            [[maybe_unused]] const ssize_t written = ::write(m_pipe, video.constData(), size_t(video.size()));
+        });
+    }
+
+    ~StuckStream()
+    {
+        m_writer.join();
+        ::close(m_pipe); // now the read returns
+        QThreadPool::globalInstance()->waitForDone();
+    }
+
+    QString path() const { return m_path; }
+
+private:
+    QString m_path;
+    int m_pipe = -1;
+    std::thread m_writer;
+};
+
+} // namespace
+
+class TestStreamMemory : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void taskOutlivesItsPlayer();
+    void taskOutlivesItsStream();
+    void attemptAbandonedWhileItsCallIsQueued();
+    void itemDestroyedInMidAttempt();
+    void attemptsAfterACancelledOneEndSilently();
+
+private:
+    QTemporaryDir m_folder;
+    QByteArray m_video;
+};
+
+void TestStreamMemory::initTestCase()
+{
+    const QString path = m_folder.filePath(u"video.ts"_s);
+    QProcess ffmpeg;
+    ffmpeg.start(u"ffmpeg"_s,
+                 {u"-loglevel"_s, u"error"_s, u"-f"_s, u"lavfi"_s, u"-i"_s,
+                  u"testsrc=size=320x240:rate=25:duration=2"_s, u"-c:v"_s, u"libx264"_s, path});
+    QVERIFY(ffmpeg.waitForFinished(60000));
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    m_video = file.readAll();
+}
+
+void TestStreamMemory::taskOutlivesItsPlayer()
+{
+    const StuckStream stream(m_video, m_folder.filePath(u"pipe1"_s));
+    LogCatcher log;
+    {
+        FFmpegPlayer player;
+        QSignalSpy frames(&player, &FFmpegPlayer::frameReady);
+        QVERIFY(player.open(stream.path()));
+        player.play();
+        QTRY_VERIFY(frames.size() > 2);
+    }
+    QVERIFY(log.contains(u"解码线程未退出（超时），强制处理"_s));
+    QVERIFY(!log.contains(u"解码线程已结束"_s));
+}
+
+void TestStreamMemory::taskOutlivesItsStream()
+{
+    FFmpegPlayer player;
+    QSignalSpy frames(&player, &FFmpegPlayer::frameReady);
+    QSignalSpy lost(&player, &FFmpegPlayer::connectionLost);
+    {
+        const StuckStream stream(m_video, m_folder.filePath(u"pipe2"_s));
+        QVERIFY(player.open(stream.path()));
+        player.play();
+        QTRY_VERIFY(frames.size() > 2);
+        player.stop();
+        // The next playback runs while the first task is still inside its read.
+        QVERIFY(player.open(m_folder.filePath(u"video.ts"_s)));
+        player.play();
+        frames.clear();
+        QTRY_VERIFY(frames.size() > 2);
+        QTRY_COMPARE_WITH_TIMEOUT(lost.size(), 1, 10000);
+        player.pause();
+    }
+    lost.clear();
+    QTest::qWait(200);
+    QCOMPARE(lost.size(), 0); // the old stream's end is nobody's loss
+}
+
+void TestStreamMemory::attemptAbandonedWhileItsCallIsQueued()
+{
+    const RtspStub stub(RtspStub::Manner::Silent);
+    LogCatcher log;
+    VideoRenderer item;
+    item.setSource(stub.url());
+    item.reconnect();
+    // The GUI thread serves no events, so the worker's first call stays in the queue.
+    QElapsedTimer timer;
+    timer.start();
+    while (!log.contains(u"[ReconnectWorker] 开始重连"_s) && timer.elapsed() < 5000)
+        QThread::msleep(1);
+    QThread::msleep(50);
+    timer.restart();
+    item.stop();
+    QVERIFY(timer.elapsed() < VideoRenderer::kReconnectThreadWaitMs);
+    QVERIFY(!log.contains(u"强制终止重连线程"_s));
+    QTest::qWait(300); // the queued call is served now, for nobody
+    QVERIFY(!log.contains(u"尝试打开"_s));
+    QCOMPARE(item.status(), u"已停止"_s);
+}
+
+void TestStreamMemory::itemDestroyedInMidAttempt()
+{
+    // At every phase: call queued, settling pause, open queued.
+    for (const int eventsMs : {0, 20, 150, 290, 310}) {
+        const RtspStub stub(RtspStub::Manner::Silent);
+        auto item = std::make_unique<VideoRenderer>();
+        item->setTimeout(100000);
+        item->setSource(stub.url());
+        item->reconnect();
+        QElapsedTimer timer;
+        timer.start();
+        while (timer.elapsed() < eventsMs)
+            QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+        QThread::msleep(30);
+        item.reset();
+        QCoreApplication::processEvents();
+    }
+}
+
+void TestStreamMemory::attemptsAfterACancelledOneEndSilently()
+{
+    LogCatcher log;
+    VideoRenderer item;
+    item.setSource(m_folder.filePath(u"video.ts"_s));
+    item.reconnect();
+    item.stop();
+    item.reconnect();
+    QTRY_VERIFY(log.contains(u"[ReconnectWorker] 重连被取消"_s));
+    QTest::qWait(500);
+    QVERIFY(!log.contains(u"尝试打开"_s));
+    QCOMPARE(item.status(), u"重连中... (1/10)"_s);
+    QVERIFY(item.isReconnecting());
+    item.stop();
+}
+
+QTEST_MAIN(TestStreamMemory)
+#include "tst_stream_memory.moc"
