@@ -11,6 +11,9 @@ foreach(file IN LISTS qml_files)
   if(NOT component IN_LIST exposed_components)
     set_source_files_properties(${file} PROPERTIES QT_QML_SKIP_QMLDIR_ENTRY TRUE)
   endif()
+  if(component MATCHES "^style/")
+    set_source_files_properties(${file} PROPERTIES QT_QML_SINGLETON_TYPE TRUE)
+  endif()
 endforeach()
 
 qt_add_qml_module(apppodconsole
@@ -19,6 +22,16 @@ qt_add_qml_module(apppodconsole
   RESOURCE_PREFIX /qt/qml
   QML_FILES ${qml_files})
 
-file(GLOB image_files RELATIVE ${CMAKE_SOURCE_DIR} CONFIGURE_DEPENDS
-  src/image/*.png src/image/*.svg)
-qt_add_resources(apppodconsole images PREFIX / FILES ${image_files})
+# The singletons of qml/style are named by a description of their own.
+configure_file(qml/style/qmldir ${CMAKE_BINARY_DIR}/podconsole/style/qmldir COPYONLY)
+set_source_files_properties(qml/style/qmldir PROPERTIES QT_RESOURCE_ALIAS style/qmldir)
+qt_add_resources(apppodconsole style_module PREFIX /qt/qml/podconsole FILES qml/style/qmldir)
+
+# podconsole_images(target): gives a program the pictures. Tests load the interface from the build
+# folder's podconsole/ and need them too.
+function(podconsole_images target)
+  file(GLOB image_files CONFIGURE_DEPENDS
+    ${CMAKE_SOURCE_DIR}/src/image/*.png ${CMAKE_SOURCE_DIR}/src/image/*.svg)
+  qt_add_resources(${target} images PREFIX / BASE ${CMAKE_SOURCE_DIR} FILES ${image_files})
+endfunction()
+podconsole_images(apppodconsole)

@@ -1,5 +1,8 @@
-# podconsole_options: what every target of ours is compiled with. Link it PRIVATE.
+# podconsole_sanitizers: for every target, generated sources included. Link both PRIVATE.
+add_library(podconsole_sanitizers INTERFACE)
+# podconsole_options: what every source of ours is compiled with.
 add_library(podconsole_options INTERFACE)
+target_link_libraries(podconsole_options INTERFACE podconsole_sanitizers)
 
 if(MSVC)
   target_compile_options(podconsole_options INTERFACE /W4 /WX /utf-8 /permissive-)
@@ -12,7 +15,7 @@ target_compile_definitions(podconsole_options INTERFACE
   QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII QT_NO_NARROWING_CONVERSIONS_IN_CONNECT)
 
 if(PODCONSOLE_SANITIZE)
-  target_compile_options(podconsole_options INTERFACE
+  target_compile_options(podconsole_sanitizers INTERFACE
     -fsanitize=${PODCONSOLE_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=undefined)
-  target_link_options(podconsole_options INTERFACE -fsanitize=${PODCONSOLE_SANITIZE})
+  target_link_options(podconsole_sanitizers INTERFACE -fsanitize=${PODCONSOLE_SANITIZE})
 endif()

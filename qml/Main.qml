@@ -1,5 +1,6 @@
 import QtQuick
 import QtQuick.Controls
+import "style"
 
 ApplicationWindow {
     id: mainWindow
@@ -8,4 +9,6 @@ ApplicationWindow {
     visible: true
     title: qsTr("KAVROControl")
     flags: Qt.FramelessWindowHint | Qt.Window
+    color: Theme.strip
+    Text { text: Texts.connected }
 }

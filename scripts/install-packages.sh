@@ -18,8 +18,10 @@ packages=(
   # the simulator's video
   gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-plugins-bad
   gstreamer1.0-plugins-ugly gstreamer1.0-libav
+  # a real joystick, where one is present
+  libsdl2-dev
   # tests, benchmarks, pictures, checks
-  ffmpeg libbenchmark-dev xvfb xauth xdotool imagemagick librsvg2-bin
+  ffmpeg lrzsz libbenchmark-dev xvfb xauth xdotool imagemagick librsvg2-bin
   clang-format clang-tidy
 )
 
