@@ -1,22 +1,64 @@
 #include "FFmpegPlayer.h"
 
 #include "DecodeTask.h"
-#include "MediaStream.h"
+#include "async/BackgroundCall.h"
 
-#include <QDeadlineTimer>
 #include <QDebug>
-#include <QThread>
 #include <QtConcurrentRun>
 
 #include <algorithm>
+#include <mutex>
+#include <utility>
 
 namespace {
 
-constexpr int kTaskPollMs = 5;
 constexpr int kMinFrameIntervalMs = 1;
 constexpr int kMaxFrameIntervalMs = 1000;
+// An aborted stream ends at once; when the application quits, no more than this is spent on it.
+constexpr int kQuitWaitMs = 200;
+
+/// Lets go of a stream on a thread that may block in closing it. A decode task that still runs
+/// keeps the stream and closes it when it ends.
+std::shared_ptr<Gate> releaseInBackground(std::shared_ptr<MediaStream> stream)
+{
+    return runInBackground([stream = std::move(stream)]() mutable { stream.reset(); });
+}
 
 } // namespace
+
+/// One open: GUI thread and opening thread own it together, and the first to leave decides what
+/// becomes of the outcome.
+struct FFmpegPlayer::OpenCall
+{
+    OpenRequest request;
+    Gate answered; // by an outcome, or by being abandoned
+
+    void run()
+    {
+        OpenOutcome result = openMediaStream(request);
+        const std::lock_guard lock(m_mutex);
+        if (!*request.abort)
+            m_outcome = std::move(result);
+        answered.open();
+    }
+
+    void abandon()
+    {
+        const std::lock_guard lock(m_mutex);
+        *request.abort = true;
+        answered.open();
+    }
+
+    OpenOutcome takeOutcome()
+    {
+        const std::lock_guard lock(m_mutex);
+        return std::exchange(m_outcome, {});
+    }
+
+private:
+    std::mutex m_mutex;
+    OpenOutcome m_outcome; // empty when abandoned
+};
 
 FFmpegPlayer::FFmpegPlayer(QObject *parent)
     : QObject(parent)
@@ -31,29 +73,42 @@ FFmpegPlayer::FFmpegPlayer(QObject *parent)
 
 FFmpegPlayer::~FFmpegPlayer()
 {
-    if (isPlaying())
-        stop();
-    else if (m_stream)
-        cleanup();
+    shutDown();
     m_state->detach();
     avformat_network_deinit();
 }
 
-bool FFmpegPlayer::isPlaying() { return m_state->isPlaying(); }
+void FFmpegPlayer::shutDown()
+{
+    const Wishes::Wish wish = m_wishes.next();
+    if (isPlaying())
+        halt(wish, Waiting::Block);
+    else if (m_stream || m_openCall)
+        cleanup(Waiting::Block);
+}
+
+bool FFmpegPlayer::isPlaying()
+{
+    return m_state->isPlaying();
+}
 
 bool FFmpegPlayer::open(const QString &url)
 {
+    const Wishes::Wish wish = m_wishes.next();
     if (isPlaying())
-        stop();
-    else if (m_stream)
-        cleanup();
-    m_url = url;
+        halt(wish, Waiting::ServeEvents);
+    else if (m_stream || m_openCall)
+        cleanup(Waiting::ServeEvents);
+    if (!wish.isNewest())
+        return false;
 
-    OpenRequest request{url, m_settings, std::make_shared<AbortFlag>(false)};
-    request.settings.timeoutUs = m_timeoutUs;
-    OpenOutcome outcome = openMediaStream(request);
+    m_url = url;
+    OpenOutcome outcome = openServingEvents(url);
+    if (!wish.isNewest())
+        return false;
     if (!outcome.stream) {
-        emit errorOccurred(outcome.error);
+        if (!outcome.error.isEmpty())
+            emit errorOccurred(outcome.error);
         return false;
     }
     m_stream = std::move(outcome.stream);
@@ -61,9 +116,32 @@ bool FFmpegPlayer::open(const QString &url)
     return true;
 }
 
+OpenOutcome FFmpegPlayer::openServingEvents(const QString &url)
+{
+    const auto call = std::make_shared<OpenCall>();
+    call->request = {url, m_settings, std::make_shared<AbortFlag>(false)};
+    call->request.settings.timeoutUs = m_timeoutUs;
+    m_openCall = call;
+    runInBackground([call] { call->run(); });
+    if (call->answered.waitServingEvents(Gate::kForever) != Gate::Result::Opened)
+        call->abandon();
+    if (*call->request.abort)
+        return {}; // and perhaps no player any more
+    m_openCall.reset();
+    return call->takeOutcome();
+}
+
+void FFmpegPlayer::abandonOpen()
+{
+    if (m_openCall)
+        m_openCall->abandon();
+    m_openCall.reset();
+}
+
 void FFmpegPlayer::close()
 {
-    cleanup();
+    m_wishes.next();
+    cleanup(Waiting::ServeEvents);
     qDebug() << "[FFmpegPlayer] 播放器已关闭";
 }
 
@@ -75,15 +153,17 @@ void FFmpegPlayer::play()
     }
     if (isPlaying())
         return;
+    const Wishes::Wish wish = m_wishes.next();
     m_state->setPlaying(true);
-    m_state->restartStallClock();
-    startTimers();
-    startDecodeTask();
+    startRenderTimer();
+    if (!startDecodeTask(wish))
+        return;
+    startHeartbeat();
     emit playingStateChanged(true);
     qDebug() << "[FFmpegPlayer] 开始播放，渲染间隔:" << m_frameIntervalMs << "ms";
 }
 
-void FFmpegPlayer::startTimers()
+void FFmpegPlayer::startRenderTimer()
 {
     if (!m_renderTimer) {
         m_renderTimer = new QTimer(this);
@@ -91,6 +171,12 @@ void FFmpegPlayer::startTimers()
         connect(m_renderTimer, &QTimer::timeout, this, &FFmpegPlayer::renderFrame);
     }
     m_renderTimer->start(m_frameIntervalMs);
+}
+
+void FFmpegPlayer::startHeartbeat()
+{
+    // From now on, so that a stream which never delivers is noticed, and no wait counts as a stall.
+    m_state->restartStallClock();
     if (!m_heartbeatTimer) {
         m_heartbeatTimer = new QTimer(this);
         connect(m_heartbeatTimer, &QTimer::timeout, this, &FFmpegPlayer::checkHeartbeat);
@@ -98,23 +184,35 @@ void FFmpegPlayer::startTimers()
     m_heartbeatTimer->start(kHeartbeatMs);
 }
 
-void FFmpegPlayer::startDecodeTask()
+void FFmpegPlayer::stopTimers()
+{
+    if (m_heartbeatTimer)
+        m_heartbeatTimer->stop();
+    if (m_renderTimer) {
+        m_renderTimer->stop();
+        m_renderTimer->deleteLater();
+        m_renderTimer = nullptr;
+    }
+}
+
+bool FFmpegPlayer::startDecodeTask(const Wishes::Wish &wish)
 {
     if (m_decodeFuture.isRunning()) {
         qDebug() << "[FFmpegPlayer] 等待之前的解码线程结束";
-        waitForDecodeTask();
+        const std::shared_ptr<Gate> previous = m_taskEnded;
+        previous->waitServingEvents(kTaskWaitMs);
+        if (!wish.isNewest())
+            return false;
     }
     // The new generation ends whatever task is left, at the end of its pass at the latest.
     auto task = std::make_shared<DecodeTask>(m_state, m_stream, m_state->beginGeneration());
-    m_decodeFuture = QtConcurrent::run([task] { task->run(); });
-}
-
-bool FFmpegPlayer::waitForDecodeTask() const
-{
-    const QDeadlineTimer deadline(kTaskWaitMs);
-    while (m_decodeFuture.isRunning() && !deadline.hasExpired())
-        QThread::msleep(kTaskPollMs);
-    return !m_decodeFuture.isRunning();
+    m_taskEnded = std::make_shared<Gate>();
+    m_decodeFuture = QtConcurrent::run([task = std::move(task), ended = m_taskEnded]() mutable {
+        task->run();
+        task.reset(); // and with it, perhaps, the last hold on the stream
+        ended->open();
+    });
+    return true;
 }
 
 void FFmpegPlayer::renderFrame()
@@ -132,8 +230,8 @@ void FFmpegPlayer::checkHeartbeat()
     const qint64 last = m_state->lastFrameTimeMs();
     if (last <= 0 || now - last <= kStallLimitMs || !m_state->claimLoss())
         return;
-    qDebug() << "[FFmpegPlayer] 心跳检测：3秒内未收到新帧，当前时间:" << now << "最后帧时间:" << last
-             << "差值:" << now - last;
+    qDebug() << "[FFmpegPlayer] 心跳检测：3秒内未收到新帧，当前时间:" << now
+             << "最后帧时间:" << last << "差值:" << now - last;
     qDebug() << "[FFmpegPlayer] 判定为连接丢失";
     emit connectionLost();
 }
@@ -149,6 +247,7 @@ void FFmpegPlayer::pause()
 {
     if (!isPlaying())
         return;
+    m_wishes.next();
     m_state->setPlaying(false);
     m_renderTimer->stop();
     emit playingStateChanged(false);
@@ -157,50 +256,81 @@ void FFmpegPlayer::pause()
 
 void FFmpegPlayer::stop()
 {
-    qDebug() << "[FFmpegPlayer] stop() 开始";
-    cleanup();
-    emit playingStateChanged(false);
-    qDebug() << "[FFmpegPlayer] stop() 完成";
+    halt(m_wishes.next(), Waiting::ServeEvents);
 }
 
-void FFmpegPlayer::cleanup()
+bool FFmpegPlayer::halt(const Wishes::Wish &wish, Waiting waiting)
 {
-    qDebug() << "[FFmpegPlayer] cleanup() 开始";
+    qDebug() << "[FFmpegPlayer] stop() 开始";
+    cleanup(waiting);
+    if (!wish.ownerIsAlive())
+        return false;
+    // What overtook this stop tells its own state; but a player that stands still must not have
+    // left anyone in the belief that it plays.
+    if (wish.isNewest() || !isPlaying())
+        emit playingStateChanged(false);
+    qDebug() << "[FFmpegPlayer] stop() 完成";
+    return wish.isNewest();
+}
+
+std::shared_ptr<MediaStream> FFmpegPlayer::takeStream()
+{
+    abandonOpen();
     if (m_stream)
         m_stream->abort();
     m_state->setPlaying(false);
     m_state->reset();
-    if (m_heartbeatTimer)
-        m_heartbeatTimer->stop();
-    if (m_renderTimer) {
-        m_renderTimer->stop();
-        m_renderTimer->deleteLater();
-        m_renderTimer = nullptr;
-    }
+    stopTimers();
+    return std::exchange(m_stream, nullptr);
+}
+
+void FFmpegPlayer::cleanup(Waiting waiting)
+{
+    const auto waitFor = [waiting](Gate &gate, int ms) {
+        if (waiting == Waiting::Block)
+            return gate.waitBlocking(ms);
+        const Gate::Result result = gate.waitServingEvents(ms);
+        return result == Gate::Result::Quit ? gate.waitBlocking(kQuitWaitMs) : result;
+    };
+
+    qDebug() << "[FFmpegPlayer] cleanup() 开始";
+    std::shared_ptr<MediaStream> stream = takeStream();
     if (m_decodeFuture.isRunning()) {
         qDebug() << "[FFmpegPlayer] 等待解码线程退出...";
-        if (waitForDecodeTask())
+        const std::shared_ptr<Gate> ended = m_taskEnded;
+        if (waitFor(*ended, kTaskWaitMs) == Gate::Result::Opened)
             qDebug() << "[FFmpegPlayer] 解码线程已退出";
         else
             qDebug() << "[FFmpegPlayer] 解码线程未退出（超时），强制处理";
     }
-    // A task that still runs keeps the stream alive and closes it when it ends.
-    m_stream.reset();
+    // From here on nothing of the player is touched: it may be gone.
+    if (stream)
+        waitFor(*releaseInBackground(std::move(stream)),
+                waiting == Waiting::Block ? kQuitWaitMs : kCloseWaitMs);
     qDebug() << "[FFmpegPlayer] cleanup() 完成";
 }
 
-void FFmpegPlayer::setBufferSize(int bytes) { m_settings.bufferSizeBytes = bytes; }
+void FFmpegPlayer::setBufferSize(int bytes)
+{
+    m_settings.bufferSizeBytes = bytes;
+}
 
 void FFmpegPlayer::setRtspTransport(const QString &transport)
 {
     m_settings.rtspTransport = transport;
 }
 
-void FFmpegPlayer::setTimeout(int us) { m_timeoutUs = us; }
+void FFmpegPlayer::setTimeout(int us)
+{
+    m_timeoutUs = us;
+}
 
 void FFmpegPlayer::setFrameInterval(int ms)
 {
     m_frameIntervalMs = std::clamp(ms, kMinFrameIntervalMs, kMaxFrameIntervalMs);
 }
 
-void FFmpegPlayer::setMaxDelay(int us) { m_settings.maxDelayUs = std::max(us, 0); }
+void FFmpegPlayer::setMaxDelay(int us)
+{
+    m_settings.maxDelayUs = std::max(us, 0);
+}

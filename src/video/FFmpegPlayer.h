@@ -1,7 +1,9 @@
 #pragma once
 
+#include "MediaStream.h"
 #include "PlaybackState.h"
 #include "StreamOptions.h"
+#include "async/Wish.h"
 
 #include <QFuture>
 #include <QObject>
@@ -10,12 +12,17 @@
 #include <atomic>
 #include <memory>
 
-class MediaStream;
+class Gate;
 
 /// Plays one live stream: opens it, has it decoded on a pool thread and hands the newest picture
 /// to the GUI thread at a fixed pace. A loss - end of stream, a network error, or no packet for
 /// kStallLimitMs - is reported once, and again only after packets have flowed. All methods belong
 /// to the GUI thread, except where told otherwise.
+///
+/// open(), play(), stop() and close() return when they are done, but serve the GUI thread's events
+/// while FFmpeg works elsewhere. What is asked for meanwhile is the newer wish and wins: the
+/// running open is aborted, and the operation that was overtaken returns without a further word.
+/// Even the player's destruction is safe in such a wait.
 ///
 /// Closed: no stream. Open: stream and decoder ready. Playing: decode task and timers run. Paused:
 /// as Open, with an idle decode task.
@@ -29,15 +36,21 @@ public:
     static constexpr int kHeartbeatMs = 1000;
     /// How long teardown and a restart wait for a decode task; they go on without it then.
     static constexpr int kTaskWaitMs = 3000;
+    /// How long teardown waits for the input to be closed; that goes on without it then.
+    static constexpr int kCloseWaitMs = 3000;
 
     explicit FFmpegPlayer(QObject *parent = nullptr);
     ~FFmpegPlayer() override;
 
-    /// Opens the stream and its decoder; blocks until that succeeded or failed, within the
-    /// time-outs that the options set. Whatever was open before is closed.
+    /// Opens the stream and its decoder; returns when that succeeded or failed, within the
+    /// time-outs that the options set. Whatever was open before is closed. False without an
+    /// errorOccurred when something newer was asked for meanwhile or the application quits.
     Q_INVOKABLE bool open(const QString &url);
     Q_INVOKABLE void close();
     Q_INVOKABLE bool isPlaying();
+
+    /// stop() for destructors: waits without serving events.
+    void shutDown();
 
     /// True from connectionLost until packets flow again; pictures sent meanwhile are old ones.
     bool isLost() const { return m_state->isLost(); }
@@ -64,20 +77,39 @@ public slots:
     /// Tears everything down. Waits at most kTaskWaitMs for the decode task.
     void stop();
     void renderFrame();
+
     void readFrame() {}
 
 private:
-    void announceLoss(quint64 generation);
-    void startTimers();
-    void startDecodeTask();
-    void checkHeartbeat();
-    void cleanup();
-    /// False when the decode task still runs after kTaskWaitMs.
-    bool waitForDecodeTask() const;
+    enum class Waiting : quint8
+    {
+        ServeEvents,
+        Block
+    };
+    struct OpenCall;
 
+    void announceLoss(quint64 generation);
+    void startRenderTimer();
+    void startHeartbeat();
+    void stopTimers();
+    void checkHeartbeat();
+    OpenOutcome openServingEvents(const QString &url);
+    void abandonOpen();
+    /// Starts the decode task of the open stream; false when overtaken meanwhile.
+    bool startDecodeTask(const Wishes::Wish &wish);
+    /// stop(), as a part of `wish`; false when overtaken meanwhile.
+    bool halt(const Wishes::Wish &wish, Waiting waiting);
+    void cleanup(Waiting waiting);
+    /// Takes the stream, if any, so that whatever comes while it is torn down finds the player
+    /// closed.
+    std::shared_ptr<MediaStream> takeStream();
+
+    Wishes m_wishes;
     std::shared_ptr<PlaybackState> m_state;
+    std::shared_ptr<OpenCall> m_openCall;  // while one runs
     std::shared_ptr<MediaStream> m_stream; // null when closed
     QFuture<void> m_decodeFuture;
+    std::shared_ptr<Gate> m_taskEnded; // of m_decodeFuture; null before the first
     QTimer *m_renderTimer = nullptr;
     QTimer *m_heartbeatTimer = nullptr;
     QString m_url;

@@ -48,12 +48,16 @@ class Dictionary
 {
 public:
     Dictionary() = default;
+
     ~Dictionary() { av_dict_free(&m_dictionary); }
+
     Dictionary(const Dictionary &) = delete;
     Dictionary &operator=(const Dictionary &) = delete;
 
     void set(const char *key, const char *value) { av_dict_set(&m_dictionary, key, value, 0); }
+
     AVDictionary **address() { return &m_dictionary; }
+
     const AVDictionary *get() const { return m_dictionary; }
 
 private:

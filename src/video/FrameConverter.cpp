@@ -8,10 +8,9 @@ bool FrameConverter::prepare(const AVFrame &frame)
 {
     if (m_scaler && frame.width == m_width && frame.height == m_height && frame.format == m_format)
         return true;
-    m_scaler.reset(sws_getContext(frame.width, frame.height,
-                                  static_cast<AVPixelFormat>(frame.format), frame.width,
-                                  frame.height, AV_PIX_FMT_RGBA, SWS_FAST_BILINEAR, nullptr,
-                                  nullptr, nullptr));
+    m_scaler.reset(sws_getContext(
+        frame.width, frame.height, static_cast<AVPixelFormat>(frame.format), frame.width,
+        frame.height, AV_PIX_FMT_RGBA, SWS_FAST_BILINEAR, nullptr, nullptr, nullptr));
     if (!m_scaler) {
         qDebug() << "[FFmpegPlayer] 无法创建SwsContext";
         return false;

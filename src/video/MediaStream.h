@@ -32,8 +32,11 @@ public:
     void abort() { m_abort->store(true); }
 
     AVFormatContext *format() const { return m_format.get(); }
+
     AVCodecContext *codec() const { return m_codec.get(); }
+
     int videoIndex() const { return m_videoIndex; }
+
     FrameConverter &converter() { return m_converter; }
 
     std::mutex inUse;

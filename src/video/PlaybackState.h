@@ -42,6 +42,7 @@ public:
     // Decode task
 
     bool isCurrent(quint64 generation) const { return m_generation.load() == generation; }
+
     void packetArrived(quint64 generation);
     void storeFrame(quint64 generation, const QImage &frame);
     /// Tells the handler. False when the loss was reported already, or nothing is playing.

@@ -34,6 +34,7 @@ public:
 
 private:
     bool isCancelled() const { return m_cancelled->load() != 0; }
+
     void setPlayerTimeout(int us);
     /// Runs `call` on the GUI thread and waits for it; false when it failed or was abandoned.
     bool callPlayer(const std::function<bool(FFmpegPlayer &)> &call);

@@ -10,8 +10,9 @@ constexpr unsigned kFormatMajorOfRtspTimeoutRename = 59;
 QList<Option> udpOptions()
 {
     return {
-        {"buffer_size", "8192000"}, {"rcvbuf", "16777216"},    {"timeout", "10000000"},
-        {"reuse", "1"},             {"probesize", "10000000"}, {"analyzeduration", "5000000"},
+        {"buffer_size", "8192000"}, {"rcvbuf", "16777216"},
+        {"timeout", "10000000"},    {"reuse", "1"},
+        {"probesize", "10000000"},  {"analyzeduration", "5000000"},
     };
 }
 
@@ -38,7 +39,10 @@ QList<Option> rtspOptions(const Settings &settings, unsigned formatMajor)
 
 } // namespace
 
-bool isUdpUrl(const QString &url) { return url.startsWith(QLatin1String("udp://")); }
+bool isUdpUrl(const QString &url)
+{
+    return url.startsWith(QLatin1String("udp://"));
+}
 
 QList<Option> optionsFor(const QString &url, const Settings &settings, unsigned formatMajor)
 {

@@ -60,7 +60,10 @@ void VideoRenderer::setReconnecting(bool reconnecting)
     emit isReconnectingChanged();
 }
 
-int VideoRenderer::reconnectIntervalSeconds() const { return m_reconnectIntervalMs / 1000; }
+int VideoRenderer::reconnectIntervalSeconds() const
+{
+    return m_reconnectIntervalMs / 1000;
+}
 
 void VideoRenderer::play()
 {
@@ -73,6 +76,7 @@ void VideoRenderer::play()
         qDebug() << "[VideoRenderer] 已经在播放中";
         return;
     }
+    const Wishes::Wish wish = m_wishes.next();
     m_reconnectTimer->stop();
     stopReconnectThread();
     setStatus(QStringLiteral("正在连接..."));
@@ -81,8 +85,13 @@ void VideoRenderer::play()
     m_reconnectAttempts = 0;
     setReconnecting(false);
 
-    if (m_player->open(m_source)) {
+    const bool opened = openSource(wish);
+    if (!wish.isNewest())
+        return;
+    if (opened) {
         m_player->play();
+        if (!wish.isNewest())
+            return;
         setStatus(QStringLiteral("播放中"));
         qDebug() << "[VideoRenderer] 播放开始成功";
         return;
@@ -97,10 +106,20 @@ void VideoRenderer::play()
     waitForReconnect(QStringLiteral("连接失败，%1秒后重试...").arg(reconnectIntervalSeconds()));
 }
 
+bool VideoRenderer::openSource(const Wishes::Wish &wish)
+{
+    m_isOpening = true;
+    const bool opened = m_player->open(m_source);
+    if (wish.isNewest())
+        m_isOpening = false;
+    return opened;
+}
+
 void VideoRenderer::pause()
 {
     if (!m_player->isPlaying())
         return;
+    m_wishes.next();
     m_player->pause();
     setStatus(QStringLiteral("已暂停"));
     qDebug() << "[VideoRenderer] 视频已暂停";
@@ -109,12 +128,16 @@ void VideoRenderer::pause()
 void VideoRenderer::stop()
 {
     qDebug() << "[VideoRenderer] 停止播放器";
+    const Wishes::Wish wish = m_wishes.next();
+    m_isOpening = false;
     stopReconnectThread();
     m_wasPlayingBeforeError = false;
     m_reconnectAttempts = 0;
     setReconnecting(false);
     m_reconnectTimer->stop();
     m_player->stop();
+    if (!wish.isNewest())
+        return;
     setStatus(QStringLiteral("已停止"));
     showFrame({});
 }
@@ -127,6 +150,8 @@ void VideoRenderer::reconnect()
         setStatus(kNoSourceStatus);
         return;
     }
+    m_wishes.next();
+    m_isOpening = false;
     stopReconnectThread();
     m_reconnectAttempts = 0;
     setReconnecting(true);
@@ -192,8 +217,11 @@ void VideoRenderer::giveUpReconnecting()
 void VideoRenderer::onReconnectSuccess()
 {
     qDebug() << "[VideoRenderer] 重连成功";
+    const Wishes::Wish wish = m_wishes.next();
     m_player->setTimeout(kStreamTimeoutUs);
     m_player->play();
+    if (!wish.isNewest())
+        return;
     m_reconnectAttempts = 0;
     setReconnecting(false);
     setStatus(QStringLiteral("重连成功"));

@@ -26,6 +26,7 @@ struct TextSizes
     int statusPt;
     int retryPt;
 };
+
 constexpr TextSizes kOnBlack = {16, 12};
 constexpr TextSizes kOverPicture = {14, 10};
 
@@ -33,8 +34,8 @@ constexpr TextSizes kOverPicture = {14, 10};
 bool isNetworkError(const QString &error)
 {
     static const std::array kMarks = {
-        QStringLiteral("读取帧失败"), QStringLiteral("超时"),     QStringLiteral("断开"),
-        QStringLiteral("中断"),       QStringLiteral("流结束"),   QStringLiteral("连接"),
+        QStringLiteral("读取帧失败"), QStringLiteral("超时"),       QStringLiteral("断开"),
+        QStringLiteral("中断"),       QStringLiteral("流结束"),     QStringLiteral("连接"),
         QStringLiteral("无法打开"),   QStringLiteral("打开视频流"), QStringLiteral("网络"),
         QStringLiteral("socket"),
     };
@@ -46,7 +47,10 @@ QString shortened(const QString &text)
     return text.size() <= kErrorTextMax ? text : text.left(kErrorTextKept) + QStringLiteral("...");
 }
 
-QFont arial(int points, QFont::Weight weight) { return {QStringLiteral("Arial"), points, weight}; }
+QFont arial(int points, QFont::Weight weight)
+{
+    return {QStringLiteral("Arial"), points, weight};
+}
 
 /// The largest rectangle of the picture's shape, centred in `area`.
 QRectF letterboxed(const QSize &picture, const QRectF &area)
@@ -101,17 +105,22 @@ VideoRenderer::VideoRenderer(QQuickItem *parent)
             Qt::QueuedConnection);
     connect(m_player, &FFmpegPlayer::playingStateChanged, this, &VideoRenderer::takePlayingState,
             Qt::QueuedConnection);
-    connect(m_player, &FFmpegPlayer::connectionLost, this, &VideoRenderer::onConnectionLost,
+    connect(m_player, &FFmpegPlayer::connectionLost, this, &VideoRenderer::takeConnectionLoss,
             Qt::QueuedConnection);
     qDebug() << "[VideoRenderer] 初始化完成";
 }
 
 VideoRenderer::~VideoRenderer()
 {
-    stop();
+    qDebug() << "[VideoRenderer] 停止播放器";
+    stopReconnectThread();
+    m_player->shutDown();
 }
 
-bool VideoRenderer::playing() const { return m_player->isPlaying(); }
+bool VideoRenderer::playing() const
+{
+    return m_player->isPlaying();
+}
 
 void VideoRenderer::setSource(const QString &source)
 {
@@ -122,18 +131,30 @@ void VideoRenderer::setSource(const QString &source)
     qDebug() << "[VideoRenderer] 视频源已设置:" << m_source;
 }
 
-void VideoRenderer::setBufferSize(int size) { m_player->setBufferSize(size); }
+void VideoRenderer::setBufferSize(int size)
+{
+    m_player->setBufferSize(size);
+}
 
 void VideoRenderer::setRtspTransport(const QString &transport)
 {
     m_player->setRtspTransport(transport);
 }
 
-void VideoRenderer::setTimeout(int timeoutMs) { m_player->setTimeout(timeoutMs); }
+void VideoRenderer::setTimeout(int timeoutMs)
+{
+    m_player->setTimeout(timeoutMs);
+}
 
-void VideoRenderer::setFrameInterval(int msec) { m_player->setFrameInterval(msec); }
+void VideoRenderer::setFrameInterval(int msec)
+{
+    m_player->setFrameInterval(msec);
+}
 
-void VideoRenderer::setMaxDelay(int maxDelayMs) { m_player->setMaxDelay(maxDelayMs); }
+void VideoRenderer::setMaxDelay(int maxDelayMs)
+{
+    m_player->setMaxDelay(maxDelayMs);
+}
 
 void VideoRenderer::setStatus(const QString &status)
 {
@@ -154,9 +175,19 @@ void VideoRenderer::takeFrame(const QImage &frame)
 
 void VideoRenderer::takePlayingState(bool playing)
 {
-    // A change that the player has taken back since would undo what was wished for later.
-    if (playing == m_player->isPlaying())
+    // A change that the player has taken back since would undo what was wished for later, and so
+    // would the end of the stream that the one being opened replaces.
+    if (m_isOpening)
+        emit playingChanged();
+    else if (playing == m_player->isPlaying())
         onPlayingStateChanged(playing);
+}
+
+void VideoRenderer::takeConnectionLoss()
+{
+    // A stream that was closed or replaced meanwhile is nobody's loss.
+    if (m_player->isPlaying())
+        onConnectionLost();
 }
 
 void VideoRenderer::onFrameReady(const QImage &frame)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "async/Wish.h"
+
 #include <QImage>
 #include <QQuickPaintedItem>
 #include <QString>
@@ -16,6 +18,10 @@ class ReconnectAttempt;
 /// lost stream back. After a loss it waits reconnectInterval, then makes attempt after attempt on
 /// a short-lived reconnect thread until one succeeds or maxReconnectAttempts is reached.
 ///
+/// While a stream opens or closes the GUI thread goes on serving events. What is asked for
+/// meanwhile is the newer wish and wins; the operation that it overtook ends without a further
+/// word.
+///
 /// Once an attempt was stopped in mid-run - by play(), stop() or reconnect() - every later one
 /// ends silently for the life of the item. That is intended.
 class VideoRenderer : public QQuickPaintedItem
@@ -24,8 +30,8 @@ class VideoRenderer : public QQuickPaintedItem
     Q_PROPERTY(QString source READ source WRITE setSource NOTIFY sourceChanged)
     Q_PROPERTY(bool playing READ playing NOTIFY playingChanged)
     Q_PROPERTY(QString status READ status NOTIFY statusChanged)
-    Q_PROPERTY(bool autoReconnect READ autoReconnect WRITE setAutoReconnect NOTIFY
-                   autoReconnectChanged)
+    Q_PROPERTY(
+        bool autoReconnect READ autoReconnect WRITE setAutoReconnect NOTIFY autoReconnectChanged)
     Q_PROPERTY(int reconnectInterval READ reconnectInterval WRITE setReconnectInterval NOTIFY
                    reconnectIntervalChanged)
     Q_PROPERTY(int maxReconnectAttempts READ maxReconnectAttempts WRITE setMaxReconnectAttempts
@@ -45,22 +51,32 @@ public:
     void paint(QPainter *painter) override;
 
     QString source() const { return m_source; }
+
     void setSource(const QString &source);
     bool playing() const;
+
     QString status() const { return m_status; }
+
     bool autoReconnect() const { return m_autoReconnect; }
+
     void setAutoReconnect(bool on);
+
     int reconnectInterval() const { return m_reconnectIntervalMs; }
+
     /// Milliseconds; values below kMinReconnectIntervalMs are ignored.
     void setReconnectInterval(int ms);
+
     int maxReconnectAttempts() const { return m_maxReconnectAttempts; }
+
     /// Values below 1 are ignored.
     void setMaxReconnectAttempts(int attempts);
+
     bool isReconnecting() const { return m_isReconnecting; }
+
     /// Where the picture lies in the item, letterbox bars excluded; empty without a picture.
     QRectF contentRect() const { return m_contentRect; }
 
-    /// Opens and plays the source; blocks while it opens.
+    /// Opens and plays the source; returns when that succeeded or failed.
     Q_INVOKABLE void play();
     Q_INVOKABLE void pause();
     Q_INVOKABLE void stop();
@@ -104,7 +120,9 @@ private:
     // What the player tells, as far as it still holds when it arrives.
     void takeFrame(const QImage &frame);
     void takePlayingState(bool playing);
+    void takeConnectionLoss();
 
+    bool openSource(const Wishes::Wish &wish);
     void setStatus(const QString &status);
     void setReconnecting(bool reconnecting);
     void showFrame(const QImage &frame);
@@ -119,7 +137,9 @@ private:
     void paintWithoutPicture(QPainter &painter) const;
     void paintPicture(QPainter &painter) const;
 
+    Wishes m_wishes;
     FFmpegPlayer *m_player;
+    bool m_isOpening = false; // play() waits for its stream
     QImage m_currentFrame;
     QRectF m_contentRect;
     QString m_source;

@@ -101,8 +101,8 @@ void TestPlayer::initTestCase()
     m_sim = std::make_unique<PodSim>(QStringList{u"--size"_s, u"320x240"_s});
     QVERIFY(runFfmpeg({u"-f"_s, u"lavfi"_s, u"-i"_s, u"testsrc=size=320x240:rate=25:duration=2"_s,
                        u"-c:v"_s, u"libx264"_s, m_folder->filePath(u"video.ts"_s)}));
-    QVERIFY(runFfmpeg({u"-f"_s, u"lavfi"_s, u"-i"_s, u"sine=duration=1"_s,
-                       m_folder->filePath(u"audio.wav"_s)}));
+    QVERIFY(runFfmpeg(
+        {u"-f"_s, u"lavfi"_s, u"-i"_s, u"sine=duration=1"_s, m_folder->filePath(u"audio.wav"_s)}));
 }
 
 void TestPlayer::optionSets_data()
@@ -153,7 +153,7 @@ void TestPlayer::failureTexts_data()
     QTest::newRow("missing file") << u"/no/such/file.ts"_s
                                   << u"无法打开视频流: No such file or directory"_s;
     QTest::newRow("no video") << m_folder->filePath(u"audio.wav"_s) << u"未找到视频流"_s;
-    QTest::newRow("bad udp address") << u"udp://"_s << u"无法打开UDP流: "_s;
+    QTest::newRow("bad udp address") << u"udp://256.1.1.1:1000"_s << u"无法打开UDP流: "_s;
     QTest::newRow("upper-case udp") << u"UDP://"_s << u"无法打开视频流: "_s;
     QTest::newRow("empty") << QString() << u"无法打开视频流: "_s;
 }
@@ -196,7 +196,7 @@ void TestPlayer::deadRtspServersAreGivenUp()
         mute = std::make_unique<MuteListener>();
         url = u"rtsp://127.0.0.1:%1/x"_s.arg(mute->port());
     } else {
-        stub = std::make_unique<RtspStub>(kind == "silent"_L1 ? RtspStub::Manner::Silent
+        stub = std::make_unique<RtspStub>(kind == "silent"_L1    ? RtspStub::Manner::Silent
                                           : kind == "noMedia"_L1 ? RtspStub::Manner::NoMedia
                                                                  : RtspStub::Manner::SilentStatus);
         url = stub->url();
@@ -365,9 +365,9 @@ void TestPlayer::sizeChangeInMidStream()
     QSignalSpy frames(&player, &FFmpegPlayer::frameReady);
     QVERIFY(player.open(u"concat:%1|%2"_s.arg(first, second)));
     player.play();
-    QTRY_VERIFY_WITH_TIMEOUT(
-        !frames.isEmpty() && frames.last()[0].value<QImage>().size() == QSize(640, 360),
-        kPictureWaitMs);
+    QTRY_VERIFY_WITH_TIMEOUT(!frames.isEmpty() &&
+                                 frames.last()[0].value<QImage>().size() == QSize(640, 360),
+                             kPictureWaitMs);
 }
 
 QTEST_GUILESS_MAIN(TestPlayer)

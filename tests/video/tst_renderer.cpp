@@ -26,6 +26,7 @@ public:
     }
 
     QString joined() const { return m_lines.join(u'|'); }
+
     void clear() { m_lines.clear(); }
 
 private:
@@ -113,8 +114,8 @@ void TestRenderer::errorTexts_data()
     const QString ready = u"就绪"_s;
     QTest::newRow("shown") << u"未找到视频流"_s << u"错误: 未找到视频流"_s;
     QTest::newRow("50 characters") << QString(50, u'x') << u"错误: "_s + QString(50, u'x');
-    QTest::newRow("60 characters") << QString(60, u'x')
-                                   << u"错误: "_s + QString(47, u'x') + u"..."_s;
+    QTest::newRow("60 characters")
+        << QString(60, u'x') << u"错误: "_s + QString(47, u'x') + u"..."_s;
     QTest::newRow("empty") << QString() << ready;
     for (const QString &network :
          {u"读取帧失败"_s, u"超时"_s, u"断开"_s, u"中断"_s, u"流结束"_s, u"连接"_s, u"无法打开"_s,
@@ -199,9 +200,10 @@ void TestRenderer::lossIsTriedAgainUntilGivenUp()
     QTRY_COMPARE_WITH_TIMEOUT(errors.size(), 1, kRecoverMs);
     QCOMPARE(errors[0][0].toString(), u"重连失败，已达最大重试次数"_s);
     QCOMPARE(lost.size(), 1);
-    QCOMPARE(statuses.joined(),
-             u"正在连接...|播放中|连接中断，1秒后重连...|重连中... (2/3)|重连失败，1秒后重试... (2/3)|"
-             "重连中... (3/3)|重连失败，已达最大重试次数"_s);
+    QCOMPARE(
+        statuses.joined(),
+        u"正在连接...|播放中|连接中断，1秒后重连...|重连中... (2/3)|重连失败，1秒后重试... (2/3)|"
+        "重连中... (3/3)|重连失败，已达最大重试次数"_s);
     QVERIFY(!item.isReconnecting());
 }
 
@@ -216,8 +218,9 @@ void TestRenderer::failedFirstOpenIsTriedAgain()
     item.play();
     QVERIFY(item.isReconnecting());
     QTRY_COMPARE_WITH_TIMEOUT(errors.size(), 1, kRecoverMs);
-    QCOMPARE(statuses.joined(),
-             u"正在连接...|连接失败|连接失败，1秒后重试...|重连中... (2/2)|重连失败，已达最大重试次数"_s);
+    QCOMPARE(
+        statuses.joined(),
+        u"正在连接...|连接失败|连接失败，1秒后重试...|重连中... (2/2)|重连失败，已达最大重试次数"_s);
 }
 
 void TestRenderer::streamComesBack()

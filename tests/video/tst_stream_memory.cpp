@@ -36,15 +36,20 @@ public:
         mkfifo(path.toLocal8Bit().constData(), 0600);
         m_writer = std::thread([this, video] {
             m_pipe = ::open(m_path.toLocal8Bit().constData(), O_WRONLY);
-            [[maybe_unused]] const ssize_t written = ::write(m_pipe, video.constData(), size_t(video.size()));
+            [[maybe_unused]] const ssize_t written =
+                ::write(m_pipe, video.constData(), size_t(video.size()));
         });
     }
 
-    ~StuckStream()
+    ~StuckStream() { unblock(); }
+
+    /// Ends the stream: now the read returns.
+    void unblock()
     {
+        if (!m_writer.joinable())
+            return;
         m_writer.join();
-        ::close(m_pipe); // now the read returns
-        QThreadPool::globalInstance()->waitForDone();
+        ::close(m_pipe);
     }
 
     QString path() const { return m_path; }
@@ -89,7 +94,7 @@ void TestStreamMemory::initTestCase()
 
 void TestStreamMemory::taskOutlivesItsPlayer()
 {
-    const StuckStream stream(m_video, m_folder.filePath(u"pipe1"_s));
+    StuckStream stream(m_video, m_folder.filePath(u"pipe1"_s));
     LogCatcher log;
     {
         FFmpegPlayer player;
@@ -100,28 +105,34 @@ void TestStreamMemory::taskOutlivesItsPlayer()
     }
     QVERIFY(log.contains(u"解码线程未退出（超时），强制处理"_s));
     QVERIFY(!log.contains(u"解码线程已结束"_s));
+    stream.unblock();
+    QTRY_VERIFY(log.contains(u"解码线程已结束"_s));
+    QVERIFY(QThreadPool::globalInstance()->waitForDone(5000));
 }
 
 void TestStreamMemory::taskOutlivesItsStream()
 {
+    StuckStream stream(m_video, m_folder.filePath(u"pipe2"_s));
+    LogCatcher log;
     FFmpegPlayer player;
     QSignalSpy frames(&player, &FFmpegPlayer::frameReady);
     QSignalSpy lost(&player, &FFmpegPlayer::connectionLost);
-    {
-        const StuckStream stream(m_video, m_folder.filePath(u"pipe2"_s));
-        QVERIFY(player.open(stream.path()));
-        player.play();
-        QTRY_VERIFY(frames.size() > 2);
-        player.stop();
-        // The next playback runs while the first task is still inside its read.
-        QVERIFY(player.open(m_folder.filePath(u"video.ts"_s)));
-        player.play();
-        frames.clear();
-        QTRY_VERIFY(frames.size() > 2);
-        QTRY_COMPARE_WITH_TIMEOUT(lost.size(), 1, 10000);
-        player.pause();
-    }
+    QVERIFY(player.open(stream.path()));
+    player.play();
+    QTRY_VERIFY(frames.size() > 2);
+    player.stop();
+    // The next playback runs while the first task is still inside its read.
+    QVERIFY(player.open(m_folder.filePath(u"video.ts"_s)));
+    player.play();
+    frames.clear();
+    QTRY_VERIFY(frames.size() > 2);
+    QTRY_COMPARE_WITH_TIMEOUT(lost.size(), 1, 10000);
+    player.pause();
+    QVERIFY(!log.contains(u"解码线程已结束"_s));
+
     lost.clear();
+    stream.unblock();
+    QTRY_COMPARE(log.count(u"解码线程已结束"_s), 1);
     QTest::qWait(200);
     QCOMPARE(lost.size(), 0); // the old stream's end is nobody's loss
 }
