@@ -5,6 +5,7 @@
 
 #include <QAbstractSocket>
 #include <QDateTime>
+#include <QDeadlineTimer>
 #include <QDebug>
 #include <QScopedValueRollback>
 #include <QSerialPort>
@@ -46,7 +47,7 @@ CMain::~CMain()
 {
     m_transport->QObject::disconnect(this);
     if (m_transport->isConnected())
-        m_transport->disconnectFrom();
+        closeLink();
     delete m_transport;
 }
 
@@ -64,7 +65,7 @@ void CMain::createTransport()
 
 void CMain::retireTransport()
 {
-    m_transport->disconnectFrom();
+    closeLink();
     // A handler that reacts to the transport's own signal must find it alive on the way back.
     if (m_transportSignalDepth > 0) {
         m_transport->QObject::disconnect(this);
@@ -117,15 +118,40 @@ bool CMain::connectTCP(const QString &address, int port)
 
 bool CMain::openLink(const QString &target, int value)
 {
-    // The transport's signals reach handlers that may replace it while it connects.
-    const QScopedValueRollback depth(m_transportSignalDepth, m_transportSignalDepth + 1);
-    ICommunication *const transport = m_transport;
-    if (!transport->connectTo(target, value) || transport != m_transport)
+    const Wishes::Wish wish = m_linkWishes.next();
+    sendOwedStops();
+    m_isOpeningLink = true;
+    const bool connected = m_transport->connectTo(target, value);
+    // Connecting serves events, and its signals reach handlers: both may have other wishes.
+    if (!wish.isNewest())
+        return false;
+    m_isOpeningLink = false;
+    if (!connected)
         return false;
     // The transport has reported the new state already; QML is told a second time on purpose.
     m_isConnected = true;
     emit connectionChanged(true);
     return true;
+}
+
+void CMain::closeLink()
+{
+    m_linkWishes.next();
+    m_isOpeningLink = false;
+    sendOwedStops();
+    m_isClosingLink = true;
+    m_transport->disconnectFrom();
+    m_isClosingLink = false;
+}
+
+void CMain::sendOwedStops()
+{
+    if (!m_transport->isConnected())
+        return;
+    for (const std::optional<protocol::Command> stop : m_motions.owedStops()) {
+        if (stop)
+            send(*stop);
+    }
 }
 
 void CMain::disconnect()
@@ -136,8 +162,8 @@ void CMain::disconnect()
         return;
     }
     m_disconnecting = true;
-    if (m_transport->isConnected())
-        m_transport->disconnectFrom();
+    if (m_transport->isConnected() || m_isOpeningLink)
+        closeLink();
     QTimer::singleShot(kDisconnectGuardMs, this, [this] { m_disconnecting = false; });
 }
 
@@ -153,7 +179,7 @@ void CMain::resetConnection()
 {
     qDebug() << "=== 重置连接 ===";
     ICommunication *const old = m_transport;
-    old->disconnectFrom();
+    closeLink();
     old->QObject::disconnect(this);
     createTransport();
     old->deleteLater();
@@ -172,9 +198,14 @@ bool CMain::send(const QByteArray &frame)
     return true;
 }
 
+qint64 CMain::steadyMs() { return QDeadlineTimer::current().deadline(); }
+
 bool CMain::send(protocol::Command command, int argument0, int argument1)
 {
-    return send(protocol::buildCommand(command, argument0, argument1));
+    if (!send(protocol::buildCommand(command, argument0, argument1)))
+        return false;
+    m_motions.sent(command, steadyMs());
+    return true;
 }
 
 void CMain::sendList(const protocol::LongCommandSpec &spec, const QVariantList &list)

@@ -1,7 +1,9 @@
 #pragma once
 
+#include "async/Wish.h"
 #include "protocol/CommandCatalogue.h"
 #include "protocol/InboundFrames.h"
+#include "protocol/MotionLedger.h"
 #include "protocol/SettingFrames.h"
 
 #include <QJsonObject>
@@ -19,6 +21,7 @@ class CMain : public QObject
 {
     Q_OBJECT
 
+    // clang-format off
     Q_PROPERTY(bool isConnected READ isConnected NOTIFY connectionChanged)
     Q_PROPERTY(QString message READ message WRITE setMessage NOTIFY messageChanged)
     Q_PROPERTY(QString connectionType READ connectionType WRITE setConnectionType NOTIFY connectionTypeChanged)
@@ -63,6 +66,7 @@ class CMain : public QObject
     Q_PROPERTY(int sbusLaserDistanceIndex READ sbusLaserDistanceIndex NOTIFY sbusPitchIndexChanged FINAL)
     Q_PROPERTY(int sbusLaserLightIndex READ sbusLaserLightIndex NOTIFY sbusPitchIndexChanged FINAL)
     Q_PROPERTY(int sbusOsdIndex READ sbusOsdIndex NOTIFY sbusPitchIndexChanged FINAL)
+    // clang-format on
 
 public:
     enum ConnectionType : quint8 { Serial = 0, TCP = 1 };
@@ -275,6 +279,9 @@ private:
     void createTransport();
     void retireTransport();
     bool openLink(const QString &target, int value);
+    void closeLink();
+    void sendOwedStops();
+    static qint64 steadyMs();
 
     bool send(const QByteArray &frame);
     bool send(protocol::Command command, int argument0 = 0, int argument1 = 0);
@@ -298,6 +305,10 @@ private:
     bool m_isConnected = false;
     bool m_disconnecting = false;
     bool m_awaitingSbus = false;
+    Wishes m_linkWishes;
+    bool m_isOpeningLink = false;
+    bool m_isClosingLink = false;
+    protocol::MotionLedger m_motions;
     int m_transportSignalDepth = 0; // above 0 while a signal of the transport is being handled
     QTimer *m_sbusReadTimer = nullptr;
 

@@ -36,6 +36,11 @@ void CMain::handleCommunicationConnectionChanged(bool connected)
         return;
     }
     m_isConnected = connected;
+    // A link that broke in a motion left the pod moving: before anything else it gets its stop.
+    if (connected)
+        sendOwedStops();
+    else if (!m_isClosingLink)
+        m_motions.linkLost(steadyMs());
     emit connectionChanged(connected);
     if (!connected) {
         qDebug() << "连接已断开（CMain）";
@@ -53,8 +58,8 @@ void CMain::clearReplies()
 
 void CMain::apply(const protocol::TruncatedFrame &frame)
 {
-    qDebug() << "数据帧不完整，已忽略，类型:" << frame.kind.type << "应有长度:"
-             << frame.kind.length;
+    qDebug() << "数据帧不完整，已忽略，类型:" << frame.kind.type
+             << "应有长度:" << frame.kind.length;
 }
 
 void CMain::apply(const protocol::StatusFrame &status)
@@ -74,8 +79,8 @@ void CMain::apply(const protocol::StatusFrame &status)
 
 void CMain::applyAttitude(const protocol::StatusFrame &status)
 {
-    if (qFuzzyCompare(status.roll, m_roll) && qFuzzyCompare(status.pitch, m_pitch)
-        && qFuzzyCompare(status.yaw, m_yaw))
+    if (qFuzzyCompare(status.roll, m_roll) && qFuzzyCompare(status.pitch, m_pitch) &&
+        qFuzzyCompare(status.yaw, m_yaw))
         return;
     m_roll = status.roll;
     m_pitch = status.pitch;
@@ -105,10 +110,10 @@ void CMain::applyZoom(const protocol::StatusFrame &status)
 
 void CMain::applyTarget(const protocol::StatusFrame &status)
 {
-    if (qFuzzyCompare(status.targetLatitude, m_targetLatitude)
-        && qFuzzyCompare(status.targetLongitude, m_targetLongitude)
-        && qFuzzyCompare(status.laserDistance, m_laserDistance)
-        && status.targetAltitude == m_targetAltitude)
+    if (qFuzzyCompare(status.targetLatitude, m_targetLatitude) &&
+        qFuzzyCompare(status.targetLongitude, m_targetLongitude) &&
+        qFuzzyCompare(status.laserDistance, m_laserDistance) &&
+        status.targetAltitude == m_targetAltitude)
         return;
     m_targetLatitude = status.targetLatitude;
     m_targetLongitude = status.targetLongitude;
@@ -119,9 +124,9 @@ void CMain::applyTarget(const protocol::StatusFrame &status)
 
 void CMain::applyPlane(const protocol::PlaneStatus &plane)
 {
-    if (qFuzzyCompare(plane.latitude, m_plane.latitude)
-        && qFuzzyCompare(plane.longitude, m_plane.longitude)
-        && qFuzzyCompare(plane.yaw, m_plane.yaw) && plane.altitude == m_plane.altitude)
+    if (qFuzzyCompare(plane.latitude, m_plane.latitude) &&
+        qFuzzyCompare(plane.longitude, m_plane.longitude) &&
+        qFuzzyCompare(plane.yaw, m_plane.yaw) && plane.altitude == m_plane.altitude)
         return;
     m_plane = plane;
     emit planeChanged();

@@ -75,17 +75,18 @@ bool SerialCommunication::connectTo(const QString &portName, int baudRate)
 
 void SerialCommunication::disconnectFrom()
 {
-    if (m_port && m_port->isOpen())
+    if (m_port && m_port->isOpen()) {
+        // Closing discards what has not been written yet, and that may be a stop.
+        if (m_port->bytesToWrite() > 0)
+            m_port->waitForBytesWritten(kLastBytesMs);
         m_port->close();
+    }
     m_connected = false;
     emit connectionChanged(false);
     qDebug() << "串口已断开";
 }
 
-bool SerialCommunication::isConnected() const
-{
-    return m_connected && m_port && m_port->isOpen();
-}
+bool SerialCommunication::isConnected() const { return m_connected && m_port && m_port->isOpen(); }
 
 void SerialCommunication::sendData(const QByteArray &data)
 {

@@ -14,6 +14,8 @@ class SerialCommunication : public ICommunication
 
 public:
     static constexpr qsizetype kBlockLength = 37;
+    /// How long closing waits for the last bytes to leave.
+    static constexpr int kLastBytesMs = 100;
 
     explicit SerialCommunication(QObject *parent = nullptr);
     ~SerialCommunication() override;

@@ -1,5 +1,8 @@
 #include "TCPCommunication.h"
 
+#include "KeepAlive.h"
+#include "async/BackgroundCall.h"
+
 #include <QDebug>
 
 TCPCommunication::TCPCommunication(QObject *parent)
@@ -10,6 +13,8 @@ TCPCommunication::TCPCommunication(QObject *parent)
 
 TCPCommunication::~TCPCommunication()
 {
+    if (m_answered)
+        m_answered->open();
     if (m_socket) {
         m_socket->blockSignals(true);
         m_socket->abort();
@@ -27,7 +32,10 @@ void TCPCommunication::createSocket()
 
 bool TCPCommunication::connectTo(const QString &host, int port)
 {
-    disconnectFrom();
+    const Wishes::Wish wish = m_wishes.next();
+    closeSocket();
+    if (!wish.isNewest())
+        return false;
     if (!m_socket)
         createSocket();
     // A peer that does not read leaves unsent bytes behind, and with them a socket that closes
@@ -38,19 +46,43 @@ bool TCPCommunication::connectTo(const QString &host, int port)
     m_lastHost = host;
     m_lastPort = static_cast<quint16>(port);
     qDebug() << "正在连接TCP服务器:" << m_lastHost << ":" << m_lastPort;
-    m_socket->connectToHost(m_lastHost, static_cast<quint16>(m_lastPort));
-    if (!m_socket->waitForConnected(kConnectTimeoutMs)) {
-        emit errorOccurred(m_socket->errorString());
+    const bool answeredInTime = waitForConnected(wish);
+    if (!wish.isNewest())
+        return false;
+    if (m_socket->state() != QAbstractSocket::ConnectedState) {
+        const QString error =
+            answeredInTime ? m_socket->errorString() : QTcpSocket::tr("Connection timed out");
+        m_socket->abort();
+        emit errorOccurred(error);
         return false;
     }
     m_connected = true;
     emit connectionChanged(true);
     qDebug() << "TCP连接成功";
-    return true;
+    return wish.isNewest();
+}
+
+bool TCPCommunication::waitForConnected(const Wishes::Wish &wish)
+{
+    const auto answered = std::make_shared<Gate>();
+    m_answered = answered;
+    m_socket->connectToHost(m_lastHost, static_cast<quint16>(m_lastPort));
+    const Gate::Result result = answered->waitServingEvents(kConnectTimeoutMs);
+    if (wish.ownerIsAlive() && m_answered == answered)
+        m_answered.reset();
+    return result == Gate::Result::Opened;
 }
 
 void TCPCommunication::disconnectFrom()
 {
+    m_wishes.next();
+    closeSocket();
+}
+
+void TCPCommunication::closeSocket()
+{
+    if (m_answered)
+        m_answered->open();
     if (!m_socket)
         return;
     if (m_socket->state() != QAbstractSocket::UnconnectedState)
@@ -92,8 +124,10 @@ void TCPCommunication::handleError(QAbstractSocket::SocketError error)
 {
     const QString text = m_socket ? m_socket->errorString() : QString();
     qDebug() << "TCP错误:" << text;
-    const bool reportedElsewhere = error == QAbstractSocket::RemoteHostClosedError
-                                   || error == QAbstractSocket::SocketTimeoutError;
+    if (m_answered)
+        m_answered->open();
+    const bool reportedElsewhere = error == QAbstractSocket::RemoteHostClosedError ||
+                                   error == QAbstractSocket::SocketTimeoutError;
     if (reportedElsewhere || !m_connected)
         return;
     m_connected = false;
@@ -105,6 +139,9 @@ void TCPCommunication::handleConnected()
 {
     // The option takes effect only on a socket that exists, which is not before now.
     m_socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
+    keep_alive::enable(*m_socket);
+    if (m_answered)
+        m_answered->open();
     if (m_connected)
         return;
     m_connected = true;
