@@ -15,6 +15,9 @@ public:
     /// numbers are written with twelve digits, below which lies the noise of their scaling.
     QString changes() const;
 
+    /// Every property, likewise.
+    const QStringList &lines() const { return m_lines; }
+
 private:
     QStringList read() const;
 

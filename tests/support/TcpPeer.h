@@ -19,6 +19,9 @@ public:
     void send(const QByteArray &bytes);
     /// Waits until `count` bytes are there and takes all that came.
     QByteArray receive(qsizetype count);
+
+    bool hasClient() const { return m_client->state() == QAbstractSocket::ConnectedState; }
+
     void close();
     /// Ends the connection with a reset instead of an orderly close.
     void reset();
