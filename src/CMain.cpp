@@ -180,9 +180,12 @@ void CMain::resetConnection()
     qDebug() << "=== 重置连接 ===";
     ICommunication *const old = m_transport;
     closeLink();
-    old->QObject::disconnect(this);
-    createTransport();
-    old->deleteLater();
+    // Unless a handler of that very signal has replaced it already.
+    if (m_transport == old) {
+        old->QObject::disconnect(this);
+        createTransport();
+        old->deleteLater();
+    }
     m_isConnected = false;
     emit connectionChanged(false);
     qDebug() << "连接重置完成";

@@ -25,6 +25,9 @@ void Settings::setValue(const QString &key, const QVariant &value)
 {
     store().setValue(key, value);
     store().sync();
+    // A file that could not be read is written over; opening it again tells whether that worked.
+    if (store().status() == QSettings::FormatError)
+        m_store.reset();
     if (store().status() != QSettings::NoError)
         qWarning() << "cannot write settings file" << store().fileName();
 }

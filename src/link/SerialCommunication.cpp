@@ -1,5 +1,7 @@
 #include "SerialCommunication.h"
 
+#include "SerialHangup.h"
+
 #include <QDebug>
 #include <QMetaType>
 
@@ -98,7 +100,10 @@ void SerialCommunication::sendData(const QByteArray &data)
     m_port->write(data);
 }
 
-QString SerialCommunication::typeName() const { return QStringLiteral("Serial"); }
+QString SerialCommunication::typeName() const
+{
+    return QStringLiteral("Serial");
+}
 
 void SerialCommunication::handleReadyRead()
 {
@@ -110,14 +115,22 @@ void SerialCommunication::handleReadyRead()
     emit dataReceived(block);
 }
 
+QString SerialCommunication::errorText(bool gone) const
+{
+    if (gone)
+        return serial_hangup::text();
+    return m_port ? m_port->errorString() : QStringLiteral("未知错误");
+}
+
 void SerialCommunication::handleError(QSerialPort::SerialPortError error)
 {
     if (error == QSerialPort::NoError)
         return;
-    const QString text = m_port ? m_port->errorString() : QStringLiteral("未知错误");
+    const bool gone = error == QSerialPort::ReadError && m_port && serial_hangup::isGone(*m_port);
+    const QString text = errorText(gone);
     qDebug() << "串口错误:" << text << "错误码:" << error;
 
-    if (!endsLink(error)) {
+    if (!gone && !endsLink(error)) {
         qDebug() << "串口其他错误，连接可能仍在";
         emit errorOccurred(text);
         return;

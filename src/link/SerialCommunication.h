@@ -33,6 +33,7 @@ private slots:
 private:
     void createPort();
     void configurePort(const QString &portName, int baudRate);
+    QString errorText(bool gone) const;
 
     QPointer<QSerialPort> m_port;
     bool m_connected = false;

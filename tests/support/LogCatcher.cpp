@@ -3,18 +3,20 @@
 #include <QtGlobal>
 
 #include <mutex>
+#include <vector>
 
 namespace {
 
 std::mutex s_mutex;
-QStringList s_lines;
+std::vector<QStringList *> s_catchers; // of everyone who listens
 QtMessageHandler s_previous = nullptr;
 
 void collect(QtMsgType type, const QMessageLogContext &context, const QString &text)
 {
     {
         const std::lock_guard lock(s_mutex);
-        s_lines.append(text);
+        for (QStringList *lines : s_catchers)
+            lines->append(text);
     }
     if (s_previous)
         s_previous(type, context, text);
@@ -22,17 +24,24 @@ void collect(QtMsgType type, const QMessageLogContext &context, const QString &t
 
 } // namespace
 
-LogCatcher::LogCatcher() { s_previous = qInstallMessageHandler(collect); }
+LogCatcher::LogCatcher()
+{
+    const std::lock_guard lock(s_mutex);
+    if (s_catchers.empty())
+        s_previous = qInstallMessageHandler(collect);
+    s_catchers.push_back(&m_lines);
+}
 
 LogCatcher::~LogCatcher()
 {
-    qInstallMessageHandler(s_previous);
     const std::lock_guard lock(s_mutex);
-    s_lines.clear();
+    std::erase(s_catchers, &m_lines);
+    if (s_catchers.empty())
+        qInstallMessageHandler(s_previous);
 }
 
 qsizetype LogCatcher::count(const QString &text) const
 {
     const std::lock_guard lock(s_mutex);
-    return s_lines.filter(text).size();
+    return m_lines.filter(text).size();
 }

@@ -2,7 +2,7 @@
 
 #include <QStringList>
 
-/// Collects what is logged while it lives, from every thread, and passes it on.
+/// Collects what is logged while it lives, from every thread, and passes it on. May be nested.
 class LogCatcher
 {
 public:
@@ -12,5 +12,9 @@ public:
     LogCatcher &operator=(const LogCatcher &) = delete;
 
     bool contains(const QString &text) const { return count(text) > 0; }
+
     qsizetype count(const QString &text) const;
+
+private:
+    QStringList m_lines;
 };
