@@ -51,7 +51,7 @@ bool TCPCommunication::connectTo(const QString &host, int port)
         return false;
     if (m_socket->state() != QAbstractSocket::ConnectedState) {
         const QString error =
-            answeredInTime ? m_socket->errorString() : QTcpSocket::tr("Connection timed out");
+            answeredInTime ? m_socket->errorString() : QTcpSocket::tr("Socket operation timed out");
         m_socket->abort();
         emit errorOccurred(error);
         return false;

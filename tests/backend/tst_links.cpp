@@ -3,6 +3,7 @@
 #include "LogCatcher.h"
 #include "PtyPair.h"
 #include "SignalLog.h"
+#include "SilentListener.h"
 #include "TcpPeer.h"
 #include "link/SerialCommunication.h"
 #include "link/TCPCommunication.h"
@@ -11,9 +12,7 @@
 #include <QSignalSpy>
 #include <QTest>
 
-#include <netinet/in.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <memory>
@@ -35,46 +34,6 @@ QByteArray numbered(qsizetype count)
         bytes[i] = static_cast<char>(i + 1);
     return bytes;
 }
-
-/// A loopback address that answers no connect: its queue of pending ones is full.
-class SilentListener
-{
-public:
-    SilentListener()
-    {
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t length = sizeof address;
-        auto *generic = reinterpret_cast<sockaddr *>(&address);
-        const int listener = open();
-        if (bind(listener, generic, length) != 0 || listen(listener, 0) != 0 ||
-            getsockname(listener, generic, &length) != 0)
-            qFatal("SilentListener: no port");
-        m_port = ntohs(address.sin_port);
-        for (int i = 0; i < kFillers; ++i)
-            connect(open(), generic, length);
-    }
-
-    ~SilentListener()
-    {
-        for (const int socket : m_sockets)
-            ::close(socket);
-    }
-
-    SilentListener(const SilentListener &) = delete;
-    SilentListener &operator=(const SilentListener &) = delete;
-
-    int port() const { return m_port; }
-
-private:
-    static constexpr int kFillers = 4; // a queue of length 0 takes one or two
-
-    int open() { return m_sockets.emplace_back(socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0)); }
-
-    std::vector<int> m_sockets;
-    int m_port = 0;
-};
 
 } // namespace
 

@@ -3,6 +3,7 @@
 #include "LogCatcher.h"
 #include "PodSim.h"
 #include "RtspStub.h"
+#include "SilentListener.h"
 #include "video/FFmpegPlayer.h"
 #include "video/LatencyStrip.h"
 #include "video/MediaStream.h"
@@ -16,8 +17,6 @@
 #include <QUdpSocket>
 
 #include <memory>
-
-#include <sys/socket.h>
 
 using namespace Qt::StringLiterals;
 
@@ -40,30 +39,6 @@ quint16 freeUdpPort()
     socket.bind(QHostAddress::LocalHost, 0);
     return socket.localPort();
 }
-
-/// A port whose accept queue is full, so that the kernel answers no further connect.
-class MuteListener
-{
-public:
-    MuteListener()
-    {
-        m_server.setMaxPendingConnections(1);
-        m_server.listen(QHostAddress::LocalHost, 0);
-        ::listen(int(m_server.socketDescriptor()), 0);
-        m_server.pauseAccepting();
-        for (auto &socket : m_fillers) {
-            socket = std::make_unique<QTcpSocket>();
-            socket->connectToHost(QHostAddress::LocalHost, m_server.serverPort());
-            socket->waitForConnected(200);
-        }
-    }
-
-    quint16 port() const { return m_server.serverPort(); }
-
-private:
-    QTcpServer m_server;
-    std::array<std::unique_ptr<QTcpSocket>, 3> m_fillers;
-};
 
 } // namespace
 
@@ -186,14 +161,14 @@ void TestPlayer::deadRtspServersAreGivenUp()
 {
     QFETCH(QString, kind);
     std::unique_ptr<RtspStub> stub;
-    std::unique_ptr<MuteListener> mute;
+    std::unique_ptr<SilentListener> mute;
     QString url;
     if (kind == "refused"_L1) {
         QTcpServer server;
         server.listen(QHostAddress::LocalHost, 0);
         url = u"rtsp://127.0.0.1:%1/x"_s.arg(server.serverPort());
     } else if (kind == "mute"_L1) {
-        mute = std::make_unique<MuteListener>();
+        mute = std::make_unique<SilentListener>();
         url = u"rtsp://127.0.0.1:%1/x"_s.arg(mute->port());
     } else {
         stub = std::make_unique<RtspStub>(kind == "silent"_L1    ? RtspStub::Manner::Silent
