@@ -7,6 +7,8 @@
 #include <QThread>
 #include <QTimer>
 
+#include <utility>
+
 // How the video item starts and stops its stream and brings a lost one back.
 //
 //   Idle --play()--> Connecting --opened--> Playing --lost--> Waiting --delay--> Attempting
@@ -269,26 +271,26 @@ void VideoRenderer::startReconnectThread()
 
 void VideoRenderer::stopReconnectThread()
 {
+    const bool running = m_reconnectThread && m_reconnectThread->isRunning();
+    // Before it is woken, so that it wakes to find itself cancelled.
+    if (running)
+        *m_reconnectCancelled = 1;
     // Also where the thread has ended: its result may still be on the way.
     if (m_reconnectAttempt)
         m_reconnectAttempt->abandon();
     m_reconnectAttempt.reset();
-    if (!m_reconnectThread)
+    QThread *const thread = std::exchange(m_reconnectThread, nullptr);
+    if (!thread)
         return;
-
-    QThread *const thread = m_reconnectThread;
-    m_reconnectThread = nullptr;
-    if (thread->isRunning()) {
-        *m_reconnectCancelled = 1;
-        thread->quit();
-        if (!thread->wait(kReconnectThreadWaitMs)) {
-            // Terminating it could leave a lock held. The attempt has been abandoned, so the
-            // thread touches nothing of ours any more; it may end when it can.
-            qDebug() << "[VideoRenderer] 强制终止重连线程";
-            thread->setParent(nullptr);
-            connect(thread, &QThread::finished, thread, &QObject::deleteLater);
-            return;
-        }
+    thread->quit();
+    // An abandoned attempt waits for nobody and calls nothing that blocks.
+    if (running && !thread->wait(kReconnectThreadWaitMs)) {
+        // Terminating it could leave a lock held. It touches nothing of ours any more and may end
+        // when it can.
+        qDebug() << "[VideoRenderer] 强制终止重连线程";
+        thread->setParent(nullptr);
+        connect(thread, &QThread::finished, thread, &QObject::deleteLater);
+        return;
     }
     thread->deleteLater();
 }
