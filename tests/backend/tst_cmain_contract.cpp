@@ -9,6 +9,8 @@
 #include <QMetaProperty>
 #include <QTest>
 
+#include <algorithm>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -56,234 +58,117 @@ QStringList propertiesOf(const QMetaObject &meta)
 }
 
 const char *const kBackendSignals = R"(
-void connectionChanged(bool connected)
-void connectionTypeChanged(QString type)
-void sbusDataReady(QVariantList data)
-void sbusDataError(QString error)
-void messageChanged(QString message)
-void upgradeProgressChanged(int percent)
-void attitudeChanged()
-void statusChanged()
-void zoomChanged()
-void trackingChanged()
-void targetChanged()
-void planeChanged()
-void versionChanged()
-void b7nIPAddressChanged()
-void sbusPitchIndexChanged()
-void isTrackingChanged()
-void isManualFocusChanged()
-void moveSpeedChanged()
-void languageIndexChanged()
-void isEE0AChanged()
+void connectionChanged(bool connected); void connectionTypeChanged(QString type);
+void sbusDataReady(QVariantList data); void sbusDataError(QString error);
+void messageChanged(QString message); void upgradeProgressChanged(int percent);
+void attitudeChanged(); void statusChanged(); void zoomChanged(); void trackingChanged();
+void targetChanged(); void planeChanged(); void versionChanged(); void b7nIPAddressChanged();
+void sbusPitchIndexChanged(); void isTrackingChanged(); void isManualFocusChanged();
+void moveSpeedChanged(); void languageIndexChanged(); void isEE0AChanged()
 )";
 
 const char *const kBackendSlots = R"(
-void onShowMessage(QString message)
-void updateProgress(int percent)
+void onShowMessage(QString message); void updateProgress(int percent)
 )";
 
 const char *const kBackendPrivateSlots = R"(
-void handleDataReceived(QByteArray data)
-void handleCommunicationError(QString error)
+void handleDataReceived(QByteArray data); void handleCommunicationError(QString error);
 void handleCommunicationConnectionChanged(bool connected)
 )";
 
 // A default argument shows as a second, shorter method.
 const char *const kBackendInvokables = R"(
-bool isConnected() const
-QString connectionType() const
-void setConnectionType(QString type)
-bool connectSerial(QString portName, int baudRate)
-bool connectSerial(QString portName)
-bool connectTCP(QString address, int port)
-void disconnect()
-QVariantList getAvailablePorts()
-void resetConnection()
-void setTime()
-void setSbus(QVariantList sbus_channels)
-void querySbusData()
-void queryVersion()
-void queryB7N()
-void setB7N(QVariantList b7n_channels)
-void takePhoto()
-void startRecord()
-void stopRecord()
-void stopMove()
-void moveUp(int speed)
-void moveDown(int speed)
-void moveLeft(int speed)
-void moveRight(int speed)
-void moveLeftUp(int xspeed, int yspeed)
-void moveLeftDown(int xspeed, int yspeed)
-void moveRightUp(int xspeed, int yspeed)
-void moveRightDown(int xspeed, int yspeed)
-void zoomIn(int speed)
-void zoomOut(int speed)
-void zoomStop()
-void oneKeyDown()
-void oneKeyCenter()
-void yawCenterOnly()
-void pitchDownOnly()
-void modeYawFollow()
-void modeYawLock()
-void modeFPV()
-void modeUpward()
-void modeDownward()
-void pointmoveto(int x, int y)
-void pointtrack(int x, int y)
-void pointtrackstop()
-void manualFocusClose()
-void manualFocusOpen()
-void manualFocusStop()
-void manualFocusNear()
-void manualFocusFar()
-void osdClose()
-void osdOpen()
-void targetCheckClose()
-void targetCheckOpen()
-void setFrameSize(int index)
-void trackAutoZoomClose()
-void trackAutoZoomOpen()
-void continuousDistanceClose()
-void continuousDistanceOpen()
-void clearFrogClose()
-void clearFrogOpen()
-void electronicZoomClose()
-void electronicZoomOpen()
-void laserLightClose()
-void laserLightOpen()
-void setKjgZoomTo(int value)
-void setRcxZoomTo(int value)
-void gimbalSetOn()
-void gimbalSetOff()
-void gimbalSetReboot()
-void gimbalSetToPitchYaw(int pitch, int yaw)
-void setHZH(int type)
-void setWC(int type)
-void rtspRecovery()
-void setProtocl(int type)
-void setFrequency(int value)
-void adjust_up(int size)
-void adjust_down(int size)
-void adjust_left(int size)
-void adjust_right(int size)
-void beginUpdate()
-void completeUpdate()
-void updateFirmwareByCom(QString portname, int baud, QString filepath)
-QJsonObject getMapData()
+bool isConnected() const; QString connectionType() const; void setConnectionType(QString type);
+bool connectSerial(QString portName, int baudRate); bool connectSerial(QString portName);
+bool connectTCP(QString address, int port); void disconnect(); QVariantList getAvailablePorts();
+void resetConnection(); void setTime(); void setSbus(QVariantList sbus_channels);
+void querySbusData(); void queryVersion(); void queryB7N(); void setB7N(QVariantList b7n_channels);
+void takePhoto(); void startRecord(); void stopRecord(); void stopMove(); void moveUp(int speed);
+void moveDown(int speed); void moveLeft(int speed); void moveRight(int speed);
+void moveLeftUp(int xspeed, int yspeed); void moveLeftDown(int xspeed, int yspeed);
+void moveRightUp(int xspeed, int yspeed); void moveRightDown(int xspeed, int yspeed);
+void zoomIn(int speed); void zoomOut(int speed); void zoomStop(); void oneKeyDown();
+void oneKeyCenter(); void yawCenterOnly(); void pitchDownOnly(); void modeYawFollow();
+void modeYawLock(); void modeFPV(); void modeUpward(); void modeDownward();
+void pointmoveto(int x, int y); void pointtrack(int x, int y); void pointtrackstop();
+void manualFocusClose(); void manualFocusOpen(); void manualFocusStop(); void manualFocusNear();
+void manualFocusFar(); void osdClose(); void osdOpen(); void targetCheckClose();
+void targetCheckOpen(); void setFrameSize(int index); void trackAutoZoomClose();
+void trackAutoZoomOpen(); void continuousDistanceClose(); void continuousDistanceOpen();
+void clearFrogClose(); void clearFrogOpen(); void electronicZoomClose(); void electronicZoomOpen();
+void laserLightClose(); void laserLightOpen(); void setKjgZoomTo(int value);
+void setRcxZoomTo(int value); void gimbalSetOn(); void gimbalSetOff(); void gimbalSetReboot();
+void gimbalSetToPitchYaw(int pitch, int yaw); void setHZH(int type); void setWC(int type);
+void rtspRecovery(); void setProtocl(int type); void setFrequency(int value);
+void adjust_up(int size); void adjust_down(int size); void adjust_left(int size);
+void adjust_right(int size); void beginUpdate(); void completeUpdate();
+void updateFirmwareByCom(QString portname, int baud, QString filepath); QJsonObject getMapData()
 )";
 
 const char *const kBackendProperties = R"(
-bool isConnected R connectionChanged
-QString message RW messageChanged
-QString connectionType RW connectionTypeChanged
-double yaw R attitudeChanged
-double pitch R attitudeChanged
-double roll R attitudeChanged
-bool recording R statusChanged
-QString workMode R statusChanged
-double zoom R zoomChanged
-double zoomint R zoomChanged
-bool tracking R trackingChanged
-double targetLatitude R targetChanged
-double targetLongitude R targetChanged
-int targetAltitude R targetChanged
-double laserdistance R targetChanged
-double planeLatitude R planeChanged
-double planeLongitude R planeChanged
-int planeAltitude R planeChanged
-double planeYaw R planeChanged
-bool isEE0A RW isEE0AChanged
-QString versionno R versionChanged
-bool isTracking RW isTrackingChanged
-bool isManualFocus RW isManualFocusChanged
-int moveSpeed RW moveSpeedChanged
-int languageIndex RW FINAL languageIndexChanged
-int upgradeProgress R upgradeProgressChanged
-QString b7nIPAddress R FINAL b7nIPAddressChanged
-QString b7nGateWay R FINAL b7nIPAddressChanged
-int b7nBitRateIndex R FINAL b7nIPAddressChanged
-int b7nResolutionIndex R FINAL b7nIPAddressChanged
-int b7nEncodeTypeIndex R FINAL b7nIPAddressChanged
-int sbusPitchIndex R FINAL sbusPitchIndexChanged
-int sbusYawIndex R FINAL sbusPitchIndexChanged
-int sbusKjgIndex R FINAL sbusPitchIndexChanged
-int sbusManualFocusIndex R FINAL sbusPitchIndexChanged
-int sbusDownIndex R FINAL sbusPitchIndexChanged
-int sbusHomeIndex R FINAL sbusPitchIndexChanged
-int sbusPhotoIndex R FINAL sbusPitchIndexChanged
-int sbusTargetIndex R FINAL sbusPitchIndexChanged
-int sbusHzhWcIndex R FINAL sbusPitchIndexChanged
-int sbusRcxZoomIndex R FINAL sbusPitchIndexChanged
-int sbusLaserDistanceIndex R FINAL sbusPitchIndexChanged
-int sbusLaserLightIndex R FINAL sbusPitchIndexChanged
+bool isConnected R connectionChanged; QString message RW messageChanged;
+QString connectionType RW connectionTypeChanged; double yaw R attitudeChanged;
+double pitch R attitudeChanged; double roll R attitudeChanged; bool recording R statusChanged;
+QString workMode R statusChanged; double zoom R zoomChanged; double zoomint R zoomChanged;
+bool tracking R trackingChanged; double targetLatitude R targetChanged;
+double targetLongitude R targetChanged; int targetAltitude R targetChanged;
+double laserdistance R targetChanged; double planeLatitude R planeChanged;
+double planeLongitude R planeChanged; int planeAltitude R planeChanged;
+double planeYaw R planeChanged; bool isEE0A RW isEE0AChanged; QString versionno R versionChanged;
+bool isTracking RW isTrackingChanged; bool isManualFocus RW isManualFocusChanged;
+int moveSpeed RW moveSpeedChanged; int languageIndex RW FINAL languageIndexChanged;
+int upgradeProgress R upgradeProgressChanged; QString b7nIPAddress R FINAL b7nIPAddressChanged;
+QString b7nGateWay R FINAL b7nIPAddressChanged; int b7nBitRateIndex R FINAL b7nIPAddressChanged;
+int b7nResolutionIndex R FINAL b7nIPAddressChanged;
+int b7nEncodeTypeIndex R FINAL b7nIPAddressChanged;
+int sbusPitchIndex R FINAL sbusPitchIndexChanged; int sbusYawIndex R FINAL sbusPitchIndexChanged;
+int sbusKjgIndex R FINAL sbusPitchIndexChanged;
+int sbusManualFocusIndex R FINAL sbusPitchIndexChanged;
+int sbusDownIndex R FINAL sbusPitchIndexChanged; int sbusHomeIndex R FINAL sbusPitchIndexChanged;
+int sbusPhotoIndex R FINAL sbusPitchIndexChanged; int sbusTargetIndex R FINAL sbusPitchIndexChanged;
+int sbusHzhWcIndex R FINAL sbusPitchIndexChanged;
+int sbusRcxZoomIndex R FINAL sbusPitchIndexChanged;
+int sbusLaserDistanceIndex R FINAL sbusPitchIndexChanged;
+int sbusLaserLightIndex R FINAL sbusPitchIndexChanged;
 int sbusOsdIndex R FINAL sbusPitchIndexChanged
 )";
 
 const char *const kPlayerSignals = R"(
-void frameReady(QImage image)
-void errorOccurred(QString error)
-void playingStateChanged(bool playing)
-void connectionLost()
+void frameReady(QImage image); void errorOccurred(QString error);
+void playingStateChanged(bool playing); void connectionLost()
 )";
 
 const char *const kPlayerSlots = R"(
-void play()
-void pause()
-void stop()
-void renderFrame()
-void readFrame()
+void play(); void pause(); void stop(); void renderFrame(); void readFrame()
 )";
 
 const char *const kPlayerInvokables = R"(
-bool open(QString url)
-void close()
-bool isPlaying()
+bool open(QString url); void close(); bool isPlaying()
 )";
 
 const char *const kItemSignals = R"(
-void sourceChanged()
-void playingChanged()
-void statusChanged()
-void autoReconnectChanged()
-void reconnectIntervalChanged()
-void maxReconnectAttemptsChanged()
-void errorOccurred(QString error)
-void connectionLost()
-void connectionRestored()
+void sourceChanged(); void playingChanged(); void statusChanged(); void autoReconnectChanged();
+void reconnectIntervalChanged(); void maxReconnectAttemptsChanged();
+void errorOccurred(QString error); void connectionLost(); void connectionRestored();
 void isReconnectingChanged()
 )";
 
 const char *const kItemPrivateSlots = R"(
-void onFrameReady(QImage frame)
-void onErrorOccurred(QString error)
-void onPlayingStateChanged(bool playing)
-void onConnectionLost()
-void performReconnect()
-void onReconnectSuccess()
-void onReconnectFailed()
+void onFrameReady(QImage frame); void onErrorOccurred(QString error);
+void onPlayingStateChanged(bool playing); void onConnectionLost(); void performReconnect();
+void onReconnectSuccess(); void onReconnectFailed()
 )";
 
 const char *const kItemInvokables = R"(
-void play()
-void pause()
-void stop()
-void reconnect()
-void setBufferSize(int size)
-void setRtspTransport(QString transport)
-void setTimeout(int timeoutMs)
-void setFrameInterval(int msec)
-void setMaxDelay(int maxDelayMs)
+void play(); void pause(); void stop(); void reconnect(); void setBufferSize(int size);
+void setRtspTransport(QString transport); void setTimeout(int timeoutMs);
+void setFrameInterval(int msec); void setMaxDelay(int maxDelayMs)
 )";
 
 const char *const kItemProperties = R"(
-QString source RW sourceChanged
-bool playing R playingChanged
-QString status R statusChanged
-bool autoReconnect RW autoReconnectChanged
-int reconnectInterval RW reconnectIntervalChanged
-int maxReconnectAttempts RW maxReconnectAttemptsChanged
+QString source RW sourceChanged; bool playing R playingChanged; QString status R statusChanged;
+bool autoReconnect RW autoReconnectChanged; int reconnectInterval RW reconnectIntervalChanged;
+int maxReconnectAttempts RW maxReconnectAttemptsChanged;
 bool isReconnecting R isReconnectingChanged
 )";
 
@@ -302,9 +187,9 @@ private slots:
 void TestCMainContract::members_data()
 {
     QTest::addColumn<QStringList>("members");
-    QTest::addColumn<QString>("expected");
+    QTest::addColumn<QStringList>("expected");
     const auto row = [](const char *name, const QStringList &members, const char *expected) {
-        QTest::newRow(name) << members << QString::fromLatin1(expected).trimmed();
+        QTest::newRow(name) << members << QString::fromLatin1(expected).simplified().split(u"; "_s);
     };
     const QMetaObject &backend = CMain::staticMetaObject;
     const QMetaObject &player = FFmpegPlayer::staticMetaObject;
@@ -330,9 +215,8 @@ void TestCMainContract::members_data()
 void TestCMainContract::members()
 {
     QFETCH(QStringList, members);
-    QFETCH(QString, expected);
-    const QStringList lines = expected.split(u'\n');
-    QCOMPARE(members.first(std::min(members.size(), lines.size())), lines);
+    QFETCH(QStringList, expected);
+    QCOMPARE(members.first(std::min(members.size(), expected.size())), expected);
 }
 
 void TestCMainContract::connectionTypes()

@@ -50,7 +50,6 @@ private slots:
     void serialErrors_data();
     void serialErrors();
     void serialDeviceVanishes();
-    void serialClosedUnconnected();
 
     void tcpPassesEverythingOn();
     void tcpRefused();
@@ -59,7 +58,7 @@ private slots:
     void tcpPeerEnds();
     void tcpErrors_data();
     void tcpErrors();
-    void tcpClosedUnconnected();
+    void closedUnconnected();
     void tcpPeerThatDoesNotRead();
 };
 
@@ -220,14 +219,6 @@ void TestLinks::serialDeviceVanishes()
     QVERIFY(link.connectTo(next.slavePath(), 115200));
 }
 
-void TestLinks::serialClosedUnconnected()
-{
-    SerialCommunication link;
-    SignalLog raised(link, ICommunication::staticMetaObject);
-    link.disconnectFrom();
-    QCOMPARE(raised.take(), kDown);
-}
-
 void TestLinks::tcpPassesEverythingOn()
 {
     TcpPeer pod;
@@ -352,12 +343,16 @@ void TestLinks::tcpErrors()
     QCOMPARE(link.isConnected(), !endsLink);
 }
 
-void TestLinks::tcpClosedUnconnected()
+void TestLinks::closedUnconnected()
 {
-    TCPCommunication link;
-    SignalLog raised(link, ICommunication::staticMetaObject);
-    link.disconnectFrom();
-    QCOMPARE(raised.take(), kDown);
+    SerialCommunication serial;
+    TCPCommunication tcp;
+    for (ICommunication *link :
+         {static_cast<ICommunication *>(&serial), static_cast<ICommunication *>(&tcp)}) {
+        SignalLog raised(*link, ICommunication::staticMetaObject);
+        link->disconnectFrom();
+        QCOMPARE(raised.take(), kDown);
+    }
 }
 
 void TestLinks::tcpPeerThatDoesNotRead()

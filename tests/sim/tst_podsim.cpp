@@ -168,7 +168,12 @@ void TestPodsim::statusFramesCome()
 
 void TestPodsim::consolesComeAndGo()
 {
-    PodSim pod({u"--no-video"_s});
+    PodSim pod({u"--no-video"_s, u"--pty"_s});
+    for (int pass = 0; pass < 3; ++pass) {
+        CMain backend;
+        QVERIFY(backend.connectSerial(pod.ptyPath()));
+        QTRY_VERIFY_WITH_TIMEOUT(backend.targetAltitude() != 0, kWaitMs);
+    }
     for (const auto *how : {"fin", "rst", "fin"}) {
         CMain backend;
         QVERIFY(backend.connectTCP(kHost, pod.controlPort()));
