@@ -1,0 +1,7 @@
+import QtQuick
+import "../style"
+
+Text {
+    color: Theme.caption
+    font.pixelSize: 14
+}

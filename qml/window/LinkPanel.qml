@@ -1,0 +1,64 @@
+import QtQuick
+import QtQuick.Controls
+import "../style"
+
+// The state of the control link and the way to the drawer.
+Rectangle {
+    id: podSettings
+
+    signal settingsClicked()
+
+    width: 100
+    height: 40
+    color: Theme.shade
+    radius: Theme.radius
+
+    MouseArea {
+        anchors.fill: parent
+        acceptedButtons: Qt.AllButtons
+        propagateComposedEvents: false
+        onWheel: wheel => wheel.accepted = true
+    }
+
+    Row {
+        id: contentRow
+        anchors.right: parent.right
+        anchors.rightMargin: 8
+        anchors.verticalCenter: parent.verticalCenter
+        spacing: 8
+        z: 2
+
+        Label {
+            id: controlconnectstate
+            objectName: "controlconnectstate"
+            width: 80
+            height: 25
+            horizontalAlignment: Text.AlignHCenter
+            verticalAlignment: Text.AlignVCenter
+            font.pixelSize: 12
+            color: cMain.statusStale ? Theme.stale : Theme.linkState
+            text: mainWindow.gimbalConnected ? Texts.connected : Texts.disconnected
+
+            HoverHandler {
+                id: stateHover
+            }
+            ToolTip.visible: stateHover.hovered
+            ToolTip.delay: Theme.tipDelayMs
+            ToolTip.text: cMain.statusStale ? text + ": " + Texts.stale : text
+        }
+        Image {
+            id: settingsImage
+            objectName: "settingsImage"
+            width: 25
+            height: 25
+            source: "qrc:/src/image/settings.png"
+            sourceSize: Qt.size(width, height)
+            fillMode: Image.PreserveAspectFit
+
+            PressArea {
+                tip: Texts.settings
+                onClicked: podSettings.settingsClicked()
+            }
+        }
+    }
+}
