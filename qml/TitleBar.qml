@@ -75,7 +75,7 @@ Rectangle {
 
             TitleIcon {
                 id: iconContainer3
-                source: "qrc:/src/image/max.png"
+                source: titleBar.isMaxed ? "qrc:/src/image/restore.png" : "qrc:/src/image/max.png"
             }
         }
         TitleButton {

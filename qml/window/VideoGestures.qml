@@ -35,16 +35,20 @@ Item {
 
     function click(position: point) {
         const target = pointAt(position);
-        if (target === null)
+        if (target === null || dragHandler.active)
             return;
         console.log("点击移动到:", target.x, target.y);
         mainWindow.sendPtzCommand(cMain.isTracking ? "track" : "moveto", target.x, target.y);
     }
 
     function beginDrag() {
-        console.log("开始拖拽");
         dragEnded = false;
-        markers.begin(dragHandler.centroid.scenePressPosition);
+        console.log("开始拖拽");
+        const pressed = dragHandler.centroid.scenePressPosition;
+        const now = dragHandler.centroid.scenePosition;
+        markers.begin(pressed);
+        // The translation is told from the next move on; the control must not wait for it.
+        followDrag(now.x - pressed.x, now.y - pressed.y);
     }
 
     function followDrag(dx: real, dy: real) {
@@ -94,8 +98,7 @@ Item {
         enabled: gestures.pointingEnabled
         onTapped: eventPoint => {
             gestures.video.forceActiveFocus();
-            if (!dragHandler.active)
-                gestures.click(eventPoint.position);
+            gestures.click(eventPoint.position);
         }
     }
     TapHandler {
@@ -106,6 +109,7 @@ Item {
     DragHandler {
         id: dragHandler
         target: null
+        enabled: ownPress.active
         grabPermissions: PointerHandler.CanTakeOverFromItems
                          | PointerHandler.ApprovesTakeOverByAnything
         onActiveChanged: {
@@ -115,6 +119,12 @@ Item {
                 gestures.endDrag();
         }
         onTranslationChanged: gestures.followDrag(translation.x, translation.y)
+    }
+    // Active for a press that no control above the video has taken. The drag handler, which hears
+    // of the press after it, would take such a press from its control all the same.
+    PointHandler {
+        id: ownPress
+        acceptedButtons: Qt.LeftButton
     }
     WheelHandler {
         id: wheelHandler
@@ -134,6 +144,7 @@ Item {
 
     Timer {
         id: moveTimer
+        objectName: "moveTimer"
         interval: 100
         repeat: true
         onTriggered: {
@@ -143,6 +154,7 @@ Item {
     }
     Timer {
         id: stopTimer
+        objectName: "stopTimer"
         interval: 200
         onTriggered: {
             console.log("停止运动");
@@ -151,6 +163,7 @@ Item {
     }
     Timer {
         id: wheelStopTimer
+        objectName: "wheelStopTimer"
         interval: 150
         onTriggered: {
             console.log("滚轮滚动停止，执行zoomStop()");

@@ -22,6 +22,15 @@ qsizetype frameLength(const QByteArray &bytes)
 
 } // namespace
 
+QString shortFrame(int command1, int command2, int data1, int data2)
+{
+    QByteArray frame;
+    for (const int byte :
+         {0xff, 0x01, command1, command2, data1, data2, 0x01 + command1 + command2 + data1 + data2})
+        frame += char(byte);
+    return QString::fromLatin1(frame.toHex(' '));
+}
+
 PodSocket::PodSocket()
 {
     if (!m_server.listen(QHostAddress::LocalHost))

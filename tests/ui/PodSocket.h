@@ -6,6 +6,9 @@
 
 class QTcpSocket;
 
+/// A command frame as PodSocket tells it, sync, address and checksum added.
+QString shortFrame(int command1, int command2, int data1 = 0, int data2 = 0);
+
 /// The pod's end of a TCP control link, nothing but a socket: takes the console's connection,
 /// keeps every frame that arrives and sends what the test wants said.
 class PodSocket
