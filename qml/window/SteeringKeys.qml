@@ -2,6 +2,7 @@ import QtQuick
 
 // The keys that steer: each holds its motion for as long as it is down.
 QtObject {
+    readonly property string group: "key."
     readonly property var commands: ({
         [Qt.Key_W]: "up",
         [Qt.Key_S]: "down",
@@ -17,7 +18,7 @@ QtObject {
             return;
         event.accepted = true;
         if (!event.isAutoRepeat)
-            motion.press("key." + event.key, command);
+            motion.press(group + event.key, command);
     }
 
     function release(event: var) {
@@ -25,12 +26,11 @@ QtObject {
             return;
         event.accepted = true;
         if (!event.isAutoRepeat)
-            motion.release("key." + event.key);
+            motion.release(group + event.key);
     }
 
     // For when the keyboard is taken away: the key-ups will not arrive.
     function releaseAll() {
-        for (const key in commands)
-            motion.release("key." + key);
+        motion.releaseGroup(group);
     }
 }

@@ -140,19 +140,36 @@ void MotionGuard::release(const QString &source)
 {
     const qsizetype index = indexOf(source);
     if (index >= 0)
-        stopAndResume(m_holds.takeAt(index).kind);
+        stopAgain(m_holds.takeAt(index).kind);
+}
+
+void MotionGuard::releaseGroup(const QString &prefix)
+{
+    QList<Hold> ended;
+    m_holds.removeIf([&](const Hold &hold) {
+        const bool ends = hold.source.startsWith(prefix);
+        if (ends)
+            ended.append(hold);
+        return ends;
+    });
+    for (const Hold &hold : std::as_const(ended))
+        emit stopDue(stopOf(hold.kind));
+    for (const Kind kind : {Move, Zoom, Focus}) {
+        if (std::ranges::find(ended, kind, &Hold::kind) != ended.end())
+            resume(kind);
+    }
 }
 
 void MotionGuard::releaseAll()
 {
-    for (const Hold &hold : std::exchange(m_holds, {}))
-        emit stopDue(stopOf(hold.kind));
+    releaseGroup({});
     emit allReleased();
 }
 
 void MotionGuard::stopAgain(Kind kind)
 {
-    stopAndResume(kind);
+    emit stopDue(stopOf(kind));
+    resume(kind);
 }
 
 bool MotionGuard::isHeld(const QString &source) const
@@ -166,9 +183,8 @@ qsizetype MotionGuard::indexOf(const QString &source) const
     return hold == m_holds.end() ? -1 : hold - m_holds.begin();
 }
 
-void MotionGuard::stopAndResume(Kind kind)
+void MotionGuard::resume(Kind kind)
 {
-    emit stopDue(stopOf(kind));
     const auto held = std::find_if(m_holds.crbegin(), m_holds.crend(),
                                    [kind](const Hold &hold) { return hold.kind == kind; });
     if (held == m_holds.crend())

@@ -52,6 +52,9 @@ public:
     Q_INVOKABLE void repeat(const QString &source);
     /// Sends the stop, then the command that another control of the same kind still holds.
     Q_INVOKABLE void release(const QString &source);
+    /// Ends the holds of all sources whose name begins so, each with its stop, and none of them
+    /// going on between.
+    Q_INVOKABLE void releaseGroup(const QString &prefix);
     /// Ends every hold, each with its stop.
     Q_INVOKABLE void releaseAll();
     /// One more stop for good measure; a command of this kind that is still held is sent again.
@@ -85,7 +88,7 @@ private:
     };
 
     qsizetype indexOf(const QString &source) const;
-    void stopAndResume(Kind kind);
+    void resume(Kind kind);
     void releaseUnlessActive();
 
     QList<Hold> m_holds;               // the latest press last
