@@ -16,6 +16,7 @@ QtObject {
     readonly property string connected: pick("已连接", "Connected")
     readonly property string disconnected: pick("未连接", "Disconnected")
     readonly property string stale: pick("超过 2 秒没有收到吊舱状态", "No pod status for more than 2 seconds")
+    readonly property string podInfo: pick("吊舱姿态与目标位置", "Pod attitude and target position")
     readonly property string settings: pick("设置", "Settings")
     readonly property string minimize: pick("最小化", "Minimize")
     readonly property string maximize: pick("最大化", "Maximize")

@@ -41,8 +41,10 @@ Item {
         }
         onClicked: cMain.pointtrackstop()
 
-        ToolTip.visible: hovered && !pressed
-        ToolTip.delay: Theme.tipDelayMs
-        ToolTip.text: cMain.tracking ? Texts.stopTracking : Texts.trackingReady
+        Tip {
+            edge: Qt.RightEdge
+            shown: closeTrackBtn.hovered && !closeTrackBtn.pressed
+            text: cMain.tracking ? Texts.stopTracking : Texts.trackingReady
+        }
     }
 }

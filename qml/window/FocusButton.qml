@@ -7,7 +7,7 @@ Button {
     id: focusButton
 
     required property string command
-    property string tip
+    property alias tip: buttonTip.text
     readonly property string source: "button." + command
 
     width: 50
@@ -33,7 +33,9 @@ Button {
     onDownChanged: if (!down) motion.release(source)
     onVisibleChanged: if (!visible) motion.release(source)
 
-    ToolTip.visible: hovered && !pressed
-    ToolTip.delay: Theme.tipDelayMs
-    ToolTip.text: tip
+    Tip {
+        id: buttonTip
+        edge: Qt.RightEdge
+        shown: focusButton.hovered && !focusButton.pressed
+    }
 }

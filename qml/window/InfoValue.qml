@@ -6,5 +6,5 @@ import "../style"
 Text {
     Layout.fillWidth: true
     color: cMain.statusStale ? Theme.stale : Theme.value
-    font.pixelSize: 14
+    font.pixelSize: 13
 }

@@ -37,14 +37,21 @@ Rectangle {
             verticalAlignment: Text.AlignVCenter
             font.pixelSize: 12
             color: cMain.statusStale ? Theme.stale : Theme.linkState
+            // Dark enough for the text over any picture. The row is a little wider than the panel.
+            background: Rectangle {
+                color: Theme.stateShade
+                radius: Theme.radius
+            }
             text: mainWindow.gimbalConnected ? Texts.connected : Texts.disconnected
 
             HoverHandler {
                 id: stateHover
             }
-            ToolTip.visible: stateHover.hovered
-            ToolTip.delay: Theme.tipDelayMs
-            ToolTip.text: cMain.statusStale ? text + ": " + Texts.stale : text
+            Tip {
+                edge: Qt.BottomEdge
+                shown: stateHover.hovered
+                text: cMain.statusStale ? Texts.stale : controlconnectstate.text
+            }
         }
         Image {
             id: settingsImage
@@ -57,6 +64,7 @@ Rectangle {
 
             PressArea {
                 tip: Texts.settings
+                tipEdge: Qt.BottomEdge
                 onClicked: podSettings.settingsClicked()
             }
         }

@@ -1,5 +1,4 @@
 import QtQuick
-import QtQuick.Controls
 import QtQuick.Layouts
 import "../style"
 
@@ -43,7 +42,9 @@ Rectangle {
     HoverHandler {
         id: hover
     }
-    ToolTip.visible: hover.hovered && cMain.statusStale
-    ToolTip.delay: Theme.tipDelayMs
-    ToolTip.text: Texts.stale
+    Tip {
+        edge: Qt.RightEdge
+        shown: hover.hovered
+        text: cMain.statusStale ? Texts.stale : Texts.podInfo
+    }
 }

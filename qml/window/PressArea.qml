@@ -1,5 +1,4 @@
 import QtQuick
-import QtQuick.Controls
 import "../style"
 
 // The mouse of a flat button over the video: hover and press colours for its parent, a tooltip,
@@ -7,14 +6,16 @@ import "../style"
 MouseArea {
     id: pressArea
 
-    property string tip
+    property alias tip: pressTip.text
+    property alias tipEdge: pressTip.edge
     readonly property color shade: pressed ? Theme.pressed
                                            : containsMouse ? Theme.hovered : "transparent"
 
     anchors.fill: parent
     hoverEnabled: true
 
-    ToolTip.visible: containsMouse && !pressed && tip !== ""
-    ToolTip.delay: Theme.tipDelayMs
-    ToolTip.text: tip
+    Tip {
+        id: pressTip
+        shown: pressArea.containsMouse && !pressArea.pressed
+    }
 }

@@ -9,7 +9,7 @@ Popup {
 
     default property alias entries: column.data
 
-    x: -width - 2 * Theme.gap
+    x: -width - 3 * Theme.gap
     y: parent ? (parent.height - height) / 2 : 0
     width: 55
     padding: 0

@@ -7,7 +7,7 @@ Button {
     id: titleButton
 
     property color hoverColor: Theme.titleHovered
-    property string tip
+    property alias tip: buttonTip.text
 
     width: 25
     height: 25
@@ -27,7 +27,9 @@ Button {
         opacity: titleButton.pressed ? 0.7 : 1
     }
 
-    ToolTip.visible: hovered && !pressed
-    ToolTip.delay: Theme.tipDelayMs
-    ToolTip.text: tip
+    Tip {
+        id: buttonTip
+        edge: Qt.BottomEdge
+        shown: titleButton.hovered && !titleButton.pressed
+    }
 }
