@@ -26,18 +26,18 @@ Item {
             border.width: 1
             border.color: closeTrackBtn.hovered ? Theme.value : Theme.outline
         }
-        contentItem: Item {
-            Image {
-                id: imageLoader
-                objectName: "imageLoader"
-                width: Theme.iconSize
-                height: Theme.iconSize
-                anchors.centerIn: parent
-                source: cMain.tracking ? "qrc:/src/image/tingzhigenzong.png"
-                                       : "qrc:/src/image/kaishigenzong.png"
-                sourceSize: Qt.size(width, height)
-                fillMode: Image.PreserveAspectFit
-            }
+
+        Image {
+            id: imageLoader
+            objectName: "imageLoader"
+            width: Theme.iconSize
+            height: Theme.iconSize
+            anchors.centerIn: parent
+            source: cMain.tracking ? "qrc:/src/image/tingzhigenzong.png"
+                                   : "qrc:/src/image/kaishigenzong.png"
+            sourceSize.width: width
+            sourceSize.height: height
+            fillMode: Image.PreserveAspectFit
         }
         onClicked: cMain.pointtrackstop()
 

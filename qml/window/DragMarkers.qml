@@ -33,7 +33,8 @@ Item {
         height: 20
         visible: false
         source: "qrc:/src/image/circle.png"
-        sourceSize: Qt.size(width, height)
+        sourceSize.width: width
+        sourceSize.height: height
     }
     Image {
         id: imagemovering
@@ -42,6 +43,7 @@ Item {
         height: 20
         visible: false
         source: "qrc:/src/image/ring.png"
-        sourceSize: Qt.size(width, height)
+        sourceSize.width: width
+        sourceSize.height: height
     }
 }

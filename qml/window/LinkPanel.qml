@@ -59,7 +59,8 @@ Rectangle {
             width: 25
             height: 25
             source: "qrc:/src/image/settings.png"
-            sourceSize: Qt.size(width, height)
+            sourceSize.width: width
+            sourceSize.height: height
             fillMode: Image.PreserveAspectFit
 
             PressArea {

@@ -1,5 +1,4 @@
 import QtQuick
-import QtQuick.Controls
 import "../style"
 
 // Focus nearer and farther, for as long as a button is pressed.

@@ -13,7 +13,7 @@ Rectangle {
     signal pressEnded()
     signal triggered()
 
-    width: parent.width
+    width: parent.width - 2 * Theme.gap
     height: Theme.entryHeight
     radius: Theme.radius
     color: mouse.shade
@@ -23,7 +23,8 @@ Rectangle {
         width: Theme.iconSize
         height: Theme.iconSize
         anchors.centerIn: parent
-        sourceSize: Qt.size(width, height)
+        sourceSize.width: width
+        sourceSize.height: height
         fillMode: Image.PreserveAspectFit
     }
     PressArea {

@@ -22,7 +22,8 @@ Rectangle {
         width: Theme.iconSize
         height: Theme.iconSize
         anchors.centerIn: parent
-        sourceSize: Qt.size(width, height)
+        sourceSize.width: width
+        sourceSize.height: height
         fillMode: Image.PreserveAspectFit
     }
     PressArea {

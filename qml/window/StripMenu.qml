@@ -7,8 +7,6 @@ import "../style"
 Popup {
     id: stripMenu
 
-    default property alias entries: column.data
-
     x: -width - 3 * Theme.gap
     y: parent ? (parent.height - height) / 2 : 0
     width: 55
@@ -22,12 +20,8 @@ Popup {
         border.width: 1
         border.color: Theme.stripBorder
     }
-    contentItem: Item {
-        Column {
-            id: column
-            anchors.fill: parent
-            anchors.margins: Theme.gap
-            spacing: Theme.gap
-        }
+    contentItem: Column {
+        padding: Theme.gap
+        spacing: Theme.gap
     }
 }

@@ -12,7 +12,8 @@ Rectangle {
     Image {
         id: image
         anchors.fill: parent
-        sourceSize: Qt.size(parent.width, parent.height)
+        sourceSize.width: width
+        sourceSize.height: height
         mipmap: true
     }
 }

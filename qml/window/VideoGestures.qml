@@ -1,7 +1,6 @@
 import QtQuick
 import MotionGuard
 import VideoRenderer
-import "../style"
 
 // What the pointer does on the video: click to point or track, drag to steer, wheel to zoom.
 Item {
