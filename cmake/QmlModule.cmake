@@ -27,8 +27,17 @@ configure_file(qml/style/qmldir ${CMAKE_BINARY_DIR}/podconsole/style/qmldir COPY
 set_source_files_properties(qml/style/qmldir PROPERTIES QT_RESOURCE_ALIAS style/qmldir)
 qt_add_resources(apppodconsole style_module PREFIX /qt/qml/podconsole FILES qml/style/qmldir)
 
-# podconsole_images(target): gives a program the pictures. Tests load the interface from the build
-# folder's podconsole/ and need them too.
+# podconsole_qml(target): gives a test the module's QML under the console's own resource paths.
+function(podconsole_qml target)
+  list(TRANSFORM qml_files PREPEND ${CMAKE_SOURCE_DIR}/ OUTPUT_VARIABLE files)
+  set(module_folder ${CMAKE_BINARY_DIR}/podconsole)
+  qt_add_resources(${target} module PREFIX /qt/qml/podconsole BASE ${CMAKE_SOURCE_DIR}/qml
+    FILES ${files} ${CMAKE_SOURCE_DIR}/qml/style/qmldir)
+  qt_add_resources(${target} module_description PREFIX /qt/qml/podconsole BASE ${module_folder}
+    FILES ${module_folder}/qmldir)
+endfunction()
+
+# podconsole_images(target): gives a program the pictures.
 function(podconsole_images target)
   file(GLOB image_files CONFIGURE_DEPENDS
     ${CMAKE_SOURCE_DIR}/src/image/*.png ${CMAKE_SOURCE_DIR}/src/image/*.svg)

@@ -1,14 +1,404 @@
 import QtQuick
+import QtQuick.Window
 import QtQuick.Controls
+import QtQuick.Layouts
+import QtQuick.Controls.Material
+import QtCore
+import MotionGuard
+import VideoRenderer
 import "style"
+import "window"
 
+// The console's one window: the pod's video, what the operator's gestures on it and the floating
+// controls over it send, and what is remembered in device_config.ini. The drawer and the files of
+// window/ reach mainWindow, motion, statusText, errorTimer and the settings groups by these ids.
 ApplicationWindow {
     id: mainWindow
+
+    readonly property string defaultPodAddress: "192.168.10.20"
+    readonly property int margin: 5
+
+    property string rtspUrl: ""
+    property string oldDeviceIp: ""
+    property int oldDevicePort: 2000
+    property string oldComPort: "COM1"
+    property int oldBaudRate: 115200
+    property int oldLanguageIndex: 0
+    property bool isManuallyUpdating: false
+    property bool showB7NRecordStatus: cMain.recording
+    property bool showRecordStatus: false
+    property bool gimbalConnected: cMain.isConnected
+    property string currentDirection: ""
+    property int zoomspeed: 4
+    property int movespeed: cMain.moveSpeed
+    property int xspeed: 0
+    property int yspeed: 0
+    property bool isPodInfoValuesShow: false
+
+    property bool streamStarted: false
+
     width: 1080
     height: 720
+    minimumWidth: 800
+    minimumHeight: 600
     visible: true
     title: qsTr("KAVROControl")
     flags: Qt.FramelessWindowHint | Qt.Window
-    color: Theme.strip
-    Text { text: Texts.connected }
+    color: Theme.windowEdge
+    Material.accent: Material.Blue
+
+    header: TitleBar {
+        id: titleBarItem
+        height: 20
+        title: mainWindow.title
+        onCloseClicked: Qt.quit()
+        onMinimizeClicked: mainWindow.showMinimized()
+        onMaximizeClicked: mainWindow.showMaximized()
+        onNormalClicked: mainWindow.showNormal()
+    }
+
+    onVisibilityChanged: visibility => {
+        if (visibility !== Window.Minimized)
+            titleBarItem.isMaxed = visibility === Window.Maximized;
+    }
+
+    // The word for a drag's direction; positive angles point down.
+    function getDirection(deltaX: real, deltaY: real): string {
+        const angle = Math.atan2(deltaY, deltaX) * 180 / Math.PI;
+        if (angle >= -22.5 && angle < 22.5)
+            return "right";
+        if (angle >= 22.5 && angle < 67.5)
+            return "rightdown";
+        if (angle >= 67.5 && angle < 112.5)
+            return "down";
+        if (angle >= 112.5 && angle < 157.5)
+            return "leftdown";
+        if (angle >= 157.5 || angle < -157.5)
+            return "left";
+        if (angle >= -157.5 && angle < -112.5)
+            return "leftup";
+        if (angle >= -112.5 && angle < -67.5)
+            return "up";
+        if (angle >= -67.5 && angle < -22.5)
+            return "rightup";
+        return "stop";
+    }
+
+    // param1 and param2 are the point for "moveto" and "track"; for a direction they are its
+    // speeds, movespeed when left out.
+    function sendPtzCommand(command: string, param1: var, param2: var) {
+        console.log("PTZ指令:", command, param1, param2);
+        if (typeof cMain === "undefined") {
+            console.warn("cMain 未初始化");
+            return;
+        }
+        const xSpeed = param1 ?? movespeed;
+        const ySpeed = param2 ?? xSpeed;
+        switch (command) {
+        case "moveto": cMain.pointmoveto(param1, param2); break;
+        case "track": cMain.pointtrack(param1, param2); break;
+        case "up": cMain.moveUp(xSpeed); break;
+        case "down": cMain.moveDown(xSpeed); break;
+        case "left": cMain.moveLeft(xSpeed); break;
+        case "right": cMain.moveRight(xSpeed); break;
+        case "leftup": cMain.moveLeftUp(xSpeed, ySpeed); break;
+        case "leftdown": cMain.moveLeftDown(xSpeed, ySpeed); break;
+        case "rightup": cMain.moveRightUp(xSpeed, ySpeed); break;
+        case "rightdown": cMain.moveRightDown(xSpeed, ySpeed); break;
+        case "stop": cMain.stopMove(); break;
+        }
+    }
+
+    function perform(command: string, speeds: var) {
+        switch (command) {
+        case "zoomIn": cMain.zoomIn(speeds[0] ?? zoomspeed); break;
+        case "zoomOut": cMain.zoomOut(speeds[0] ?? zoomspeed); break;
+        case "zoomStop": cMain.zoomStop(); break;
+        case "manualFocusNear": cMain.manualFocusNear(); break;
+        case "manualFocusFar": cMain.manualFocusFar(); break;
+        case "manualFocusStop": cMain.manualFocusStop(); break;
+        default: sendPtzCommand(command, speeds[0], speeds[1]);
+        }
+    }
+
+    function containsPoint(scenePoint: point): bool {
+        return scenePoint.x >= 0 && scenePoint.x < width
+            && scenePoint.y >= 0 && scenePoint.y < height;
+    }
+
+    function showStatus(text: string, color: color) {
+        statusText.text = text;
+        statusText.color = color;
+    }
+
+    function showError(text: string) {
+        showStatus(text, Theme.statusError);
+        errorTimer.restart();
+    }
+
+    function showVideoState() {
+        showStatus("状态: " + videoRenderer.status,
+                   videoRenderer.playing ? Theme.statusGood : Theme.statusIdle);
+    }
+
+    function readSettings() {
+        rtspUrl = rtspSettings.value("rtspIp", "rtsp://" + defaultPodAddress + ":554/live0");
+        oldDeviceIp = tcpSettings.value("deviceIp", defaultPodAddress);
+        oldDevicePort = tcpSettings.value("devicePort", 2000);
+        oldBaudRate = comSettings.value("baudRate", 115200);
+        oldLanguageIndex = generalSettings.value("languageIndex", 0);
+    }
+
+    function showDrawer(shown: bool) {
+        podControlDrawer.visible = shown;
+        podControlDrawer.opened = shown;
+        videoRenderer.forceActiveFocus();
+    }
+
+    function applyUrl(newUrl: string) {
+        console.log("手动应用新 URL:", newUrl);
+        isManuallyUpdating = true;
+        rtspUrl = newUrl;
+        // The item goes on playing what it has; only a stopped one opens the new address.
+        if (videoRenderer.playing)
+            videoRenderer.stop();
+        showStatus("URL已更新，重新连接中...", Theme.statusWarning);
+        reconnectTimer.restart();
+    }
+
+    Component.onCompleted: {
+        readSettings();
+        console.log("RTSP播放器启动完成");
+    }
+
+    Settings {
+        id: rtspSettings
+        category: "RTSP"
+        location: "file:device_config.ini"
+    }
+    Settings {
+        id: tcpSettings
+        category: "TCP"
+        location: "file:device_config.ini"
+    }
+    Settings {
+        id: comSettings
+        category: "COM"
+        location: "file:device_config.ini"
+    }
+    Settings {
+        id: generalSettings
+        category: "General"
+        location: "file:device_config.ini"
+    }
+
+    Binding {
+        target: Texts
+        property: "languageIndex"
+        value: mainWindow.oldLanguageIndex
+    }
+    Binding {
+        target: cMain
+        property: "languageIndex"
+        value: mainWindow.oldLanguageIndex
+    }
+
+    MotionGuard {
+        id: motion
+        objectName: "motion"
+        window: mainWindow
+        linkUp: cMain.isConnected
+        onCommandDue: (command, speeds) => mainWindow.perform(command, speeds)
+        onStopDue: command => mainWindow.perform(command, [])
+    }
+    SteeringKeys {
+        id: steeringKeys
+    }
+
+    Timer {
+        id: errorTimer
+        interval: 2000
+        onTriggered: mainWindow.showVideoState()
+    }
+    Timer {
+        id: reconnectTimer
+        interval: 100
+        onTriggered: {
+            console.log("手动重新连接...");
+            videoRenderer.play();
+            mainWindow.isManuallyUpdating = false;
+            mainWindow.showVideoState();
+        }
+    }
+    // Opening a stream can take seconds; the operator shall see the window meanwhile.
+    Connections {
+        target: mainWindow
+        enabled: !mainWindow.streamStarted
+        function onFrameSwapped() {
+            mainWindow.streamStarted = true;
+            videoRenderer.play();
+        }
+    }
+    Connections {
+        target: cMain
+        function onSbusDataError(error: string) { mainWindow.showError("错误: " + error); }
+    }
+
+    ColumnLayout {
+        anchors.fill: parent
+        anchors.margins: 1
+        spacing: 4
+
+        VideoRenderer {
+            id: videoRenderer
+            objectName: "videoRenderer"
+            Layout.fillWidth: true
+            Layout.fillHeight: true
+            source: mainWindow.rtspUrl
+            autoReconnect: true
+            reconnectInterval: 5000
+            maxReconnectAttempts: 100
+            focus: true
+
+            onErrorOccurred: error => {
+                console.log("错误:", error);
+                mainWindow.showError("错误: " + error);
+            }
+            onConnectionLost: {
+                console.log("连接丢失");
+                mainWindow.showStatus("连接丢失，重连中...", Theme.statusWarning);
+            }
+            onConnectionRestored: {
+                console.log("连接恢复");
+                mainWindow.showStatus("连接恢复", Theme.statusGood);
+            }
+            onPlayingChanged: {
+                // Stopping the old stream is no news while a new address is being applied.
+                if (!mainWindow.isManuallyUpdating)
+                    mainWindow.showVideoState();
+            }
+
+            Keys.onPressed: event => {
+                if (event.key === Qt.Key_Escape && podControlsTools.menuOpen) {
+                    podControlsTools.closeMenus();
+                    event.accepted = true;
+                    return;
+                }
+                steeringKeys.press(event);
+            }
+            Keys.onReleased: event => steeringKeys.release(event)
+            onActiveFocusChanged: if (!activeFocus) steeringKeys.releaseAll()
+
+            VideoGestures {
+                id: videoGestures
+                anchors.fill: parent
+                video: videoRenderer
+                markers: dragMarkers
+                pointingEnabled: !videoRenderer.status.includes("重连")
+                                 && !statusText.text.includes("重连")
+            }
+        }
+
+        Rectangle {
+            Layout.fillWidth: true
+            Layout.preferredHeight: 20
+            height: 20
+            color: Theme.statusLine
+            radius: 2
+
+            RowLayout {
+                anchors.fill: parent
+                anchors.margins: 3
+                spacing: 5
+
+                Text {
+                    id: statusText
+                    objectName: "statusText"
+                    Layout.fillWidth: true
+                    font.pixelSize: 10
+                    verticalAlignment: Text.AlignVCenter
+                    elide: Text.ElideRight
+                }
+            }
+        }
+    }
+
+    PodInfoOverlay {
+        id: podInfo
+        objectName: "podInfo"
+        // What the drawer leaves free.
+        readonly property real freeWidth: podControlDrawer.visible ? podControlDrawer.x
+                                                                   : parent.width
+        width: Math.min(400, freeWidth - 2 * mainWindow.margin)
+        x: (freeWidth - width) / 2
+        anchors.bottom: parent.bottom
+        anchors.bottomMargin: 25
+        visible: mainWindow.isPodInfoValuesShow
+    }
+    ToolStrip {
+        id: podControlsTools
+        objectName: "podControlsTools"
+        anchors.right: parent.right
+        anchors.rightMargin: mainWindow.margin
+        anchors.verticalCenter: parent.verticalCenter
+        z: 1
+    }
+    PodControlDrawer {
+        id: podControlDrawer
+        objectName: "podControlDrawer"
+        width: 450
+        color: Theme.drawer
+        radius: 4
+        z: 1
+        visible: false
+        anchors.right: parent.right
+        anchors.top: parent.top
+        anchors.bottom: parent.bottom
+        anchors.rightMargin: mainWindow.margin
+        anchors.topMargin: mainWindow.margin
+
+        onUrlChanged: newUrl => mainWindow.applyUrl(newUrl)
+        onPageChanged: page => console.log("切换到页面:", page)
+        onClosed: mainWindow.showDrawer(false)
+    }
+    LinkPanel {
+        id: podSettings
+        objectName: "podSettings"
+        anchors.right: parent.right
+        anchors.top: parent.top
+        anchors.margins: mainWindow.margin
+        z: 1
+        onSettingsClicked: mainWindow.showDrawer(!podControlDrawer.visible)
+    }
+    CloseTrackButton {
+        id: closetrackbutton
+        objectName: "closetrackbutton"
+        anchors.left: parent.left
+        anchors.leftMargin: 15
+        anchors.top: parent.top
+        anchors.topMargin: 50
+        z: 999
+        visible: cMain.isTracking
+    }
+    ManualFocusButtons {
+        id: manualfocusbuttons
+        objectName: "manualfocusbuttons"
+        anchors.left: parent.left
+        anchors.leftMargin: 10
+        anchors.top: parent.top
+        anchors.topMargin: 150
+        z: 999
+        visible: cMain.isManualFocus
+    }
+    DragMarkers {
+        id: dragMarkers
+        anchors.fill: parent
+        z: 999
+    }
+    ResizeHandles {
+        parent: mainWindow.contentItem.parent
+        anchors.fill: parent
+        z: 1000
+        visible: mainWindow.visibility === Window.Windowed
+    }
 }

@@ -31,6 +31,7 @@ QString textOf(CMain::ConnectionType type)
 CMain::CMain(QObject *parent)
     : QObject(parent)
     , m_sbusReadTimer(new QTimer(this))
+    , m_staleTimer(new QTimer(this))
 {
     createTransport();
     m_sbusReadTimer->setSingleShot(true);
@@ -41,6 +42,10 @@ CMain::CMain(QObject *parent)
         m_awaitingSbus = false;
         emit sbusDataError(QStringLiteral("读取超时"));
     });
+    m_staleTimer->setSingleShot(true);
+    m_staleTimer->setInterval(kStatusStaleMs);
+    connect(m_staleTimer, &QTimer::timeout, this, [this] { setStatusStale(true); });
+    connect(this, &CMain::connectionChanged, this, &CMain::watchStatus);
 }
 
 CMain::~CMain()

@@ -66,6 +66,7 @@ class CMain : public QObject
     Q_PROPERTY(int sbusLaserDistanceIndex READ sbusLaserDistanceIndex NOTIFY sbusPitchIndexChanged FINAL)
     Q_PROPERTY(int sbusLaserLightIndex READ sbusLaserLightIndex NOTIFY sbusPitchIndexChanged FINAL)
     Q_PROPERTY(int sbusOsdIndex READ sbusOsdIndex NOTIFY sbusPitchIndexChanged FINAL)
+    Q_PROPERTY(bool statusStale READ statusStale NOTIFY statusStaleChanged FINAL)
     // clang-format on
 
 public:
@@ -76,6 +77,8 @@ public:
     static constexpr int kSbusAnswerTimeoutMs = 3000;
     /// How long after a disconnect() a second one is refused.
     static constexpr int kDisconnectGuardMs = 100;
+    /// How long a connected pod may say nothing of its status before the last one counts as stale.
+    static constexpr int kStatusStaleMs = 2000;
 
     explicit CMain(QObject *parent = nullptr);
     ~CMain() override;
@@ -227,6 +230,8 @@ public:
     int sbusLaserDistanceIndex() const { return m_sbus.channels[10]; }
     int sbusLaserLightIndex() const { return m_sbus.channels[11]; }
     int sbusOsdIndex() const { return m_sbus.channels[12]; }
+    /// True while connected without a status frame for kStatusStaleMs; a steady pod is not stale.
+    bool statusStale() const { return m_statusStale; }
 
     void setMessage(const QString &message);
     void setIsEE0A(bool on);
@@ -258,6 +263,7 @@ signals:
     void moveSpeedChanged();
     void languageIndexChanged();
     void isEE0AChanged();
+    void statusStaleChanged();
 
 public slots:
     /// Keeps a text for the operator; an empty one is ignored, it never clears the last message.
@@ -299,6 +305,8 @@ private:
     void applyTarget(const protocol::StatusFrame &status);
     void applyPlane(const protocol::PlaneStatus &plane);
     void clearReplies();
+    void setStatusStale(bool stale);
+    void watchStatus(bool connected);
 
     ICommunication *m_transport = nullptr;
     ConnectionType m_connectionType = Serial;
@@ -335,4 +343,6 @@ private:
     int m_languageIndex = 0;
     bool m_isEE0A = false;
     int m_upgradeProgress = 0;
+    QTimer *m_staleTimer = nullptr;
+    bool m_statusStale = false;
 };

@@ -56,6 +56,23 @@ void CMain::clearReplies()
     emit versionChanged();
 }
 
+void CMain::watchStatus(bool connected)
+{
+    if (connected)
+        m_staleTimer->start();
+    else
+        m_staleTimer->stop();
+    setStatusStale(false);
+}
+
+void CMain::setStatusStale(bool stale)
+{
+    if (stale == m_statusStale)
+        return;
+    m_statusStale = stale;
+    emit statusStaleChanged();
+}
+
 void CMain::apply(const protocol::TruncatedFrame &frame)
 {
     qDebug() << "数据帧不完整，已忽略，类型:" << frame.kind.type
@@ -64,6 +81,7 @@ void CMain::apply(const protocol::TruncatedFrame &frame)
 
 void CMain::apply(const protocol::StatusFrame &status)
 {
+    watchStatus(true);
     applyAttitude(status);
     if (status.camera)
         applyCamera(*status.camera);

@@ -1,6 +1,6 @@
 #include "CMain.h"
+#include "InterfaceSetup.h"
 #include "compat/QtCompat.h"
-#include "video/VideoRenderer.h"
 
 #include <QGuiApplication>
 #include <QIcon>
@@ -14,8 +14,7 @@ int main(int argc, char *argv[])
     QCoreApplication::setOrganizationName(QStringLiteral("KAVRO"));
     QGuiApplication::setWindowIcon(QIcon(QStringLiteral(":/src/image/logo.png")));
 
-    qmlRegisterType<VideoRenderer>("VideoRenderer", 1, 0, "VideoRenderer");
-    compat::provideSettingsType();
+    prepareInterface();
 
     QQmlApplicationEngine engine;
     auto *backend = new CMain(&app);

@@ -1,0 +1,50 @@
+import QtQuick
+import QtQuick.Controls
+import "../style"
+
+// Shown while point tracking is on: tells by its icon whether the pod holds a target, and stops
+// the tracking.
+Item {
+    id: closetrackbutton
+
+    width: 40
+    height: 40
+
+    Button {
+        id: closeTrackBtn
+        objectName: "closeTrackBtn"
+        anchors.fill: parent
+        padding: 0
+        topInset: 0
+        bottomInset: 0
+        leftInset: 0
+        rightInset: 0
+        focusPolicy: Qt.NoFocus
+        background: Rectangle {
+            color: closeTrackBtn.pressed ? Theme.titleHovered : Theme.panel
+            radius: Theme.radius
+            border.width: 1
+            border.color: closeTrackBtn.hovered ? Theme.value : Theme.outline
+        }
+
+        Image {
+            id: imageLoader
+            objectName: "imageLoader"
+            width: Theme.iconSize
+            height: Theme.iconSize
+            anchors.centerIn: parent
+            source: cMain.tracking ? "qrc:/src/image/tingzhigenzong.png"
+                                   : "qrc:/src/image/kaishigenzong.png"
+            sourceSize.width: width
+            sourceSize.height: height
+            fillMode: Image.PreserveAspectFit
+        }
+        onClicked: cMain.pointtrackstop()
+
+        Tip {
+            edge: Qt.RightEdge
+            shown: closeTrackBtn.hovered && !closeTrackBtn.pressed
+            text: cMain.tracking ? Texts.stopTracking : Texts.trackingReady
+        }
+    }
+}

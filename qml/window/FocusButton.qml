@@ -1,0 +1,41 @@
+import QtQuick
+import QtQuick.Controls
+import "../style"
+
+// One of the two manual focus buttons: moves the focus while it is pressed.
+Button {
+    id: focusButton
+
+    required property string command
+    property alias tip: buttonTip.text
+    readonly property string source: "button." + command
+
+    width: 50
+    height: 50
+    padding: 0
+    topInset: 0
+    bottomInset: 0
+    leftInset: 0
+    rightInset: 0
+    focusPolicy: Qt.NoFocus
+    display: AbstractButton.IconOnly
+    icon.width: 20
+    icon.height: 20
+    icon.color: "transparent"
+    background: Rectangle {
+        radius: 10
+        color: focusButton.pressed ? Theme.pressed
+                                   : focusButton.hovered ? Theme.hovered : "transparent"
+    }
+
+    onPressed: motion.press(source, command)
+    // Released, cancelled, slid off, or hidden under the pointer.
+    onDownChanged: if (!down) motion.release(source)
+    onVisibleChanged: if (!visible) motion.release(source)
+
+    Tip {
+        id: buttonTip
+        edge: Qt.RightEdge
+        shown: focusButton.hovered && !focusButton.pressed
+    }
+}

@@ -1,0 +1,38 @@
+import QtQuick
+import "../style"
+
+// Focus nearer and farther, for as long as a button is pressed.
+Rectangle {
+    id: manualfocusbuttons
+
+    width: 50
+    height: 100
+    color: Theme.panel
+    radius: 10
+
+    MouseArea {
+        anchors.fill: parent
+        acceptedButtons: Qt.AllButtons
+        onWheel: wheel => wheel.accepted = true
+    }
+
+    Column {
+        id: buttonColumn
+        spacing: 2
+
+        FocusButton {
+            id: plusButton
+            objectName: "plusButton"
+            icon.source: "qrc:/src/image/plus.png"
+            tip: Texts.focusNear
+            command: "manualFocusNear"
+        }
+        FocusButton {
+            id: minusButton
+            objectName: "minusButton"
+            icon.source: "qrc:/src/image/minus.png"
+            tip: Texts.focusFar
+            command: "manualFocusFar"
+        }
+    }
+}

@@ -1,0 +1,33 @@
+import QtQuick
+import "../style"
+
+// A button of the tool strip: an icon that does something or opens a menu.
+Rectangle {
+    id: stripButton
+
+    property alias icon: image.source
+    property alias tip: mouse.tip
+    property bool menuOpen: false
+    readonly property Item iconItem: image
+
+    signal clicked()
+
+    width: visible ? parent.width : 0
+    height: visible ? Theme.buttonHeight : 0
+    radius: Theme.radius
+    color: menuOpen ? Theme.pressed : mouse.shade
+
+    Image {
+        id: image
+        width: Theme.iconSize
+        height: Theme.iconSize
+        anchors.centerIn: parent
+        sourceSize.width: width
+        sourceSize.height: height
+        fillMode: Image.PreserveAspectFit
+    }
+    PressArea {
+        id: mouse
+        onClicked: stripButton.clicked()
+    }
+}

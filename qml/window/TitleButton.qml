@@ -1,0 +1,35 @@
+import QtQuick
+import QtQuick.Controls
+import "../style"
+
+// One of the title bar's buttons; its icon is its child. It never takes the keyboard.
+Button {
+    id: titleButton
+
+    property color hoverColor: Theme.titleHovered
+    property alias tip: buttonTip.text
+
+    width: 25
+    height: 25
+    anchors.verticalCenter: parent.verticalCenter
+    padding: 0
+    topPadding: 0
+    bottomPadding: 0
+    leftPadding: 0
+    rightPadding: 0
+    topInset: 0
+    bottomInset: 0
+    spacing: 0
+    focusPolicy: Qt.NoFocus
+    background: Rectangle {
+        radius: 6
+        color: titleButton.hovered ? titleButton.hoverColor : "transparent"
+        opacity: titleButton.pressed ? 0.7 : 1
+    }
+
+    Tip {
+        id: buttonTip
+        edge: Qt.BottomEdge
+        shown: titleButton.hovered && !titleButton.pressed
+    }
+}

@@ -1,0 +1,258 @@
+import QtQuick
+import "../style"
+
+// The floating column of buttons at the window's right edge. Each menu entry carries out its
+// command and closes its menu.
+Rectangle {
+    id: podControlsTools
+
+    readonly property var menus: [hzhMenu, wcMenu, zoomMenu, centerMenu, modeMenu]
+    readonly property bool menuOpen: menus.some(menu => menu.opened)
+
+    function closeMenus() {
+        for (const menu of menus)
+            menu.close();
+    }
+
+    width: 60
+    height: toolStripColumn.height + 2 * toolStripColumn.anchors.margins
+    color: Theme.strip
+    radius: Theme.panelRadius
+
+    MouseArea {
+        anchors.fill: parent
+        acceptedButtons: Qt.AllButtons
+        onWheel: wheel => wheel.accepted = true
+    }
+
+    Column {
+        id: toolStripColumn
+        anchors.left: parent.left
+        anchors.right: parent.right
+        anchors.top: parent.top
+        anchors.margins: 4
+        spacing: 8
+        z: 2
+
+        StripButton {
+            id: photobutton
+            objectName: "photobutton"
+            icon: "qrc:/src/image/photo.png"
+            tip: Texts.photo
+            onClicked: {
+                console.log("拍照功能");
+                cMain.takePhoto();
+                console.log("拍照功能已触发");
+            }
+        }
+        StripButton {
+            id: recordbutton
+            objectName: "recordbutton"
+            icon: mainWindow.showB7NRecordStatus ? "qrc:/src/image/pause-solid.svg"
+                                                 : "qrc:/src/image/record.png"
+            tip: mainWindow.showB7NRecordStatus ? Texts.stopRecord : Texts.startRecord
+            onClicked: {
+                if (mainWindow.showB7NRecordStatus) {
+                    console.log("停止录像");
+                    cMain.stopRecord();
+                } else {
+                    console.log("开始录像");
+                    cMain.startRecord();
+                }
+            }
+        }
+        StripButton {
+            id: hzhbutton
+            objectName: "hzhbutton"
+            visible: Models.hasThermal(cMain.versionno)
+            icon: "qrc:/src/image/hzh.png"
+            tip: Texts.pictureInPicture
+            menuOpen: hzhMenu.opened
+            onClicked: hzhMenu.open()
+
+            StripMenu {
+                id: hzhMenu
+                objectName: "hzhMenu"
+                height: 170
+
+                MenuEntry {
+                    id: mousekjginrcx
+                    objectName: "mousekjginrcx"
+                    icon: "qrc:/src/image/hzh0.png"
+                    tip: Texts.thermalInVisible
+                    onTriggered: podControlsTools.run(hzhMenu, () => cMain.setHZH(0), "可见光嵌入热成像")
+                }
+                MenuEntry {
+                    id: mousercxincjg
+                    objectName: "mousercxincjg"
+                    icon: "qrc:/src/image/hzh1.png"
+                    tip: Texts.visibleInThermal
+                    onTriggered: podControlsTools.run(hzhMenu, () => cMain.setHZH(1), "热成像嵌入可见光")
+                }
+                MenuEntry {
+                    id: mousekjg
+                    objectName: "mousekjg"
+                    icon: "qrc:/src/image/hzh2.png"
+                    tip: Texts.visibleOnly
+                    onTriggered: podControlsTools.run(hzhMenu, () => cMain.setHZH(2), "可见光")
+                }
+                MenuEntry {
+                    id: mousercx
+                    objectName: "mousercx"
+                    icon: "qrc:/src/image/hzh3.png"
+                    tip: Texts.thermalOnly
+                    onTriggered: podControlsTools.run(hzhMenu, () => cMain.setHZH(3), "热成像")
+                }
+            }
+        }
+        StripButton {
+            id: wcbutton
+            objectName: "wcbutton"
+            visible: Models.hasThermal(cMain.versionno)
+            icon: "qrc:/src/image/wc.png"
+            tip: Texts.pseudoColour
+            menuOpen: wcMenu.opened
+            onClicked: wcMenu.open()
+
+            StripMenu {
+                id: wcMenu
+                objectName: "wcMenu"
+                height: 130
+
+                MenuEntry {
+                    id: mousebr
+                    objectName: "mousebr"
+                    icon: "qrc:/src/image/wc0.png"
+                    tip: Texts.whiteHot
+                    onTriggered: podControlsTools.run(wcMenu, () => cMain.setWC(0), "白热")
+                }
+                MenuEntry {
+                    id: mousehr
+                    objectName: "mousehr"
+                    icon: "qrc:/src/image/wc1.png"
+                    tip: Texts.blackHot
+                    onTriggered: podControlsTools.run(wcMenu, () => cMain.setWC(1), "黑热")
+                }
+                MenuEntry {
+                    id: mousecr
+                    objectName: "mousecr"
+                    icon: "qrc:/src/image/wc2.png"
+                    tip: Texts.colourHot
+                    onTriggered: podControlsTools.run(wcMenu, () => cMain.setWC(2), "彩热")
+                }
+            }
+        }
+        StripButton {
+            id: zoomButton
+            objectName: "zoomButton"
+            icon: "qrc:/src/image/zoom_bg.png"
+            tip: Texts.zoom
+            menuOpen: zoomMenu.opened
+            onClicked: zoomMenu.open()
+
+            Text {
+                objectName: "zoomText"
+                anchors.centerIn: parent
+                text: cMain.zoomint + "X"
+                color: "#FFFFFF"
+                font.bold: true
+                font.pixelSize: 16
+            }
+            StripMenu {
+                id: zoomMenu
+                objectName: "zoomMenu"
+                height: 85
+
+                HoldEntry {
+                    id: mouseIn
+                    objectName: "mouseIn"
+                    icon: "qrc:/src/image/zoom_in.png"
+                    tip: Texts.zoomIn
+                    source: "menu.zoomIn"
+                    command: "zoomIn"
+                    onTriggered: zoomMenu.close()
+                }
+                HoldEntry {
+                    id: mouseOut
+                    objectName: "mouseOut"
+                    icon: "qrc:/src/image/zoom_out.png"
+                    tip: Texts.zoomOut
+                    source: "menu.zoomOut"
+                    command: "zoomOut"
+                    onTriggered: zoomMenu.close()
+                }
+            }
+        }
+        StripButton {
+            id: centerbutton
+            objectName: "centerbutton"
+            icon: "qrc:/src/image/one_click_center.png"
+            tip: Texts.oneKey
+            menuOpen: centerMenu.opened
+            onClicked: centerMenu.open()
+
+            StripMenu {
+                id: centerMenu
+                objectName: "centerMenu"
+                height: 85
+
+                MenuEntry {
+                    id: mouse1
+                    objectName: "mouse1"
+                    icon: "qrc:/src/image/one_click_center.png"
+                    tip: Texts.center
+                    onTriggered: podControlsTools.run(centerMenu, () => cMain.oneKeyCenter(), "一键回中")
+                }
+                MenuEntry {
+                    id: mouse2
+                    objectName: "mouse2"
+                    icon: "qrc:/src/image/one_click_down.png"
+                    tip: Texts.down
+                    onTriggered: podControlsTools.run(centerMenu, () => cMain.oneKeyDown(), "一键向下")
+                }
+            }
+        }
+        StripButton {
+            id: gimbalbutton
+            objectName: "gimbalbutton"
+            icon: "qrc:/src/image/mode_button.png"
+            tip: Texts.gimbalMode
+            menuOpen: modeMenu.opened
+            onClicked: modeMenu.open()
+
+            StripMenu {
+                id: modeMenu
+                objectName: "modeMenu"
+                height: 130
+
+                MenuEntry {
+                    id: mousefollow
+                    objectName: "mousefollow"
+                    icon: "qrc:/src/image/heading_follow.png"
+                    tip: Texts.yawFollow
+                    onTriggered: podControlsTools.run(modeMenu, () => cMain.modeYawFollow(), "航向跟随模式")
+                }
+                MenuEntry {
+                    id: mouselock
+                    objectName: "mouselock"
+                    icon: "qrc:/src/image/heading_lock.png"
+                    tip: Texts.yawLock
+                    onTriggered: podControlsTools.run(modeMenu, () => cMain.modeYawLock(), "航向锁定模式")
+                }
+                MenuEntry {
+                    id: mousefpv
+                    objectName: "mousefpv"
+                    icon: "qrc:/src/image/fpv_mode.png"
+                    tip: Texts.fpv
+                    onTriggered: podControlsTools.run(modeMenu, () => cMain.modeFPV(), "FPV模式")
+                }
+            }
+        }
+    }
+
+    function run(menu: var, command: var, name: string) {
+        console.log(name);
+        command();
+        menu.close();
+    }
+}

@@ -1,0 +1,32 @@
+#include "InterfaceSetup.h"
+
+#include "compat/QtCompat.h"
+#include "input/MotionGuard.h"
+#include "video/VideoRenderer.h"
+
+#include <QFont>
+#include <QGuiApplication>
+#include <QQuickStyle>
+#include <QtQml>
+
+namespace {
+
+// The interface is Chinese first: a family that has the glyphs, on Linux and on Windows.
+void setApplicationFont()
+{
+    QFont font = QGuiApplication::font();
+    font.setFamilies({QStringLiteral("Noto Sans CJK SC"), QStringLiteral("Microsoft YaHei UI"),
+                      QStringLiteral("Microsoft YaHei"), font.family()});
+    QGuiApplication::setFont(font);
+}
+
+} // namespace
+
+void prepareInterface()
+{
+    qmlRegisterType<VideoRenderer>("VideoRenderer", 1, 0, "VideoRenderer");
+    qmlRegisterType<MotionGuard>("MotionGuard", 1, 0, "MotionGuard");
+    compat::provideSettingsType();
+    QQuickStyle::setStyle(QStringLiteral("Material"));
+    setApplicationFont();
+}
