@@ -94,16 +94,9 @@ void MotionGuard::setLinkUp(bool up)
         return;
     m_linkUp = up;
     emit linkUpChanged();
-    if (up) {
-        const auto owed = std::exchange(m_owedStops, {});
-        for (size_t kind = 0; kind < owed.size(); ++kind) {
-            if (owed.at(kind))
-                emit stopDue(kStops.at(kind));
-        }
+    if (up)
         return;
-    }
-    for (const Hold &hold : std::exchange(m_holds, {}))
-        m_owedStops.at(size_t(hold.kind)) = true;
+    m_holds.clear();
     emit allReleased();
 }
 

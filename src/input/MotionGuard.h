@@ -7,8 +7,6 @@
 #include <QVariantList>
 #include <QWindow>
 
-#include <array>
-
 /// Knows which held controls keep the pod moving, and sees to it that each press gets exactly one
 /// stop, whatever ends it. Everything that starts a motion - key, button, drag, wheel, joystick
 /// axis - goes through the window's one guard (`motion` in QML):
@@ -23,8 +21,9 @@
 /// the pointer (popup, drawer page) releases its source when it does.
 ///
 /// A stop goes out in the same call that asks for it: never queued, merged or dropped. When the
-/// link is lost in a motion the stop is owed, and sent as soon as linkUp is true again. The guard
-/// sends nothing itself; whoever owns it performs the two signals commandDue and stopDue.
+/// link is lost (linkUp turns false) every hold is forgotten: the backend owes the pod the stops and
+/// sends them when the link comes back. The guard sends nothing itself; whoever owns it performs the
+/// two signals commandDue and stopDue.
 class MotionGuard : public QObject
 {
     Q_OBJECT
@@ -91,8 +90,7 @@ private:
     void resume(Kind kind);
     void releaseUnlessActive();
 
-    QList<Hold> m_holds;               // the latest press last
-    std::array<bool, 3> m_owedStops{}; // by Kind
+    QList<Hold> m_holds; // the latest press last
     QPointer<QWindow> m_window;
     bool m_linkUp = false;
 };

@@ -5,6 +5,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QGuiApplication>
 #include <QQmlContext>
 #include <QSettings>
 #include <QTest>
@@ -37,6 +38,8 @@ const QByteArray UiHarness::kNoStream = QByteArrayLiteral("[RTSP]\nrtspIp=\n");
 void UiHarness::prepare()
 {
     prepareInterface();
+    // The window of one case, closing, must not end the event loops of the next.
+    QGuiApplication::setQuitOnLastWindowClosed(false);
     s_previous = qInstallMessageHandler(collectWarnings);
 }
 
