@@ -63,7 +63,7 @@ ApplicationWindow {
     }
 
     // The word for a drag's direction; positive angles point down.
-    function getDirection(deltaX: real, deltaY: real): string {
+    function getDirection(deltaX, deltaY) {
         const angle = Math.atan2(deltaY, deltaX) * 180 / Math.PI;
         if (angle >= -22.5 && angle < 22.5)
             return "right";
@@ -86,7 +86,7 @@ ApplicationWindow {
 
     // param1 and param2 are the point for "moveto" and "track"; for a direction they are its
     // speeds, movespeed when left out.
-    function sendPtzCommand(command: string, param1: var, param2: var) {
+    function sendPtzCommand(command, param1, param2) {
         console.log("PTZ指令:", command, param1, param2);
         if (typeof cMain === "undefined") {
             console.warn("cMain 未初始化");

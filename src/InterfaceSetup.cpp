@@ -1,5 +1,6 @@
 #include "InterfaceSetup.h"
 
+#include "compat/KeyRepeat.h"
 #include "compat/QtCompat.h"
 #include "input/MotionGuard.h"
 #include "video/VideoRenderer.h"
@@ -27,6 +28,7 @@ void prepareInterface()
     qmlRegisterType<VideoRenderer>("VideoRenderer", 1, 0, "VideoRenderer");
     qmlRegisterType<MotionGuard>("MotionGuard", 1, 0, "MotionGuard");
     compat::provideSettingsType();
+    compat::makeKeyRepeatTellable();
     QQuickStyle::setStyle(QStringLiteral("Material"));
     setApplicationFont();
 }

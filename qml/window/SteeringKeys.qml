@@ -17,8 +17,10 @@ QtObject {
         if (!command)
             return;
         event.accepted = true;
-        if (!event.isAutoRepeat)
-            motion.press(group + event.key, command);
+        // A window system may leave repeated presses unmarked; a key that is down stays down.
+        const source = group + event.key;
+        if (!event.isAutoRepeat && !motion.isHeld(source))
+            motion.press(source, command);
     }
 
     function release(event: var) {
