@@ -63,6 +63,7 @@ class CMain : public QObject
     Q_PROPERTY(int sbusLaserDistanceIndex READ sbusLaserDistanceIndex NOTIFY sbusPitchIndexChanged FINAL)
     Q_PROPERTY(int sbusLaserLightIndex READ sbusLaserLightIndex NOTIFY sbusPitchIndexChanged FINAL)
     Q_PROPERTY(int sbusOsdIndex READ sbusOsdIndex NOTIFY sbusPitchIndexChanged FINAL)
+    Q_PROPERTY(QVariantList sbusChannels READ sbusChannels NOTIFY sbusPitchIndexChanged FINAL)
 
 public:
     enum ConnectionType : quint8 { Serial = 0, TCP = 1 };
@@ -223,6 +224,8 @@ public:
     int sbusLaserDistanceIndex() const { return m_sbus.channels[10]; }
     int sbusLaserLightIndex() const { return m_sbus.channels[11]; }
     int sbusOsdIndex() const { return m_sbus.channels[12]; }
+    /// The pod's whole map of 24, as setSbus takes it back.
+    QVariantList sbusChannels() const;
 
     void setMessage(const QString &message);
     void setIsEE0A(bool on);
