@@ -263,6 +263,14 @@ QJsonObject CMain::getMapData()
     };
 }
 
+QVariantList CMain::sbusChannels() const
+{
+    QVariantList list;
+    for (const int channel : m_sbus.channels)
+        list.append(channel);
+    return list;
+}
+
 void CMain::setMessage(const QString &message)
 {
     if (message.isEmpty() || message == m_message)

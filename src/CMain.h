@@ -67,6 +67,7 @@ class CMain : public QObject
     Q_PROPERTY(int sbusLaserLightIndex READ sbusLaserLightIndex NOTIFY sbusPitchIndexChanged FINAL)
     Q_PROPERTY(int sbusOsdIndex READ sbusOsdIndex NOTIFY sbusPitchIndexChanged FINAL)
     Q_PROPERTY(bool statusStale READ statusStale NOTIFY statusStaleChanged FINAL)
+    Q_PROPERTY(QVariantList sbusChannels READ sbusChannels NOTIFY sbusPitchIndexChanged FINAL)
     // clang-format on
 
 public:
@@ -232,6 +233,8 @@ public:
     int sbusOsdIndex() const { return m_sbus.channels[12]; }
     /// True while connected without a status frame for kStatusStaleMs; a steady pod is not stale.
     bool statusStale() const { return m_statusStale; }
+    /// The pod's whole map of 24, as setSbus takes it back.
+    QVariantList sbusChannels() const;
 
     void setMessage(const QString &message);
     void setIsEE0A(bool on);

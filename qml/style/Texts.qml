@@ -50,4 +50,266 @@ QtObject {
     readonly property string trackingReady: pick("指点跟踪：点击目标开始，点此停止", "Point tracking: click a target to start, here to stop")
 
     // Drawer
+    readonly property string backendMissing: pick("错误: cMain 未初始化",
+        "Error: cMain is not initialised")
+    readonly property string ok: pick("确定", "OK")
+    readonly property string apply: pick("应用", "Set")
+    readonly property string set: pick("设置", "Set")
+    readonly property string query: pick("查询", "Query")
+    readonly property string connectAction: pick("连接", "Conn")
+    readonly property string disconnectAction: pick("断开", "DISC")
+    readonly property string port: pick("端口", "Port")
+    readonly property string tipClose: pick("关闭提示", "Close this message")
+    readonly property string tipCloseDrawer: pick("关闭设置面板", "Close the drawer")
+
+    // Drawer: connection
+    readonly property string podVersion: pick("吊舱版本", "Pod version")
+    readonly property string noVersion: pick("未读取", "not read yet")
+    readonly property string streamSection: pick("视频流", "Video stream")
+    readonly property string streamAddress: pick("流地址", "Address")
+    readonly property string streamUpdated: pick("URL 已更新: ", "URL updated: ")
+    readonly property string badStream: pick("请输入以 rtsp:// 或 udp:// 开头的流地址",
+        "Please enter an address that begins with rtsp:// or udp://")
+    readonly property string tcpSection: pick("TCP 连接", "TCP connection")
+    readonly property string address: pick("地址", "Address")
+    readonly property string badAddress: pick("请输入正确的IP地址", "Please enter a correct IP address")
+    readonly property string badPort: pick("请输入正确的端口 (1-65535)",
+        "Please enter a correct port (1-65535)")
+    readonly property string tcpConnecting: pick("正在连接 TCP: ", "Connecting TCP: ")
+    readonly property string tcpConnected: pick("TCP 连接成功", "TCP connected")
+    readonly property string tcpFailed: pick("TCP 连接失败", "TCP connection failed")
+    readonly property string tcpClosed: pick("TCP 连接已断开", "TCP disconnected")
+    readonly property string serialSection: pick("串口连接", "Serial connection")
+    readonly property string serialPort: pick("串口", "Port")
+    readonly property string baudRate: pick("波特率", "Baud")
+    readonly property string badBaudRate: pick("请输入正确的波特率", "Please enter a correct baud rate")
+    readonly property string noPort: pick("错误: 没有选择有效的串口", "Error: no valid serial port chosen")
+    readonly property string serialConnecting: pick("正在连接串口: ", "Connecting serial port: ")
+    readonly property string serialConnected: pick("串口连接成功", "Serial port connected")
+    readonly property string serialFailed: pick("串口连接失败", "Serial connection failed")
+    readonly property string serialClosed: pick("串口连接已断开", "Serial port disconnected")
+    readonly property string encoderSection: pick("编码模块", "Encoder module")
+    readonly property string gateway: pick("网关", "Gateway")
+    readonly property string bitRate: pick("码率", "Rate")
+    readonly property string resolution: pick("分辨率", "Resolution")
+    readonly property string encoding: pick("编码方式", "Encode")
+    readonly property string badEncoder: pick("请输入或选择正确的IP地址，网关，码率，分辨率和编码方式",
+        "Please input or choose correct IP,GateWay,BitRate,Resolution and EncodeType")
+    readonly property string encoderSet: pick("重启后生效", "Requires a restart to take effect.")
+    readonly property string tipVersion: pick("连接后从吊舱读取", "Read from the pod after connecting")
+    readonly property string tipStream: pick("视频流地址，rtsp:// 或 udp://",
+        "Address of the video stream, rtsp:// or udp://")
+    readonly property string tipApplyStream: pick("保存地址并重新连接视频",
+        "Store the address and reconnect the video")
+    readonly property string tipTcpAddress: pick("吊舱的IP地址", "The pod's IP address")
+    readonly property string tipTcpPort: pick("吊舱的TCP端口", "The pod's TCP port")
+    readonly property string tipTcp: pick("连接或断开TCP", "Connect or disconnect TCP")
+    readonly property string tipSerialPort: pick("选择串口，或输入设备路径",
+        "Choose a serial port or type a device path")
+    readonly property string tipBaudRate: pick("串口波特率", "Baud rate of the serial port")
+    readonly property string tipSerial: pick("连接或断开串口", "Connect or disconnect the serial port")
+    readonly property string tipEncoderAddress: pick("编码模块的IP地址",
+        "IP address of the encoder module")
+    readonly property string tipGateway: pick("编码模块的网关", "Gateway of the encoder module")
+    readonly property string tipBitRate: pick("视频码率", "Bit rate of the video")
+    readonly property string tipResolution: pick("视频分辨率", "Resolution of the video")
+    readonly property string tipEncoding: pick("视频编码方式", "Encoding of the video")
+    readonly property string tipQueryEncoder: pick("读取编码模块的设置",
+        "Read the encoder module's settings")
+    readonly property string tipSetEncoder: pick("写入编码模块的设置", "Write the encoder module's settings")
+
+    // Drawer: gimbal
+    readonly property string gimbalSection: pick("云台", "Gimbal")
+    readonly property string reboot: pick("云台重启", "Reboot")
+    readonly property string rebootSent: pick("云台重启指令已发送", "The reboot command was sent")
+    readonly property string information: pick("数据显示", "Infomation")
+    readonly property string upright: pick("正置模式", "Upright Mode")
+    readonly property string inverted: pick("倒置模式", "Inverted Mode")
+    readonly property string uprightNotice: pick("切换为正置模式，重启后生效，注意吊舱安装方向",
+        "Switching to upright mode requires a restart to take effect. \nPlease note the pod installation orientation.")
+    readonly property string invertedNotice: pick("切换为倒置模式，重启后生效，注意吊舱安装方向",
+        "Switching to inverted mode requires a restart to take effect. \nPlease note the pod installation orientation.")
+    readonly property string moveSpeed: pick("运动速度", "MoveSpeed")
+    readonly property string poseSection: pick("姿态", "Attitude")
+    readonly property string pitch: pick("俯仰", "Pitch")
+    readonly property string yaw: pick("航向", "Yaw")
+    readonly property string turnTo: pick("转到", "Go to")
+    readonly property string badAngles: pick("请输入正确的俯仰和航向角度",
+        "Please enter correct pitch and yaw angles")
+    readonly property string optionsSection: pick("选项", "Options")
+    readonly property string protocol: pick("外发协议", "Protocol")
+    readonly property string frequency: pick("回传频率", "Frequency")
+    readonly property string language: pick("语言选择", "Language")
+    readonly property string tipReboot: pick("重新启动云台", "Restart the gimbal")
+    readonly property string tipInformation: pick("在视频上显示或隐藏姿态和目标位置",
+        "Show or hide attitude and target position over the video")
+    readonly property string tipUpright: pick("吊舱正向安装", "The pod is mounted upright")
+    readonly property string tipInverted: pick("吊舱倒置安装", "The pod is mounted upside down")
+    readonly property string tipMoveSpeed: pick("按键、拖拽移动云台的速度",
+        "Speed of moving by keys and dragging")
+    readonly property string tipPitch: pick("俯仰角，-120 至 30 度", "Pitch, -120 to 30 degrees")
+    readonly property string tipYaw: pick("航向角，-180 至 180 度", "Yaw, -180 to 180 degrees")
+    readonly property string tipTurnTo: pick("转到输入的角度，超出范围时取极限值",
+        "Turn to these angles, limited to the pod's range")
+    readonly property string tipProtocol: pick("吊舱发送的状态帧类型",
+        "Kind of status frame that the pod sends")
+    readonly property string tipFrequency: pick("状态帧的回传频率", "How often the pod sends its status")
+    readonly property string tipLanguage: pick("界面语言", "Language of the interface")
+
+    // Drawer: camera functions
+    readonly property string switchesSection: pick("功能开关", "Functions")
+    readonly property string pointTrack: pick("指点跟踪", "PointTrack")
+    readonly property string manualFocus: pick("手动对焦", "ManualFocus")
+    readonly property string targetCheck: pick("目标检测", "Detection")
+    readonly property string trackAutoZoom: pick("跟踪自动变倍", "TrackAutoZoom")
+    readonly property string continuousDistance: pick("连续测距", "ContinuousLRF")
+    readonly property string clearFrog: pick("机芯除雾", "Defog")
+    readonly property string electronicZoom: pick("电子变倍", "ElectronicZoom")
+    readonly property string laserLight: pick("激光补光灯", "Fill Light")
+    readonly property string choicesSection: pick("跟踪与变倍", "Tracking and zoom")
+    readonly property string frameSize: pick("跟踪框尺寸", "Track Frame Size")
+    readonly property string autoSize: pick("自动", "Auto")
+    readonly property string visibleZoom: pick("可见光变倍至", "VisibleZoom")
+    readonly property string thermalZoom: pick("热成像变倍至", "ThermalZoom")
+    readonly property string badZoom: pick("请输入正确的变倍倍数: 1-",
+        "Please enter a correct zoom factor: 1-")
+    readonly property string tipPointTrack: pick("打开后单击视频即跟踪该点",
+        "With this on a click on the video tracks that point")
+    readonly property string tipManualFocus: pick("打开后视频左侧显示对焦按钮",
+        "With this on the focus buttons stand at the left of the video")
+    readonly property string tipOsd: pick("吊舱画面上的字符叠加", "The pod's own text over the picture")
+    readonly property string tipTargetCheck: pick("自动检测画面中的目标", "Detect targets in the picture")
+    readonly property string tipTrackAutoZoom: pick("跟踪时自动调整变倍", "Adjust the zoom while tracking")
+    readonly property string tipContinuousDistance: pick("激光持续测距",
+        "Measure the distance all the time")
+    readonly property string tipClearFrog: pick("提高雾天画面的对比度", "More contrast in fog")
+    readonly property string tipElectronicZoom: pick("光学变倍之后继续数字放大",
+        "Magnify beyond the optical zoom")
+    readonly property string tipLaserLight: pick("夜间照明", "Light for the night")
+    readonly property string tipFrameSize: pick("跟踪框边长 (像素)",
+        "Side of the tracking frame in pixels")
+    readonly property string tipVisibleZoom: pick("可见光相机的变倍倍数",
+        "Zoom factor of the visible-light camera")
+    readonly property string tipThermalZoom: pick("热成像相机的变倍倍数", "Zoom factor of the thermal camera")
+    readonly property string tipZoomTo: pick("变倍到选择的倍数", "Zoom to this factor")
+
+    // Drawer: SBUS
+    readonly property string sbusSection: pick("遥控通道分配", "Channel assignment")
+    readonly property string sbusOthers: pick("其余通道", "Other channels")
+    readonly property string sbusUnread: pick("尚未从吊舱读取", "Not read from the pod yet")
+    readonly property string sbusRead: pick("已从吊舱读取", "Read from the pod")
+    readonly property string sbusEdited: pick("有未写入的修改", "Changes not written yet")
+    readonly property string sbusQueryFirst: pick("尚未读取吊舱的通道分配，未写入。\n正在查询，请核对后再设置。",
+        "The pod's assignment has not been read: nothing was written.\nReading it now; please check it, then set.")
+    readonly property string sbusSet: pick("通道分配已发送", "The assignment was sent")
+    readonly property string sbusReadDone: pick("通道分配已读取", "The assignment was read")
+    readonly property string tipSbusChannel: pick("控制此功能的SBUS通道，null 为不使用",
+        "SBUS channel of this function, null for none")
+    readonly property string tipSbusOthers: pick("第14至24项，原样写回",
+        "Entries 14 to 24, written back unchanged")
+    readonly property string tipSbusQuery: pick("从吊舱读取通道分配", "Read the assignment from the pod")
+    readonly property string tipSbusSet: pick("把通道分配写入吊舱", "Write the assignment to the pod")
+
+    // Drawer: joystick
+    readonly property string joystickDevice: pick("设备", "Device")
+    readonly property string joystickMissing: pick("此版本不含手柄支持", "No joystick support is built in")
+    readonly property string joystickNone: pick("未检测到手柄，请连接手柄",
+        "No joystick found, please connect one")
+    readonly property string axesSection: pick("摇杆轴", "Axes")
+    readonly property string buttonsSection: pick("按键", "Buttons")
+    readonly property string axisDeflection: pick("偏移", "Deflection")
+    readonly property string axisFunction: pick("功能", "Function")
+    readonly property string shortPress: pick("短按", "Short press")
+    readonly property string longPress: pick("长按", "Long press")
+    readonly property string tipAxisFunction: pick("此轴控制的功能", "What this axis steers")
+    readonly property string tipAxisInverted: pick("反转此轴的方向", "Turn this axis round")
+    readonly property string tipShortPress: pick("短按此键时执行", "Done on a short press")
+    readonly property string tipLongPress: pick("长按此键时执行", "Done on a long press")
+
+    // Drawer: positioning
+    readonly property string trimSection: pick("位置微调", "Fine positioning")
+    readonly property string fineTrim: pick("微调", "Fine")
+    readonly property string coarseTrim: pick("粗调", "Coarse")
+    readonly property string mapSection: pick("平面图", "Plan view")
+    readonly property string latitude: pick("纬度", "Latitude")
+    readonly property string longitude: pick("经度", "Longitude")
+    readonly property string zoomLevel: pick("放大级别", "ZoomLevel")
+    readonly property string distance: pick("距离", "Distance")
+    readonly property string start: pick("开始", "Start")
+    readonly property string stop: pick("停止", "Stop")
+    readonly property string targetCenter: pick("目标目中", "Target Center")
+    readonly property string planeCenter: pick("飞机居中", "Plane Center")
+    readonly property string planeUnknown: pick("吊舱未上报飞机位置", "The pod reports no aircraft position")
+    readonly property string targetUnknown: pick("吊舱未上报目标位置", "The pod reports no target position")
+    readonly property string mapStopped: pick("点击“开始”显示实时平面图", "Press Start for the live view")
+    readonly property string tipUp: pick("向上", "Up")
+    readonly property string tipDown: pick("向下", "Down")
+    readonly property string tipLeft: pick("向左", "Left")
+    readonly property string tipRight: pick("向右", "Right")
+    readonly property string tipMapStart: pick("开始或停止实时刷新", "Start or stop the live view")
+    readonly property string tipTargetCenter: pick("以目标为中心", "Centre the view on the target")
+    readonly property string tipPlaneCenter: pick("以飞机为中心", "Centre the view on the aircraft")
+    readonly property string tipLatitude: pick("目标纬度 (度)", "Latitude of the target in degrees")
+    readonly property string tipLongitude: pick("目标经度 (度)", "Longitude of the target in degrees")
+    readonly property string tipZoomLevel: pick("每级放大两倍", "Each level magnifies twice")
+    readonly property string tipDistance: pick("飞机到目标的水平距离",
+        "Horizontal distance from the aircraft to the target")
+
+    // Drawer: firmware
+    readonly property string onlineSection: pick("在线升级", "Online update")
+    readonly property string localSection: pick("本地升级", "Local update")
+    readonly property string update: pick("升级", "Update")
+    readonly property string complete: pick("完成", "Complete")
+    readonly property string reset: pick("重置", "Reset")
+    readonly property string open: pick("打开", "Open")
+    readonly property string firmwareFile: pick("固件文件", "File")
+    readonly property string linkClosed: pick("已关闭串口/TCP连接", "The serial/TCP connection was closed")
+    readonly property string updateStarts: pick("5秒后开始升级", "The update starts in 5 seconds")
+    readonly property string updateFinished: pick("固件已发送完成", "The firmware was sent")
+    readonly property string noFile: pick("请选择固件文件", "Please choose a firmware file")
+    readonly property string upgradeRunning: pick("升级进行中", "An update is running")
+    readonly property string chooseFile: pick("选择文件", "Select File")
+    readonly property string allFiles: pick("所有文件 (*.*)", "All Files (*.*)")
+    readonly property string tipUpdate: pick("断开连接并从服务器升级固件",
+        "Disconnect and update the firmware from the server")
+    readonly property string tipComplete: pick("结束升级并清除进度", "End the update and clear its progress")
+    readonly property string tipFile: pick("固件文件的路径", "Path of the firmware file")
+    readonly property string tipOpen: pick("选择固件文件", "Choose the firmware file")
+    readonly property string tipUpdatePort: pick("吊舱升级口，可输入设备路径",
+        "The pod's serial port, or type a device path")
+    readonly property string tipLocalUpdate: pick("通过串口写入固件文件",
+        "Write the file to the pod over the serial port")
+    readonly property string tipReset: pick("清除文件，恢复默认端口和波特率",
+        "Clear the file, default port and baud rate")
+
+    // Drawer: lists, in the order of the indices that stand for them
+    readonly property list<string> pageTitles: [
+        pick("连接与设备信息", "Connection and device"), pick("云台设置", "Gimbal"),
+        pick("相机功能", "Camera functions"), pick("SBUS 通道", "SBUS channels"),
+        pick("手柄设置", "Joystick"), pick("精确定位", "Positioning"),
+        pick("固件升级", "Firmware update")
+    ]
+    readonly property list<string> languages: ["中文", "English"]
+    readonly property list<string> frameSizes: [autoSize, "32", "64", "96", "128", "256"]
+    readonly property list<string> sbusLabels: [
+        pick("俯仰控制", "Pitch Control"), pick("航向控制", "Yaw Control"),
+        pick("可见光变倍", "Visible Zoom"), pick("手动聚焦", "Manual Focus"),
+        pick("一键向下", "Down"), pick("一键回中", "Home"), pick("拍照/录像", "Photo/Record"),
+        pick("目标检测、跟踪", "Detect/Track"), pick("画中画、伪彩切换", "PIP/IRColor"),
+        pick("热成像电子变倍", "IR Zoom"), pick("激光测距", "LRF"), "Light",
+        pick("OSD开关", "OSD Control")
+    ]
+    readonly property list<string> axisFunctions: [
+        pick("未指定", "NULL"), pick("偏航角", "Yaw"), pick("俯仰角", "Pitch"), pick("变倍", "Zoom"),
+        pick("聚焦", "Focus")
+    ]
+    // The first stands for no action; the others follow the joystick's list of actions.
+    readonly property list<string> buttonActions: [
+        pick("未指定", "NULL"), pick("俯仰向下", "Pitch Down"), pick("模式切换", "Mode Chg"),
+        pick("拍照", "Picture"), pick("录像", "Record"), pick("开始跟踪", "Start Track"),
+        pick("画中画切换", "Pip Chg"), pick("伪彩切换", "IR Color"), pick("OSD显示", "OSD"),
+        pick("激光补光灯", "Laser Light"), pick("停止跟踪", "Stop Track")
+    ]
+    function axisInverted(axis: string): string { return pick(axis + "反向", axis + " Opp"); }
+    function joystickButton(number: int): string { return pick("按键" + number, "Button" + number); }
 }

@@ -43,4 +43,33 @@ QtObject {
 
     // The drawer
     readonly property color drawer: "#F0F0F0"
+    readonly property color drawerBar: "#E1E5EA"
+    readonly property color drawerCard: "#FFFFFF"
+    readonly property color drawerBorder: "#D3D9DF"
+    readonly property color drawerControlBorder: "#A9B3BD"
+    readonly property color drawerText: "#1F2933"
+    readonly property color drawerMuted: "#55606B"
+    readonly property color drawerDisabledText: "#68727C"
+    readonly property color drawerDisabledFill: "#E8EBEE"
+    readonly property color drawerHover: "#E6F0FA"
+    readonly property color drawerChosen: "#CFE2F5"
+    readonly property color drawerAccent: "#1565C0"
+    readonly property color drawerAccentHover: "#1976D2"
+    readonly property color drawerAccentDown: "#0D47A1"
+    readonly property color drawerSwitchOff: "#9AA5B1"
+    readonly property color drawerWarning: "#9A5B00"
+    readonly property color progressBackground: "#1E1E1E"
+    readonly property color progressBorder: "#3A3A3A"
+    readonly property color progressForeground: "#00AA55"
+    readonly property color mapGround: "#EAF1E6"
+    readonly property color mapGrid: "#CBD8C6"
+    readonly property color mapPlane: "#1565C0"
+    readonly property color mapSector: "#401565C0"
+    readonly property color mapTarget: "#C62828"
+    readonly property int drawerRowHeight: 30
+    readonly property int drawerSpacing: 8
+    readonly property int drawerMargin: 12
+    readonly property int drawerFontSize: 13
+    readonly property int drawerLabelWidth: 96
+    readonly property int drawerWideLabelWidth: 140
 }

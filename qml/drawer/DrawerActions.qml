@@ -1,0 +1,56 @@
+import QtQuick
+import "../style"
+
+// The one way from a control to the backend. A call that the backend refuses (it says so while the
+// call runs) opens the message box; afterwards the keyboard belongs to the video again.
+QtObject {
+    id: actions
+
+    required property MessageBox box
+
+    property bool running: false
+    property string refusal: ""
+
+    readonly property bool hasBackend: typeof cMain !== "undefined" && cMain !== null
+
+    property Connections refusals: Connections {
+        target: actions.hasBackend ? cMain : null
+        function onSbusDataError(error: string) {
+            if (actions.running)
+                actions.refusal = error;
+        }
+    }
+
+    // Runs `action`; true when nothing was refused. Without `loud` a refusal stays unsaid, for the
+    // caller to report or to leave.
+    function perform(action: var, loud = true): bool {
+        if (!hasBackend) {
+            report(Texts.backendMissing, "red");
+            errorTimer.start();
+            return false;
+        }
+        refusal = "";
+        running = true;
+        try {
+            action();
+        } finally {
+            running = false;
+        }
+        if (refusal !== "" && loud)
+            box.show(refusal);
+        else
+            giveFocusBack();
+        return refusal === "";
+    }
+
+    function report(text: string, color: string) {
+        statusText.text = text;
+        statusText.color = color;
+    }
+
+    // Keys steer the pod unless the operator is typing.
+    function giveFocusBack() {
+        if (typeof videoRenderer !== "undefined" && !box.opened)
+            videoRenderer.forceActiveFocus();
+    }
+}

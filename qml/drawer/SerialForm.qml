@@ -1,0 +1,56 @@
+import QtQuick
+import QtQuick.Layouts
+import "../style"
+
+LinkForm {
+    type: "Serial"
+    caption: Texts.serialSection
+    connectedText: Texts.serialConnected
+    failedText: Texts.serialFailed
+    closedText: Texts.serialClosed
+    closedLog: "已断开串口连接"
+    buttonName: "comButton"
+    buttonTip: Texts.tipSerial
+
+    prepare: () => {
+        if (portslist.portName === "") {
+            drawerActions.report(Texts.noPort, "red");
+            customDialog.show(Texts.noPort);
+            return false;
+        }
+        const baudRate = Validation.integerIn(baudRateInput.text, 1, Validation.largestBaudRate);
+        if (isNaN(baudRate)) {
+            customDialog.show(Texts.badBaudRate);
+            return false;
+        }
+        comSettings.setValue("baudRate", baudRate);
+        mainWindow.oldBaudRate = baudRate;
+        mainWindow.oldComPort = portslist.portName;
+        drawerActions.report(Texts.serialConnecting + portslist.portName + " " + baudRate, "orange");
+        return true;
+    }
+    openLink: () => cMain.connectSerial(mainWindow.oldComPort, mainWindow.oldBaudRate)
+
+    fields: [
+        PortChoice {
+            id: portslist
+            objectName: "portslist"
+            Layout.minimumWidth: 110
+            preset: mainWindow.oldComPort
+        },
+        Text {
+            color: Theme.drawerText
+            font.pixelSize: Theme.drawerFontSize
+            text: Texts.baudRate
+        },
+        DrawerField {
+            id: baudRateInput
+            objectName: "baudRateInput"
+            Layout.fillWidth: false
+            Layout.preferredWidth: 66
+            inputMethodHints: Qt.ImhDigitsOnly
+            text: mainWindow.oldBaudRate
+            tip: Texts.tipBaudRate
+        }
+    ]
+}

@@ -1,0 +1,42 @@
+import QtQuick
+import QtQuick.Layouts
+import "../style"
+
+// The address of the pod's video.
+Section {
+    id: form
+
+    caption: Texts.streamSection
+
+    function apply() {
+        const address = urlInput.text.trim();
+        if (!/^(rtsp|udp):\/\/./i.test(address)) {
+            customDialog.show(Texts.badStream);
+            return;
+        }
+        rtspSettings.setValue("rtspIp", address);
+        root.urlChanged(address);
+        drawerActions.report(Texts.streamUpdated + address, "green");
+        drawerActions.giveFocusBack();
+    }
+
+    RowLayout {
+        Layout.fillWidth: true
+        spacing: Theme.drawerSpacing
+
+        DrawerField {
+            id: urlInput
+            objectName: "urlInput"
+            text: mainWindow.rtspUrl
+            tip: Texts.tipStream
+            onAccepted: form.apply()
+        }
+        DrawerButton {
+            objectName: "urlButton"
+            primary: true
+            text: Texts.apply
+            tip: Texts.tipApplyStream
+            onClicked: form.apply()
+        }
+    }
+}

@@ -1,0 +1,58 @@
+import QtQuick
+import QtQuick.Layouts
+import "../style"
+
+LinkForm {
+    id: form
+
+    type: "TCP"
+    caption: Texts.tcpSection
+    connectedText: Texts.tcpConnected
+    failedText: Texts.tcpFailed
+    closedText: Texts.tcpClosed
+    closedLog: "已断开 TCP 连接"
+    buttonName: "tcpButton"
+    buttonTip: Texts.tipTcp
+
+    prepare: () => {
+        const port = Validation.integerIn(portInput.text, 1, Validation.largestPort);
+        if (!Validation.isIpAddress(ipInput.text) || isNaN(port)) {
+            customDialog.show(isNaN(port) ? Texts.badPort : Texts.badAddress);
+            return false;
+        }
+        const address = Validation.addressBytes(ipInput.text).join(".");
+        tcpSettings.setValue("deviceIp", address);
+        tcpSettings.setValue("devicePort", port);
+        mainWindow.oldDeviceIp = address;
+        mainWindow.oldDevicePort = port;
+        drawerActions.report(Texts.tcpConnecting + address + ":" + port, "orange");
+        return true;
+    }
+    openLink: () => cMain.connectTCP(mainWindow.oldDeviceIp, mainWindow.oldDevicePort)
+
+    fields: [
+        DrawerField {
+            id: ipInput
+            objectName: "ipInput"
+            Layout.minimumWidth: 116
+            text: mainWindow.oldDeviceIp
+            tip: Texts.tipTcpAddress
+            onAccepted: form.connectOrDisconnect()
+        },
+        Text {
+            color: Theme.drawerText
+            font.pixelSize: Theme.drawerFontSize
+            text: Texts.port
+        },
+        DrawerField {
+            id: portInput
+            objectName: "portInput"
+            Layout.fillWidth: false
+            Layout.preferredWidth: 60
+            inputMethodHints: Qt.ImhDigitsOnly
+            text: mainWindow.oldDevicePort
+            tip: Texts.tipTcpPort
+            onAccepted: form.connectOrDisconnect()
+        }
+    ]
+}
