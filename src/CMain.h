@@ -10,6 +10,7 @@
 #include <QVariantList>
 
 class ICommunication;
+class LocalUpgrade;
 
 /// The backend that QML knows as `cMain`: it owns the link to the pod, keeps the pod's last
 /// reported state as properties and offers every command as an invokable. Commands are sent once,
@@ -63,6 +64,8 @@ class CMain : public QObject
     Q_PROPERTY(int sbusLaserDistanceIndex READ sbusLaserDistanceIndex NOTIFY sbusPitchIndexChanged FINAL)
     Q_PROPERTY(int sbusLaserLightIndex READ sbusLaserLightIndex NOTIFY sbusPitchIndexChanged FINAL)
     Q_PROPERTY(int sbusOsdIndex READ sbusOsdIndex NOTIFY sbusPitchIndexChanged FINAL)
+    Q_PROPERTY(QString localUpgradeText READ localUpgradeText NOTIFY localUpgradeTextChanged FINAL)
+    Q_PROPERTY(bool localUpgradeRunning READ localUpgradeRunning NOTIFY localUpgradeTextChanged FINAL)
 
 public:
     enum ConnectionType : quint8 { Serial = 0, TCP = 1 };
@@ -223,6 +226,9 @@ public:
     int sbusLaserDistanceIndex() const { return m_sbus.channels[10]; }
     int sbusLaserLightIndex() const { return m_sbus.channels[11]; }
     int sbusOsdIndex() const { return m_sbus.channels[12]; }
+    /// What the local upgrade does, or how the last one ended or why it was refused.
+    QString localUpgradeText() const;
+    bool localUpgradeRunning() const;
 
     void setMessage(const QString &message);
     void setIsEE0A(bool on);
@@ -254,6 +260,7 @@ signals:
     void moveSpeedChanged();
     void languageIndexChanged();
     void isEE0AChanged();
+    void localUpgradeTextChanged();
 
 public slots:
     /// Keeps a text for the operator; an empty one is ignored, it never clears the last message.
@@ -300,6 +307,7 @@ private:
     bool m_awaitingSbus = false;
     int m_transportSignalDepth = 0; // above 0 while a signal of the transport is being handled
     QTimer *m_sbusReadTimer = nullptr;
+    LocalUpgrade *m_localUpgrade = nullptr;
 
     QString m_message;
     double m_laserDistance = 0;
