@@ -40,6 +40,12 @@ Answer makeNoise(Bootloader &b, Arguments a)
     return done(!bytes.isEmpty());
 }
 
+Answer hangUp(Bootloader &b, Arguments)
+{
+    b.hangUp();
+    return done();
+}
+
 Answer setBaud(Bootloader &b, Arguments a)
 {
     const auto baud = number(a, 0, 0, 10'000'000);
@@ -57,6 +63,7 @@ constexpr auto kRows = std::to_array<Row<Bootloader>>({
     {"at", "MOMENT EFFECT ...", "spoil the answer at that moment", addFault},
     {"line garble", "OFFSET", "damage one byte after that many from the console", garble},
     {"line noise", "HEX", "send these bytes now", makeNoise},
+    {"line die", "", "end the terminal now", hangUp},
     {"line baud", "RATE", "answer as on a line of this rate, 0 at once", setBaud},
 });
 

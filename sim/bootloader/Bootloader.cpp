@@ -64,6 +64,12 @@ QString Bootloader::stateText() const
     return QString::fromUtf8(QJsonDocument(state).toJson(QJsonDocument::Compact));
 }
 
+void Bootloader::hangUp()
+{
+    m_answers.clear();
+    m_link.hangUp();
+}
+
 void Bootloader::handleReceived(QByteArray bytes)
 {
     m_answers.noteReceived(bytes.size());
@@ -168,8 +174,7 @@ void Bootloader::answer(BootMoment moment, const QByteArray &bytes, int block)
         m_answers.put(bytes);
         break;
     case Effect::Die:
-        m_answers.clear();
-        m_link.hangUp();
+        hangUp();
         break;
     }
 }

@@ -4,7 +4,6 @@
 
 #include <fcntl.h>
 #include <poll.h>
-#include <sys/ioctl.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -79,8 +78,9 @@ void PtyControlLink::holdSlave()
 
 bool PtyControlLink::isFetched() const
 {
-    int waiting = 0;
-    return m_heldSlave < 0 || ioctl(m_heldSlave, FIONREAD, &waiting) != 0 || waiting == 0;
+    // Unlike FIONREAD, poll sees the bytes that are still on their way through the terminal.
+    pollfd state{m_heldSlave, POLLIN, 0};
+    return m_heldSlave < 0 || poll(&state, 1, 0) <= 0;
 }
 
 void PtyControlLink::discardUnfetched()

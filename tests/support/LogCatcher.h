@@ -13,4 +13,5 @@ public:
 
     bool contains(const QString &text) const { return count(text) > 0; }
     qsizetype count(const QString &text) const;
+    QStringList lines() const;
 };

@@ -24,6 +24,8 @@ constexpr qsizetype kPayload = ymodem::kLongPayload;
 constexpr int kTransferPercent = 90; // the rest is for the bootloader's word of success
 constexpr int kDonePercent = 100;
 
+constexpr int kPortCheckMs = 500;
+
 // Nothing that is waited for is longer than a few dozen bytes and every read is examined, so that
 // older bytes cannot matter: a chattering line must not eat memory in a state without time-out.
 constexpr qsizetype kReceivedKept = 4096;
@@ -124,6 +126,9 @@ LocalUpgrade::LocalUpgrade(QSerialPort *port, QObject *parent)
                 if (meansLoss(error))
                     handlePortLost(port->errorString());
             });
+    // Some versions of QSerialPort read nothing for ever from a device that was pulled. Asking for
+    // the line's state makes them notice.
+    connect(&m_portCheck, &QTimer::timeout, port, [port] { port->pinoutSignals(); });
 }
 
 LocalUpgrade::LocalUpgrade(QIODevice *port, PortOpener open, QObject *parent)
@@ -148,6 +153,7 @@ void LocalUpgrade::start(const QString &portName, int baud, const QString &fileP
     if (!m_open(portName, baud))
         return tell(QStringLiteral("Failed to open serial port!"));
 
+    m_portCheck.start(kPortCheckMs);
     m_portLoss.reset();
     m_received.clear();
     perform([this] {
@@ -382,6 +388,7 @@ void LocalUpgrade::abort(const QString &reason)
 void LocalUpgrade::closePort()
 {
     m_state = State::Idle;
+    m_portCheck.stop();
     m_firmware.clear();
     if (m_port->isOpen())
         m_port->close();
