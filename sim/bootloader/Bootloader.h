@@ -33,6 +33,7 @@ public:
     void makeNoise(const QByteArray &bytes) { m_answers.put(bytes); }
 
     void hangUp();
+
     void setLineBaud(int baud) { m_answers.setLineBaud(baud); }
 
     /// The state as compact JSON: stage, images written, name of the last, rejections since the

@@ -169,7 +169,10 @@ void YModemReceiver::takeData(QByteArrayView payload, int low, QList<Reply> &rep
 
 void YModemReceiver::takeNullHeader(QByteArrayView payload, QList<Reply> &replies)
 {
-    if (payload.size() != kShortPayload || !isAll(payload, '\0'))
+    const bool isEmpty = m_manner == Header::NameAndSize
+                             ? payload.size() == kShortPayload && isAll(payload, '\0')
+                             : payload.front() == '\0';
+    if (!isEmpty)
         return reject(QStringLiteral("the closing header is not empty"), replies);
     m_stage = Stage::Complete;
     replies.append({BootMoment::NullHeader, kAck});

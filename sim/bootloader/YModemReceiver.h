@@ -17,7 +17,7 @@ public:
     enum class Header : quint8
     {
         NameAndSize, ///< and zeros behind them, nothing else
-        MoreFields,  ///< senders that tell date and mode of the file too
+        MoreFields,  ///< date, mode and more too, even behind the empty name that ends it all
     };
 
     struct Reply
