@@ -50,10 +50,21 @@ void declare(QCommandLineParser &parser)
     add("size", "Picture size.", "WxH", "1280x720");
     add("fps", "Pictures a second.", "fps", "25");
     add("udp", "Also send the video as MPEG-TS over UDP.", "host:port");
+    add("bootloader", "Be the pod's serial bootloader, on a pseudo terminal, and nothing else.");
+    add("image", "Where the bootloader puts the firmware it receives.", "file");
+    add("line-baud", "Answer as slowly as on a line of this rate; 0 answers at once.", "baud", "0");
     add("fault-port", "Port for fault lines; send it 'help'.", "port", "2100");
     add("fault", "A fault line to carry out at the start; may be repeated.", "line");
     add("log", "Write the log there instead of standard error.", "file");
     add("exit-with-parent", "Quit when standard input is closed.");
+}
+
+void readBootloader(const QCommandLineParser &parser, SimOptions &options)
+{
+    options.bootloader = parser.isSet(QStringLiteral("bootloader"));
+    options.boot.ptyLink = options.ptyLink;
+    options.boot.imagePath = parser.value(QStringLiteral("image"));
+    options.boot.lineBaud = number(parser, QStringLiteral("line-baud"), 0, 10'000'000);
 }
 
 void readVideo(const QCommandLineParser &parser, SimOptions &options)
@@ -113,6 +124,7 @@ SimOptions parseSimOptions(const QStringList &arguments)
     options.faults = parser.values(QStringLiteral("fault"));
     options.logFile = parser.value(QStringLiteral("log"));
     options.exitWithParent = parser.isSet(QStringLiteral("exit-with-parent"));
+    readBootloader(parser, options);
     readVideo(parser, options);
     return options;
 }

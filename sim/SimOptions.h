@@ -1,5 +1,6 @@
 #pragma once
 
+#include "bootloader/BootOptions.h"
 #include "video/VideoFormat.h"
 
 #include <QHostAddress>
@@ -25,6 +26,9 @@ struct SimOptions
     VideoFormat format;
     QString udpHost; ///< empty: no UDP stream
     quint16 udpPort = 0;
+
+    bool bootloader = false; ///< be the bootloader alone, as `boot` says
+    BootOptions boot;
 
     quint16 faultPort = 2100;
     QStringList faults; ///< lines for the fault port, carried out at the start

@@ -1,7 +1,7 @@
 #include "SimOptions.h"
 #include "Simulator.h"
+#include "bootloader/Bootloader.h"
 #include "faults/FaultPort.h"
-#include "faults/FaultTable.h"
 
 #include <QGuiApplication>
 #include <QSocketNotifier>
@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <memory>
 
 namespace {
 
@@ -55,6 +56,13 @@ void announce(const QString &line)
     std::fflush(stdout);
 }
 
+std::unique_ptr<SimMode> createMode(const SimOptions &options)
+{
+    if (options.bootloader)
+        return std::make_unique<Bootloader>(options.boot);
+    return std::make_unique<Simulator>(options);
+}
+
 } // namespace
 
 int main(int argc, char *argv[])
@@ -65,15 +73,15 @@ int main(int argc, char *argv[])
     QCoreApplication::setApplicationName(QStringLiteral("podsim"));
     const SimOptions options = parseSimOptions(QCoreApplication::arguments());
 
-    Simulator simulator(options);
+    const std::unique_ptr<SimMode> mode = createMode(options);
     QString error;
-    if (!simulator.start(error))
+    if (!mode->start(error))
         return fail(error);
-    FaultPort faultPort(simulator);
+    FaultPort faultPort(*mode);
     if (!faultPort.listen(options.faultPort))
         return fail(QStringLiteral("cannot listen on fault port %1").arg(options.faultPort));
     for (const QString &line : options.faults) {
-        const QString answer = faults::execute(simulator, line);
+        const QString answer = mode->execute(line);
         if (!answer.startsWith(QLatin1String("ok")))
             return fail(QStringLiteral("--fault '%1': %2").arg(line, answer));
     }
@@ -81,7 +89,7 @@ int main(int argc, char *argv[])
     quitOnSignals(&app);
     if (options.exitWithParent)
         quitWithParent(&app);
-    for (const QString &line : simulator.endpoints())
+    for (const QString &line : mode->endpoints())
         announce(line);
     announce(QStringLiteral("faults 127.0.0.1:%1").arg(faultPort.port()));
     announce(QStringLiteral("ready"));

@@ -1,5 +1,6 @@
 #include "CMain.h"
 
+#include "firmware/local/LocalUpgrade.h"
 #include "link/SerialCommunication.h"
 #include "link/TCPCommunication.h"
 
@@ -32,6 +33,7 @@ CMain::CMain(QObject *parent)
     : QObject(parent)
     , m_sbusReadTimer(new QTimer(this))
     , m_staleTimer(new QTimer(this))
+    , m_localUpgrade(new LocalUpgrade(this))
 {
     createTransport();
     m_sbusReadTimer->setSingleShot(true);
@@ -46,6 +48,8 @@ CMain::CMain(QObject *parent)
     m_staleTimer->setInterval(kStatusStaleMs);
     connect(m_staleTimer, &QTimer::timeout, this, [this] { setStatusStale(true); });
     connect(this, &CMain::connectionChanged, this, &CMain::watchStatus);
+    connect(m_localUpgrade, &LocalUpgrade::progressed, this, &CMain::updateProgress);
+    connect(m_localUpgrade, &LocalUpgrade::statusChanged, this, &CMain::localUpgradeTextChanged);
 }
 
 CMain::~CMain()
@@ -335,7 +339,14 @@ void CMain::completeUpdate()
     updateProgress(0);
 }
 
-void CMain::updateFirmwareByCom(const QString &, int, const QString &)
+void CMain::updateFirmwareByCom(const QString &portname, int baud, const QString &filepath)
 {
-    emit sbusDataError(QStringLiteral("固件升级尚不可用"));
+    // The pod's port may be the one that the link holds.
+    if (m_connectionType == Serial && m_transport->isConnected())
+        m_transport->disconnectFrom();
+    m_localUpgrade->start(portname, baud, filepath);
 }
+
+QString CMain::localUpgradeText() const { return m_localUpgrade->statusText(); }
+
+bool CMain::localUpgradeRunning() const { return m_localUpgrade->isRunning(); }

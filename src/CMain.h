@@ -12,6 +12,7 @@
 #include <QVariantList>
 
 class ICommunication;
+class LocalUpgrade;
 
 /// The backend that QML knows as `cMain`: it owns the link to the pod, keeps the pod's last
 /// reported state as properties and offers every command as an invokable. Commands are sent once,
@@ -68,6 +69,8 @@ class CMain : public QObject
     Q_PROPERTY(int sbusOsdIndex READ sbusOsdIndex NOTIFY sbusPitchIndexChanged FINAL)
     Q_PROPERTY(bool statusStale READ statusStale NOTIFY statusStaleChanged FINAL)
     Q_PROPERTY(QVariantList sbusChannels READ sbusChannels NOTIFY sbusPitchIndexChanged FINAL)
+    Q_PROPERTY(QString localUpgradeText READ localUpgradeText NOTIFY localUpgradeTextChanged FINAL)
+    Q_PROPERTY(bool localUpgradeRunning READ localUpgradeRunning NOTIFY localUpgradeTextChanged FINAL)
     // clang-format on
 
 public:
@@ -235,6 +238,9 @@ public:
     bool statusStale() const { return m_statusStale; }
     /// The pod's whole map of 24, as setSbus takes it back.
     QVariantList sbusChannels() const;
+    /// What the local upgrade does, or how the last one ended or why it was refused.
+    QString localUpgradeText() const;
+    bool localUpgradeRunning() const;
 
     void setMessage(const QString &message);
     void setIsEE0A(bool on);
@@ -267,6 +273,7 @@ signals:
     void languageIndexChanged();
     void isEE0AChanged();
     void statusStaleChanged();
+    void localUpgradeTextChanged();
 
 public slots:
     /// Keeps a text for the operator; an empty one is ignored, it never clears the last message.
@@ -322,6 +329,7 @@ private:
     protocol::MotionLedger m_motions;
     int m_transportSignalDepth = 0; // above 0 while a signal of the transport is being handled
     QTimer *m_sbusReadTimer = nullptr;
+    LocalUpgrade *m_localUpgrade = nullptr;
 
     QString m_message;
     double m_laserDistance = 0;

@@ -37,9 +37,7 @@ PtyControlLink::PtyControlLink(QObject *parent)
 
 PtyControlLink::~PtyControlLink()
 {
-    m_notifier.reset();
-    if (m_master >= 0)
-        ::close(m_master);
+    hangUp();
     if (!m_linkPath.isEmpty())
         QFile::remove(m_linkPath);
 }
@@ -71,6 +69,36 @@ bool PtyControlLink::open(const QString &linkPath, QString &error)
     connect(m_notifier.get(), &QSocketNotifier::activated, this, &PtyControlLink::readAvailable);
     m_watch.start(kWatchMs);
     return true;
+}
+
+void PtyControlLink::holdSlave()
+{
+    m_heldSlave = ::open(qPrintable(m_slavePath), O_RDWR | O_NOCTTY | O_CLOEXEC);
+}
+
+bool PtyControlLink::isFetched() const
+{
+    // Unlike FIONREAD, poll sees the bytes that are still on their way through the terminal.
+    pollfd state{m_heldSlave, POLLIN, 0};
+    return m_heldSlave < 0 || poll(&state, 1, 0) <= 0;
+}
+
+void PtyControlLink::discardUnfetched()
+{
+    if (m_heldSlave >= 0)
+        tcflush(m_heldSlave, TCIFLUSH);
+}
+
+void PtyControlLink::hangUp()
+{
+    m_watch.stop();
+    m_notifier.reset();
+    m_hasClient = false;
+    for (int *const terminal : {&m_heldSlave, &m_master}) {
+        if (*terminal >= 0)
+            ::close(*terminal);
+        *terminal = -1;
+    }
 }
 
 void PtyControlLink::watch()

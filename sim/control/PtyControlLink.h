@@ -20,6 +20,15 @@ public:
     bool open(const QString &linkPath, QString &error);
     QString slavePath() const { return m_slavePath; }
 
+    /// From here on the link holds the slave open itself: a client counts as present at all times,
+    /// its coming and going loses no bytes, and isFetched() works.
+    void holdSlave();
+    /// True when the client has read all that was sent.
+    bool isFetched() const;
+    void discardUnfetched();
+    /// Ends the terminal, for the client as a pulled cable does.
+    void hangUp();
+
     void send(const QByteArray &bytes) override;
     bool hasClient() const override { return m_hasClient; }
 
@@ -29,6 +38,7 @@ private:
     void setHasClient(bool hasClient);
 
     int m_master = -1;
+    int m_heldSlave = -1;
     QString m_slavePath;
     QString m_linkPath;
     bool m_hasClient = false;

@@ -45,3 +45,9 @@ qsizetype LogCatcher::count(const QString &text) const
     const std::lock_guard lock(s_mutex);
     return m_lines.filter(text).size();
 }
+
+QStringList LogCatcher::lines() const
+{
+    const std::lock_guard lock(s_mutex);
+    return m_lines;
+}

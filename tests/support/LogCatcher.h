@@ -14,6 +14,7 @@ public:
     bool contains(const QString &text) const { return count(text) > 0; }
 
     qsizetype count(const QString &text) const;
+    QStringList lines() const;
 
 private:
     QStringList m_lines;

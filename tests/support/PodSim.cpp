@@ -31,7 +31,7 @@ PodSim::PodSim(const QStringList &extraArguments)
         const QString line = QString::fromUtf8(m_process.readLine()).trimmed();
         if (line.startsWith(QLatin1String("control tcp")))
             m_controlPort = portOf(line);
-        else if (line.startsWith(QLatin1String("control pty")))
+        else if (line.contains(QLatin1String(" pty ")))
             m_ptyPath = line.section(u' ', -1);
         else if (line.startsWith(QLatin1String("video rtsp")))
             m_rtspUrl = line.section(u' ', -1);
