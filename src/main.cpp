@@ -1,5 +1,6 @@
 #include "CMain.h"
 #include "compat/QtCompat.h"
+#include "input/JoystickInput.h"
 #include "video/VideoRenderer.h"
 
 #include <QGuiApplication>
@@ -15,6 +16,7 @@ int main(int argc, char *argv[])
     QGuiApplication::setWindowIcon(QIcon(QStringLiteral(":/src/image/logo.png")));
 
     qmlRegisterType<VideoRenderer>("VideoRenderer", 1, 0, "VideoRenderer");
+    qmlRegisterType<JoystickInput>("Joystick", 1, 0, "JoystickInput");
     compat::provideSettingsType();
 
     QQmlApplicationEngine engine;
