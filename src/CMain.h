@@ -329,6 +329,7 @@ private:
     protocol::MotionLedger m_motions;
     int m_transportSignalDepth = 0; // above 0 while a signal of the transport is being handled
     QTimer *m_sbusReadTimer = nullptr;
+    QTimer *m_staleTimer = nullptr;
     LocalUpgrade *m_localUpgrade = nullptr;
 
     QString m_message;
@@ -354,6 +355,5 @@ private:
     int m_languageIndex = 0;
     bool m_isEE0A = false;
     int m_upgradeProgress = 0;
-    QTimer *m_staleTimer = nullptr;
     bool m_statusStale = false;
 };

@@ -2,6 +2,7 @@
 
 #include "compat/KeyRepeat.h"
 #include "compat/QtCompat.h"
+#include "input/JoystickInput.h"
 #include "input/MotionGuard.h"
 #include "video/VideoRenderer.h"
 
@@ -27,6 +28,7 @@ void prepareInterface()
 {
     qmlRegisterType<VideoRenderer>("VideoRenderer", 1, 0, "VideoRenderer");
     qmlRegisterType<MotionGuard>("MotionGuard", 1, 0, "MotionGuard");
+    qmlRegisterType<JoystickInput>("Joystick", 1, 0, "JoystickInput");
     compat::provideSettingsType();
     compat::makeKeyRepeatTellable();
     QQuickStyle::setStyle(QStringLiteral("Material"));

@@ -1,0 +1,292 @@
+#include "JoystickInput.h"
+
+#include "CMain.h"
+
+#include <QCoreApplication>
+#include <QDebug>
+#include <QSettings>
+
+#include <algorithm>
+#include <utility>
+
+using input::ButtonAction;
+using input::JoystickAssignment;
+using input::PodCommand;
+
+namespace {
+
+QSettings settingsFile()
+{
+    return QSettings(QStringLiteral("device_config.ini"), QSettings::IniFormat);
+}
+
+/// One field of every entry of an array, as the list that QML sees.
+template<typename Value, typename Entries, typename Field>
+QList<Value> listOf(const Entries &entries, Field field)
+{
+    QList<Value> list;
+    for (const auto &entry : entries)
+        list.append(static_cast<Value>(entry.*field));
+    return list;
+}
+
+bool isIndex(int value, int count)
+{
+    return value >= 0 && value < count;
+}
+
+/// Calls the backend's invokable of the command's name, as the interface does.
+void invoke(CMain *backend, const PodCommand &command)
+{
+    const protocol::CommandSpec &spec = protocol::commandSpec(command.command);
+    const auto carries = [&spec](protocol::DataByte::Source source) {
+        return spec.data1.source == source || spec.data2.source == source;
+    };
+    const QByteArray name(spec.name.data(), static_cast<qsizetype>(spec.name.size()));
+    bool called = false;
+    if (carries(protocol::DataByte::Argument1)) {
+        called =
+            QMetaObject::invokeMethod(backend, name.constData(), Qt::DirectConnection,
+                                      Q_ARG(int, command.argument0), Q_ARG(int, command.argument1));
+    } else if (carries(protocol::DataByte::Argument0)) {
+        called = QMetaObject::invokeMethod(backend, name.constData(), Qt::DirectConnection,
+                                           Q_ARG(int, command.argument0));
+    } else {
+        called = QMetaObject::invokeMethod(backend, name.constData(), Qt::DirectConnection);
+    }
+    if (!called)
+        qWarning() << "joystick: the backend has no command" << name;
+}
+
+} // namespace
+
+JoystickInput::JoystickInput(QObject *parent)
+    : QObject(parent)
+{
+    QSettings settings = settingsFile();
+    m_mapping.setAssignment(input::loadAssignment(settings));
+    m_clock.start();
+    if (!isAvailable())
+        return;
+    connect(&m_pollTimer, &QTimer::timeout, this, &JoystickInput::handlePoll);
+    m_pollTimer.start(kScanIntervalMs);
+    // The backend and its link still live at that moment.
+    connect(QCoreApplication::instance(), &QCoreApplication::aboutToQuit, this,
+            &JoystickInput::releaseAll);
+    takeDeviceState();
+}
+
+JoystickInput::~JoystickInput()
+{
+    releaseAll();
+}
+
+QList<qreal> JoystickInput::axes() const
+{
+    return QList<qreal>(m_readings.axes.begin(), m_readings.axes.end());
+}
+
+QList<bool> JoystickInput::buttons() const
+{
+    return QList<bool>(m_readings.buttons.begin(), m_readings.buttons.end());
+}
+
+QObject *JoystickInput::backend() const
+{
+    return m_backend;
+}
+
+void JoystickInput::setBackend(QObject *backend)
+{
+    auto *const next = qobject_cast<CMain *>(backend);
+    if (backend && !next)
+        qWarning() << "joystick: not a backend:" << backend;
+    if (next == m_backend)
+        return;
+    releaseAll();
+    m_owedStops.clear();
+    if (m_backend)
+        m_backend->QObject::disconnect(this);
+    m_backend = next;
+    if (m_backend) {
+        connect(m_backend, &CMain::connectionChanged, this, &JoystickInput::handleLinkChanged);
+        connect(m_backend, &CMain::statusChanged, this, &JoystickInput::handleStatusChanged);
+        handleStatusChanged();
+    }
+    emit backendChanged();
+}
+
+void JoystickInput::setZoomSpeed(int speed)
+{
+    const int bounded = std::clamp(speed, 1, 255);
+    if (bounded == m_zoomSpeed)
+        return;
+    m_zoomSpeed = bounded;
+    emit zoomSpeedChanged();
+}
+
+QList<int> JoystickInput::axisFunctions() const
+{
+    return listOf<int>(m_mapping.assignment().axes, &input::AxisAssignment::function);
+}
+
+QList<bool> JoystickInput::axisInverted() const
+{
+    return listOf<bool>(m_mapping.assignment().axes, &input::AxisAssignment::inverted);
+}
+
+QList<int> JoystickInput::shortActions() const
+{
+    return listOf<int>(m_mapping.assignment().buttons, &input::ButtonAssignment::shortPress);
+}
+
+QList<int> JoystickInput::longActions() const
+{
+    return listOf<int>(m_mapping.assignment().buttons, &input::ButtonAssignment::longPress);
+}
+
+void JoystickInput::setOsdOn(bool on)
+{
+    if (on == m_actions.isOsdOn())
+        return;
+    m_actions.setOsdOn(on);
+    emit osdOnChanged();
+}
+
+void JoystickInput::setLaserLightOn(bool on)
+{
+    if (on == m_actions.isLaserLightOn())
+        return;
+    m_actions.setLaserLightOn(on);
+    emit laserLightOnChanged();
+}
+
+void JoystickInput::setAxisFunction(int axis, int function)
+{
+    const auto wanted = input::axisFunctionAt(function);
+    if (!isIndex(axis, input::kAxisCount) || !wanted) {
+        qWarning() << "joystick: no axis" << axis << "or no function" << function;
+        return;
+    }
+    JoystickAssignment assignment = m_mapping.assignment();
+    assignment.axes[static_cast<std::size_t>(axis)].function = *wanted;
+    changeAssignment(assignment);
+}
+
+void JoystickInput::setAxisInverted(int axis, bool on)
+{
+    if (!isIndex(axis, input::kAxisCount)) {
+        qWarning() << "joystick: no axis" << axis;
+        return;
+    }
+    JoystickAssignment assignment = m_mapping.assignment();
+    assignment.axes[static_cast<std::size_t>(axis)].inverted = on;
+    changeAssignment(assignment);
+}
+
+void JoystickInput::setButtonAction(int button, bool longPress, int action)
+{
+    const auto wanted = input::buttonActionAt(action);
+    if (!isIndex(button, input::kButtonCount) || !wanted) {
+        qWarning() << "joystick: no button" << button << "or no action" << action;
+        return;
+    }
+    JoystickAssignment assignment = m_mapping.assignment();
+    input::ButtonAssignment &entry = assignment.buttons[static_cast<std::size_t>(button)];
+    (longPress ? entry.longPress : entry.shortPress) = *wanted;
+    changeAssignment(assignment);
+}
+
+void JoystickInput::changeAssignment(const JoystickAssignment &assignment)
+{
+    if (assignment == m_mapping.assignment())
+        return;
+    send(m_mapping.setAssignment(assignment));
+    QSettings settings = settingsFile();
+    if (!input::saveAssignment(settings, assignment))
+        qWarning() << "cannot write settings file" << settings.fileName();
+    emit assignmentChanged();
+}
+
+void JoystickInput::releaseAll()
+{
+    send(m_mapping.release());
+}
+
+void JoystickInput::handlePoll()
+{
+    takeDeviceState();
+    if (!isConnected() || !isLinkUp())
+        return;
+    const input::SpeedLimits limits{m_backend->moveSpeed(), m_zoomSpeed};
+    const input::JoystickEvents events =
+        m_mapping.update(m_device.readings(), limits, m_clock.elapsed());
+    send(events.motions);
+    for (const ButtonAction action : events.actions)
+        perform(action);
+}
+
+void JoystickInput::takeDeviceState()
+{
+    if (m_device.poll()) {
+        releaseAll();
+        m_pollTimer.setInterval(isConnected() ? kPollIntervalMs : kScanIntervalMs);
+        emit connectedChanged();
+    }
+    takeReadings(m_device.readings());
+}
+
+void JoystickInput::takeReadings(const input::JoystickReadings &readings)
+{
+    input::JoystickReadings shown = readings;
+    std::ranges::transform(shown.axes, shown.axes.begin(), input::withoutDeadZone);
+    const bool axesMoved = shown.axes != m_readings.axes;
+    const bool buttonsMoved = shown.buttons != m_readings.buttons;
+    m_readings = shown;
+    if (axesMoved)
+        emit axesChanged();
+    if (buttonsMoved)
+        emit buttonsChanged();
+}
+
+bool JoystickInput::isLinkUp() const
+{
+    return m_backend && m_backend->isConnected();
+}
+
+void JoystickInput::handleLinkChanged(bool up)
+{
+    if (!up) {
+        releaseAll();
+        return;
+    }
+    send(std::exchange(m_owedStops, {}));
+}
+
+void JoystickInput::handleStatusChanged()
+{
+    m_actions.setWorkMode(m_backend->workMode());
+}
+
+void JoystickInput::perform(ButtonAction action)
+{
+    const bool osdOn = m_actions.isOsdOn();
+    const bool laserLightOn = m_actions.isLaserLightOn();
+    if (const auto command = m_actions.resolve(action, m_backend->recording()))
+        send({*command});
+    if (osdOn != m_actions.isOsdOn())
+        emit osdOnChanged();
+    if (laserLightOn != m_actions.isLaserLightOn())
+        emit laserLightOnChanged();
+}
+
+void JoystickInput::send(const QList<PodCommand> &commands)
+{
+    for (const PodCommand &command : commands) {
+        // Asked each time: a signal that an earlier command raises may close the link.
+        if (isLinkUp())
+            invoke(m_backend, command);
+        else if (command.isStop())
+            m_owedStops.append(command);
+    }
+}

@@ -1,0 +1,24 @@
+#pragma once
+
+#include "protocol/CommandCatalogue.h"
+
+namespace input {
+
+/// A command of the catalogue with its arguments.
+struct PodCommand
+{
+    protocol::Command command = protocol::Command::StopMove;
+    int argument0 = 0;
+    int argument1 = 0;
+
+    bool operator==(const PodCommand &) const = default;
+
+    /// Whether the command ends a motion.
+    bool isStop() const
+    {
+        return command == protocol::Command::StopMove || command == protocol::Command::ZoomStop ||
+               command == protocol::Command::ManualFocusStop;
+    }
+};
+
+} // namespace input
