@@ -1,5 +1,6 @@
 #include "CMain.h"
 
+#include "firmware/online/OnlineUpgrade.h"
 #include "link/SerialCommunication.h"
 #include "link/TCPCommunication.h"
 
@@ -30,6 +31,7 @@ QString textOf(CMain::ConnectionType type)
 CMain::CMain(QObject *parent)
     : QObject(parent)
     , m_sbusReadTimer(new QTimer(this))
+    , m_onlineUpgrade(new OnlineUpgrade(this))
 {
     createTransport();
     m_sbusReadTimer->setSingleShot(true);
@@ -40,6 +42,9 @@ CMain::CMain(QObject *parent)
         m_awaitingSbus = false;
         emit sbusDataError(QStringLiteral("读取超时"));
     });
+    connect(m_onlineUpgrade, &OnlineUpgrade::portMessage, this, &CMain::setMessage);
+    connect(m_onlineUpgrade, &OnlineUpgrade::message, this, &CMain::onShowMessage);
+    connect(m_onlineUpgrade, &OnlineUpgrade::progress, this, &CMain::updateProgress);
 }
 
 CMain::~CMain()
@@ -48,6 +53,7 @@ CMain::~CMain()
     if (m_transport->isConnected())
         m_transport->disconnectFrom();
     delete m_transport;
+    delete m_onlineUpgrade;
 }
 
 void CMain::createTransport()
@@ -280,12 +286,13 @@ void CMain::updateProgress(int percent)
     emit upgradeProgressChanged(percent);
 }
 
-void CMain::beginUpdate() { emit sbusDataError(QStringLiteral("固件升级尚不可用")); }
+void CMain::beginUpdate() { m_onlineUpgrade->start(); }
 
 void CMain::completeUpdate()
 {
     setMessage(QStringLiteral(" "));
     updateProgress(0);
+    m_onlineUpgrade->stop();
 }
 
 void CMain::updateFirmwareByCom(const QString &, int, const QString &)

@@ -10,6 +10,7 @@
 #include <QVariantList>
 
 class ICommunication;
+class OnlineUpgrade;
 
 /// The backend that QML knows as `cMain`: it owns the link to the pod, keeps the pod's last
 /// reported state as properties and offers every command as an invokable. Commands are sent once,
@@ -231,6 +232,9 @@ public:
     void setMoveSpeed(int speed);
     void setLanguageIndex(int index);
 
+    /// Behind beginUpdate() and completeUpdate(); what it finds around it can be set.
+    OnlineUpgrade *onlineUpgrade() const { return m_onlineUpgrade; }
+
 signals:
     /// On every change of the link, and once more after a successful connectSerial or connectTCP.
     void connectionChanged(bool connected);
@@ -300,6 +304,7 @@ private:
     bool m_awaitingSbus = false;
     int m_transportSignalDepth = 0; // above 0 while a signal of the transport is being handled
     QTimer *m_sbusReadTimer = nullptr;
+    OnlineUpgrade *m_onlineUpgrade = nullptr;
 
     QString m_message;
     double m_laserDistance = 0;
