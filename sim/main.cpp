@@ -2,6 +2,7 @@
 #include "Simulator.h"
 #include "faults/FaultPort.h"
 #include "faults/FaultTable.h"
+#include "upgrade/UpgradePeers.h"
 
 #include <QGuiApplication>
 #include <QSocketNotifier>
@@ -55,6 +56,17 @@ void announce(const QString &line)
     std::fflush(stdout);
 }
 
+int serve(QCoreApplication &app, const SimOptions &options, const QStringList &endpoints)
+{
+    quitOnSignals(&app);
+    if (options.exitWithParent)
+        quitWithParent(&app);
+    for (const QString &line : endpoints)
+        announce(line);
+    announce(QStringLiteral("ready"));
+    return QCoreApplication::exec();
+}
+
 } // namespace
 
 int main(int argc, char *argv[])
@@ -65,8 +77,12 @@ int main(int argc, char *argv[])
     QCoreApplication::setApplicationName(QStringLiteral("podsim"));
     const SimOptions options = parseSimOptions(QCoreApplication::arguments());
 
-    Simulator simulator(options);
     QString error;
+    if (options.upgrade.wanted()) {
+        UpgradePeers peers(options.upgrade);
+        return peers.start(error) ? serve(app, options, peers.endpoints()) : fail(error);
+    }
+    Simulator simulator(options);
     if (!simulator.start(error))
         return fail(error);
     FaultPort faultPort(simulator);
@@ -78,12 +94,7 @@ int main(int argc, char *argv[])
             return fail(QStringLiteral("--fault '%1': %2").arg(line, answer));
     }
 
-    quitOnSignals(&app);
-    if (options.exitWithParent)
-        quitWithParent(&app);
-    for (const QString &line : simulator.endpoints())
-        announce(line);
-    announce(QStringLiteral("faults 127.0.0.1:%1").arg(faultPort.port()));
-    announce(QStringLiteral("ready"));
-    return QCoreApplication::exec();
+    return serve(app, options,
+                 simulator.endpoints()
+                     << QStringLiteral("faults 127.0.0.1:%1").arg(faultPort.port()));
 }

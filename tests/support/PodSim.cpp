@@ -31,10 +31,13 @@ PodSim::PodSim(const QStringList &extraArguments)
         const QString line = QString::fromUtf8(m_process.readLine()).trimmed();
         if (line.startsWith(QLatin1String("control tcp")))
             m_controlPort = portOf(line);
-        else if (line.startsWith(QLatin1String("control pty")))
+        else if (line.startsWith(QLatin1String("control pty"))
+                 || line.startsWith(QLatin1String("upgrade pty")))
             m_ptyPath = line.section(u' ', -1);
         else if (line.startsWith(QLatin1String("video rtsp")))
             m_rtspUrl = line.section(u' ', -1);
+        else if (line.startsWith(QLatin1String("upgrade server")))
+            m_upgradePort = portOf(line);
         else if (line.startsWith(QLatin1String("faults")))
             m_faultPort = portOf(line);
         else if (line == QLatin1String("ready"))

@@ -13,8 +13,10 @@ public:
     ~PodSim();
 
     QString rtspUrl() const { return m_rtspUrl; }
+    /// Of the control link or, in an upgrade mode, of the bootloader.
     QString ptyPath() const { return m_ptyPath; }
     quint16 controlPort() const { return m_controlPort; }
+    quint16 upgradePort() const { return m_upgradePort; }
 
     /// Sends one fault line and returns the answer without its "ok"; an "error" fails the process.
     QString fault(const QString &line);
@@ -24,5 +26,6 @@ private:
     QString m_rtspUrl;
     QString m_ptyPath;
     quint16 m_controlPort = 0;
+    quint16 m_upgradePort = 0;
     quint16 m_faultPort = 0;
 };
