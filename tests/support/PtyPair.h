@@ -1,0 +1,28 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+
+/// A pseudo terminal pair: the slave is opened by path as a serial port, the master is the far end
+/// of the line, driven by hand. Raw on both sides.
+class PtyPair
+{
+public:
+    PtyPair();
+    ~PtyPair();
+    PtyPair(const PtyPair &) = delete;
+    PtyPair &operator=(const PtyPair &) = delete;
+
+    QString slavePath() const { return m_slavePath; }
+
+    /// One write, whole.
+    void send(const QByteArray &bytes);
+    /// What the slave's side wrote since the last call, without waiting.
+    QByteArray takeReceived();
+    /// The device vanishes, as a pulled plug would make it.
+    void unplug();
+
+private:
+    int m_master = -1;
+    QString m_slavePath;
+};
