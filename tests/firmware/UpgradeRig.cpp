@@ -1,6 +1,7 @@
 #include "UpgradeRig.h"
 
 #include <QFile>
+#include <QRandomGenerator>
 #include <QTcpServer>
 
 #include <algorithm>
@@ -126,4 +127,13 @@ QList<int> UpgradeRig::expectedProgress(int chunks)
             percents.append(percent);
     }
     return percents << UpgradeExchange::kEndMark;
+}
+
+QByteArray UpgradeRig::randomBytes(qsizetype size)
+{
+    QRandomGenerator random(quint32(size) + 1U);
+    QByteArray bytes;
+    for (qsizetype i = 0; i < size; ++i)
+        bytes.append(static_cast<char>(random.bounded(256)));
+    return bytes;
 }

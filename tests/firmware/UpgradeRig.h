@@ -48,6 +48,10 @@ public:
     /// What a faultless run of `chunks` chunks tells, from the choice of the port on.
     static QStringList expectedMessages(int chunks);
     static QList<int> expectedProgress(int chunks);
+    /// The same for the same size.
+    static QByteArray randomBytes(qsizetype size);
+    /// Types of the commands of a faultless run of three chunks.
+    static constexpr QLatin1String kThreeChunkRun{"00 01 0f 21 22 23 23 23"};
 
     std::unique_ptr<CMain> backend;
     QList<int> progress;

@@ -9,6 +9,9 @@
 #include <QTest>
 #include <QThread>
 
+#include <atomic>
+#include <utility>
+
 using namespace Qt::StringLiterals;
 using Status = SerialPortCommunicator::SerialStatus;
 
@@ -261,15 +264,15 @@ void TestSerialCommunicator::slotsOfAnotherThreadMayCallAnything()
     QObject elsewhere;
     QThread thread;
     elsewhere.moveToThread(&thread);
-    thread.start();
-    qint64 seen = -1;
+    std::atomic<qint64> seen = -1;
     // The emitter waits for the other thread, which waits for the port's lock.
     QObject::connect(
         &port, &SerialPortCommunicator::dataReceived, &elsewhere,
         [&] { seen = port.statistics().bytesReceived; }, Qt::BlockingQueuedConnection);
+    thread.start();
     QVERIFY(port.open());
     pty.send("abc");
-    QTRY_COMPARE_WITH_TIMEOUT(seen, 3, kWaitMs);
+    QTRY_COMPARE_WITH_TIMEOUT(seen.load(), 3, kWaitMs);
     thread.quit();
     thread.wait();
 }

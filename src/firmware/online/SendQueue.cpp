@@ -2,6 +2,8 @@
 
 #include <utility>
 
+SendQueue::~SendQueue() { const std::lock_guard lock(m_mutex); }
+
 void SendQueue::append(const QByteArray &line, int answerTimeoutMs)
 {
     const std::lock_guard lock(m_mutex);

@@ -23,6 +23,12 @@ public:
         Clock::time_point enqueuedAt;
     };
 
+    SendQueue() = default;
+    /// Lets whoever is just leaving an operation get out.
+    ~SendQueue();
+    SendQueue(const SendQueue &) = delete;
+    SendQueue &operator=(const SendQueue &) = delete;
+
     void append(const QByteArray &line, int answerTimeoutMs);
     /// The oldest item; from here on its answer is waited for. With an empty queue it waits until
     /// something is appended, the queue is stopped or an answer falls due, and returns nothing.

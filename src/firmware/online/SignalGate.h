@@ -1,9 +1,8 @@
 #pragma once
 
-#include <QRecursiveMutex>
-
 #include <deque>
 #include <functional>
+#include <mutex>
 #include <utility>
 
 /// The lock of an object that tells the world what it does while it does it. Signals raised under
@@ -66,7 +65,7 @@ private:
         m_emitting = false;
     }
 
-    QRecursiveMutex m_lock;
+    std::recursive_mutex m_lock;
     int m_depth = 0;
     bool m_emitting = false;
     std::deque<Emission> m_posted;

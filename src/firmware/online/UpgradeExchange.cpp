@@ -66,7 +66,7 @@ UpgradeExchange::Status UpgradeExchange::status(const QString &text) const
     return {QStringLiteral("串口 %1 ").arg(m_portName) + text};
 }
 
-void UpgradeExchange::command(Actions &actions, quint8 type, const QByteArray &data, Stage next)
+void UpgradeExchange::send(Actions &actions, quint8 type, const QByteArray &data, Stage next)
 {
     CommandFrameObject frame;
     frame.type = type;
@@ -84,27 +84,27 @@ void UpgradeExchange::command(Actions &actions, quint8 type, const QByteArray &d
 
 void UpgradeExchange::startFrame(Actions &actions)
 {
-    command(actions, command_type::Start, {}, Stage::StartSent);
+    send(actions, command_type::Start, {}, Stage::StartSent);
 }
 
 void UpgradeExchange::requestDelay(Actions &actions)
 {
-    command(actions, command_type::RequestDelay, highFirst(m_requestDelay), Stage::DelaySent);
+    send(actions, command_type::RequestDelay, highFirst(m_requestDelay), Stage::DelaySent);
 }
 
 void UpgradeExchange::type15(Actions &actions)
 {
-    command(actions, command_type::Type15, highFirst(m_type15Value), Stage::Type15Sent);
+    send(actions, command_type::Type15, highFirst(m_type15Value), Stage::Type15Sent);
 }
 
 void UpgradeExchange::uuid(Actions &actions)
 {
-    command(actions, command_type::Uuid, m_uuid, Stage::UuidSent);
+    send(actions, command_type::Uuid, m_uuid, Stage::UuidSent);
 }
 
 void UpgradeExchange::signature(Actions &actions)
 {
-    command(actions, command_type::Signature, m_signature, Stage::SignatureSent);
+    send(actions, command_type::Signature, m_signature, Stage::SignatureSent);
 }
 
 void UpgradeExchange::chunk(Actions &actions, const QString &text)
@@ -117,7 +117,7 @@ void UpgradeExchange::chunk(Actions &actions, const QString &text)
                                        progress::SignatureSent, progress::Complete)});
     if (m_index == total)
         actions.append(Progress{kEndMark});
-    command(actions, command_type::Chunk, m_firmware.at(m_index), Stage::ChunkSent);
+    send(actions, command_type::Chunk, m_firmware.at(m_index), Stage::ChunkSent);
 }
 
 UpgradeExchange::Actions UpgradeExchange::begin()
@@ -179,10 +179,10 @@ UpgradeExchange::Actions UpgradeExchange::carryOut(const CommandFrameObject &com
     return actions;
 }
 
-UpgradeExchange::Actions UpgradeExchange::handleResponse(ResponseFrameObject::ResponseStatus status)
+UpgradeExchange::Actions UpgradeExchange::handleResponse(ResponseFrameObject::ResponseStatus answer)
 {
     using enum ResponseFrameObject::ResponseStatus;
-    switch (status) {
+    switch (answer) {
     case Accepted:
         return advance();
     case Refused:

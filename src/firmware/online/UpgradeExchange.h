@@ -86,7 +86,7 @@ public:
     /// What an accepted command, already answered, brings about.
     Actions carryOut(const CommandFrameObject &command);
 
-    Actions handleResponse(ResponseFrameObject::ResponseStatus status);
+    Actions handleResponse(ResponseFrameObject::ResponseStatus answer);
     Actions handleServerPacket(const NetPacket &packet);
 
 private:
@@ -94,7 +94,7 @@ private:
     Actions sendAgain();
     Actions takeServerReply(const QByteArray &payload);
 
-    void command(Actions &actions, quint8 type, const QByteArray &data, Stage next);
+    void send(Actions &actions, quint8 type, const QByteArray &data, Stage next);
     void startFrame(Actions &actions);
     void requestDelay(Actions &actions);
     void type15(Actions &actions);
