@@ -55,6 +55,8 @@ private slots:
     void movesAndCountsBytes();
     void severeErrorsChangeTheStatus_data();
     void severeErrorsChangeTheStatus();
+    void vanishedDeviceIsToldOnce_data();
+    void vanishedDeviceIsToldOnce();
     void reopensAfterAnError();
     void restartReopensLater();
     void closeCallsARestartOff();
@@ -140,9 +142,7 @@ void TestSerialCommunicator::movesAndCountsBytes()
     QCOMPARE(port.write("#00\r"), 4);
     port.flush();
     QTRY_COMPARE_WITH_TIMEOUT(written.size(), 1, kWaitMs);
-    QByteArray arrived;
-    QTRY_VERIFY_WITH_TIMEOUT((arrived += pty.takeReceived()).size() >= 4, kWaitMs);
-    QCOMPARE(arrived, "#00\r");
+    QTRY_COMPARE_WITH_TIMEOUT(pty.received(), "#00\r", kWaitMs);
 
     const auto statistics = port.statistics();
     QCOMPARE(statistics.bytesReceived, 3);
@@ -182,6 +182,35 @@ void TestSerialCommunicator::severeErrorsChangeTheStatus()
     QCOMPARE(states.take(), severe ? u"connectionError 3"_s : u""_s);
     QCOMPARE(port.status(), severe ? Status::Error : Status::Open);
     QCOMPARE(log.contains(u"Serial port error:"_s), error != QSerialPort::NoError);
+}
+
+void TestSerialCommunicator::vanishedDeviceIsToldOnce_data()
+{
+    QTest::addColumn<bool>("writing");
+    QTest::newRow("noticed by reading") << false;
+    QTest::newRow("noticed by writing") << true;
+}
+
+void TestSerialCommunicator::vanishedDeviceIsToldOnce()
+{
+    QFETCH(const bool, writing);
+    PtyPair pty;
+    SerialPortCommunicator port(pty.slavePath());
+    QVERIFY(port.open());
+    QList<QSerialPort::SerialPortError> errors;
+    QObject::connect(&port, &SerialPortCommunicator::errorOccurred, &port,
+                     [&](QSerialPort::SerialPortError error) { errors.append(error); });
+    pty.unplug();
+    if (writing) {
+        port.write("x");
+        port.flush();
+    }
+    QTRY_VERIFY_WITH_TIMEOUT(!errors.isEmpty(), kWaitMs);
+    QTest::qWait(50); // in which nothing more may come
+    QCOMPARE(errors, QList{QSerialPort::ResourceError});
+    QVERIFY(!port.isOpen());
+    QVERIFY(!port.errorString().isEmpty());
+    QVERIFY(port.errorString() != u"Unknown error"_s);
 }
 
 void TestSerialCommunicator::reopensAfterAnError()

@@ -1,6 +1,7 @@
 #pragma once
 
-#include <QProcess>
+#include "ChildProcess.h"
+
 #include <QString>
 #include <QStringList>
 
@@ -10,7 +11,6 @@ class PodSim
 public:
     /// Fails the process with a message when the simulator does not come up.
     explicit PodSim(const QStringList &extraArguments = {});
-    ~PodSim();
 
     QString rtspUrl() const { return m_rtspUrl; }
     /// Of the control link or, in an upgrade mode, of the bootloader.
@@ -22,7 +22,7 @@ public:
     QString fault(const QString &line);
 
 private:
-    QProcess m_process;
+    ChildProcess m_process;
     QString m_rtspUrl;
     QString m_ptyPath;
     quint16 m_controlPort = 0;

@@ -32,11 +32,13 @@ void PtyPair::send(const QByteArray &bytes)
         qFatal("PtyPair: short write");
 }
 
-QByteArray PtyPair::takeReceived()
+const QByteArray &PtyPair::received()
 {
     std::array<char, 4096> buffer{};
-    const ssize_t count = ::read(m_master, buffer.data(), buffer.size());
-    return count > 0 ? QByteArray(buffer.data(), count) : QByteArray();
+    ssize_t count = 0;
+    while ((count = ::read(m_master, buffer.data(), buffer.size())) > 0)
+        m_received.append(buffer.data(), count);
+    return m_received;
 }
 
 void PtyPair::unplug()

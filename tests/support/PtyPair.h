@@ -17,12 +17,13 @@ public:
 
     /// One write, whole.
     void send(const QByteArray &bytes);
-    /// What the slave's side wrote since the last call, without waiting.
-    QByteArray takeReceived();
+    /// All that the slave's side has written so far, without waiting.
+    const QByteArray &received();
     /// The device vanishes, as a pulled plug would make it.
     void unplug();
 
 private:
     int m_master = -1;
     QString m_slavePath;
+    QByteArray m_received;
 };

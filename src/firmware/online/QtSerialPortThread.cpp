@@ -35,6 +35,8 @@ QtSerialPortThread::QtSerialPortThread(SerialPortCommunicator *port, Settings se
     m_serverWaitTimer.setSingleShot(true);
     connect(&m_serverWaitTimer, &QTimer::timeout, this, &QtSerialPortThread::answerWaitingUid);
     connect(&m_server, &TcpClient::connected, this, &QtSerialPortThread::answerWaitingUid);
+    connect(this, &QtSerialPortThread::lineCleared, this, &QtSerialPortThread::writeClearedLine,
+            Qt::QueuedConnection);
 }
 
 QtSerialPortThread::~QtSerialPortThread()
@@ -87,7 +89,7 @@ void QtSerialPortThread::run()
 {
     while (!m_queue.isStopped()) {
         if (const auto item = m_queue.takeOrWait()) {
-            writeOnPortThread(item->line);
+            emit lineCleared({});
             const auto queued = SendQueue::Clock::now() - item->enqueuedAt;
             emit dataSent(item->line,
                           std::chrono::duration_cast<std::chrono::microseconds>(queued).count());
@@ -99,16 +101,14 @@ void QtSerialPortThread::run()
     qDebug() << "线程退出";
 }
 
-void QtSerialPortThread::writeOnPortThread(const QByteArray &line)
+void QtSerialPortThread::writeClearedLine()
 {
-    QMetaObject::invokeMethod(
-        m_port,
-        [port = m_port, line] {
-            qDebug() << "1串口发送数据" << line;
-            port->write(line);
-            port->flush();
-        },
-        Qt::QueuedConnection);
+    const auto line = m_queue.takeClearedLine();
+    if (!line)
+        return;
+    qDebug() << "1串口发送数据" << *line;
+    m_port->write(*line);
+    m_port->flush();
 }
 
 void QtSerialPortThread::handleError(QSerialPort::SerialPortError error)

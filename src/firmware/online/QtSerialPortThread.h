@@ -70,6 +70,8 @@ signals:
     void dataReceived(QByteArray data);
     /// Percent, then UpgradeExchange::kEndMark.
     void progressStatus(int percent);
+    /// From the worker thread to the port's own: a line is cleared for writing.
+    void lineCleared(QPrivateSignal);
 
 public slots:
     void handleReadyRead(const QByteArray &data);
@@ -80,7 +82,7 @@ protected:
 
 private:
     bool openPort();
-    void writeOnPortThread(const QByteArray &line);
+    void writeClearedLine();
 
     void processFrame(const QByteArray &line);
     void processResponse(const QByteArray &raw);

@@ -2,7 +2,10 @@
 
 #include <utility>
 
-SendQueue::~SendQueue() { const std::lock_guard lock(m_mutex); }
+SendQueue::~SendQueue()
+{
+    const std::lock_guard lock(m_mutex);
+}
 
 void SendQueue::append(const QByteArray &line, int answerTimeoutMs)
 {
@@ -27,10 +30,21 @@ std::optional<SendQueue::Item> SendQueue::takeOrWait()
     }
     Item item = std::move(m_items.front());
     m_items.pop_front();
+    m_clearedLines.push_back(item.line);
     // Set before the item is handed out: the answer may arrive before the taker runs again.
     if (item.answerTimeoutMs > 0)
         m_answerDue = Clock::now() + std::chrono::milliseconds(item.answerTimeoutMs);
     return item;
+}
+
+std::optional<QByteArray> SendQueue::takeClearedLine()
+{
+    const std::lock_guard lock(m_mutex);
+    if (m_clearedLines.empty())
+        return std::nullopt;
+    QByteArray line = std::move(m_clearedLines.front());
+    m_clearedLines.pop_front();
+    return line;
 }
 
 void SendQueue::answerArrived()
@@ -53,6 +67,7 @@ void SendQueue::stop()
     const std::lock_guard lock(m_mutex);
     m_stopped = true;
     m_items.clear();
+    m_clearedLines.clear();
     m_wake.notify_all();
 }
 

@@ -1,5 +1,7 @@
 #include "SerialPortCommunicator.h"
 
+#include "link/SerialHangup.h"
+
 #include <QDebug>
 #include <QTimerEvent>
 
@@ -69,11 +71,22 @@ void SerialPortCommunicator::createPort()
     m_port->setReadBufferSize(kReadBufferSize);
     connect(m_port, &QSerialPort::readyRead, this, &SerialPortCommunicator::onReadyRead);
     connect(m_port, &QSerialPort::bytesWritten, this, &SerialPortCommunicator::onBytesWritten);
-    connect(m_port, &QSerialPort::errorOccurred, this, [this](QSerialPort::SerialPortError error) {
-        const SignalGate::Operation operation(m_gate);
-        m_gate.post([this, error] { emit errorOccurred(error); });
-    });
+    connect(m_port, &QSerialPort::errorOccurred, this, &SerialPortCommunicator::passErrorOn);
     m_times.opened = QDateTime::currentDateTime();
+}
+
+void SerialPortCommunicator::passErrorOn(QSerialPort::SerialPortError error)
+{
+    const SignalGate::Operation operation(m_gate);
+    if (error == QSerialPort::ReadError && serial_hangup::isGone(*m_port)) {
+        m_hangupText = serial_hangup::text();
+        error = QSerialPort::ResourceError;
+    } else if (error == QSerialPort::ResourceError) {
+        m_hangupText = m_port->errorString();
+    }
+    if (error == QSerialPort::ResourceError)
+        m_port->close(); // or the error is repeated without end
+    m_gate.post([this, error] { emit errorOccurred(error); });
 }
 
 void SerialPortCommunicator::findPortInfo()
@@ -106,11 +119,12 @@ bool SerialPortCommunicator::open(const PortSettings &settings)
 {
     const SignalGate::Operation operation(m_gate);
     applySettings(settings);
-    if (m_status == SerialStatus::Open || m_status == SerialStatus::Opening) {
+    if (m_port->isOpen() && m_status == SerialStatus::Open) {
         qWarning() << "Serial port" << m_portName << "is already open or connecting";
         return false;
     }
     m_status = SerialStatus::Opening;
+    m_hangupText.clear();
     openLocked();
     return m_status == SerialStatus::Open;
 }
@@ -151,12 +165,12 @@ void SerialPortCommunicator::close()
     const SignalGate::Operation operation(m_gate);
     m_restartTimer->stop();
     m_breakTimer->stop();
+    m_reconnectTimer->stop();
     if (!m_port->isOpen())
         return;
     m_port->close();
     m_gate.post([this] { emit closed(m_portName); });
     setStatusLocked(SerialStatus::Closed);
-    m_reconnectTimer->stop();
     qDebug() << "Serial port" << m_portName << "closed";
 }
 
@@ -175,7 +189,7 @@ qint64 SerialPortCommunicator::write(const QByteArray &bytes)
 QString SerialPortCommunicator::errorString() const
 {
     const SignalGate::Operation operation(m_gate);
-    return m_port->errorString();
+    return m_hangupText.isEmpty() ? m_port->errorString() : m_hangupText;
 }
 
 SerialPortCommunicator::SerialStatus SerialPortCommunicator::status() const
@@ -264,7 +278,7 @@ void SerialPortCommunicator::onErrorOccurred(QSerialPort::SerialPortError error)
         return;
     const SignalGate::Operation operation(m_gate);
     ++m_statistics.errors;
-    const QString text = m_port->errorString();
+    const QString text = errorString();
     qWarning() << "Serial port error:" << m_portName << "-" << text;
     if (!endsConnection(error))
         return;

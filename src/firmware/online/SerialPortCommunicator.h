@@ -15,7 +15,8 @@
 /// whole length, and its signals are emitted after the lock is free (SignalGate).
 ///
 /// The port's errors come out as errorOccurred; only an owner that routes them on to
-/// onErrorOccurred has them counted and acted upon.
+/// onErrorOccurred has them counted and acted upon. A device that vanishes is told once, as
+/// ResourceError, and leaves the port closed.
 class SerialPortCommunicator : public QObject
 {
     Q_OBJECT
@@ -119,6 +120,7 @@ protected:
 
 private:
     void createPort();
+    void passErrorOn(QSerialPort::SerialPortError error);
     void findPortInfo();
     void applySettings(const PortSettings &settings);
     void openLocked();
@@ -134,6 +136,7 @@ private:
     SerialStatus m_status = SerialStatus::Closed;
     bool m_autoReconnect = false;
     bool m_readingEnabled = true;
+    QString m_hangupText; // of a device that vanished
     QTimer *m_reconnectTimer = nullptr;
     QTimer *m_restartTimer = nullptr;
     QTimer *m_breakTimer = nullptr;
