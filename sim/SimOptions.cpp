@@ -57,6 +57,26 @@ void declare(QCommandLineParser &parser)
     add("fault", "A fault line to carry out at the start; may be repeated.", "line");
     add("log", "Write the log there instead of standard error.", "file");
     add("exit-with-parent", "Quit when standard input is closed.");
+    add("upgrade-bootloader", "Instead of the pod, be its bootloader in a server-assisted upgrade.");
+    add("image", "Write the firmware that the bootloader received there.", "file");
+    add("upgrade-ask-delay", "Pause before the bootloader asks for the UUID.", "ms", "300");
+    add("upgrade-server", "Instead of the pod, be the upgrade server, with this image.", "file");
+    add("upgrade-port", "Port of the upgrade server.", "port", "7003");
+    add("upgrade-fault", "'boot ...' or 'server ...'; may be repeated.", "line");
+}
+
+void readUpgrade(const QCommandLineParser &parser, SimOptions &options)
+{
+    UpgradeOptions &upgrade = options.upgrade;
+    upgrade.bootloader = parser.isSet(QStringLiteral("upgrade-bootloader"));
+    upgrade.ptyLink = options.ptyLink;
+    upgrade.imageFile = parser.value(QStringLiteral("image"));
+    upgrade.askDelayMs = number(parser, QStringLiteral("upgrade-ask-delay"), 0, 60000);
+    upgrade.serverFile = parser.value(QStringLiteral("upgrade-server"));
+    upgrade.bindAddress = options.bindAddress;
+    upgrade.serverPort = port(parser, QStringLiteral("upgrade-port"));
+    upgrade.faults = parser.values(QStringLiteral("upgrade-fault"));
+    upgrade.logFile = options.logFile;
 }
 
 void readBootloader(const QCommandLineParser &parser, SimOptions &options)
@@ -126,5 +146,6 @@ SimOptions parseSimOptions(const QStringList &arguments)
     options.exitWithParent = parser.isSet(QStringLiteral("exit-with-parent"));
     readBootloader(parser, options);
     readVideo(parser, options);
+    readUpgrade(parser, options);
     return options;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "bootloader/BootOptions.h"
+#include "upgrade/UpgradeOptions.h"
 #include "video/VideoFormat.h"
 
 #include <QHostAddress>
@@ -34,6 +35,8 @@ struct SimOptions
     QStringList faults; ///< lines for the fault port, carried out at the start
     QString logFile;
     bool exitWithParent = false;
+
+    UpgradeOptions upgrade; ///< wanted: these peers instead of the pod
 };
 
 /// Ends the process for --help, --version and (with status 2 and a message) for bad input.

@@ -2,6 +2,7 @@
 #include "Simulator.h"
 #include "bootloader/Bootloader.h"
 #include "faults/FaultPort.h"
+#include "upgrade/UpgradePeers.h"
 
 #include <QGuiApplication>
 #include <QSocketNotifier>
@@ -63,6 +64,17 @@ std::unique_ptr<SimMode> createMode(const SimOptions &options)
     return std::make_unique<Simulator>(options);
 }
 
+int serve(QCoreApplication &app, const SimOptions &options, const QStringList &endpoints)
+{
+    quitOnSignals(&app);
+    if (options.exitWithParent)
+        quitWithParent(&app);
+    for (const QString &line : endpoints)
+        announce(line);
+    announce(QStringLiteral("ready"));
+    return QCoreApplication::exec();
+}
+
 } // namespace
 
 int main(int argc, char *argv[])
@@ -73,8 +85,12 @@ int main(int argc, char *argv[])
     QCoreApplication::setApplicationName(QStringLiteral("podsim"));
     const SimOptions options = parseSimOptions(QCoreApplication::arguments());
 
-    const std::unique_ptr<SimMode> mode = createMode(options);
     QString error;
+    if (options.upgrade.wanted()) {
+        UpgradePeers peers(options.upgrade);
+        return peers.start(error) ? serve(app, options, peers.endpoints()) : fail(error);
+    }
+    const std::unique_ptr<SimMode> mode = createMode(options);
     if (!mode->start(error))
         return fail(error);
     FaultPort faultPort(*mode);
@@ -86,12 +102,7 @@ int main(int argc, char *argv[])
             return fail(QStringLiteral("--fault '%1': %2").arg(line, answer));
     }
 
-    quitOnSignals(&app);
-    if (options.exitWithParent)
-        quitWithParent(&app);
-    for (const QString &line : mode->endpoints())
-        announce(line);
-    announce(QStringLiteral("faults 127.0.0.1:%1").arg(faultPort.port()));
-    announce(QStringLiteral("ready"));
-    return QCoreApplication::exec();
+    return serve(app, options,
+                 mode->endpoints()
+                     << QStringLiteral("faults 127.0.0.1:%1").arg(faultPort.port()));
 }

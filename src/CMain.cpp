@@ -1,6 +1,7 @@
 #include "CMain.h"
 
 #include "firmware/local/LocalUpgrade.h"
+#include "firmware/online/OnlineUpgrade.h"
 #include "link/SerialCommunication.h"
 #include "link/TCPCommunication.h"
 
@@ -34,6 +35,7 @@ CMain::CMain(QObject *parent)
     , m_sbusReadTimer(new QTimer(this))
     , m_staleTimer(new QTimer(this))
     , m_localUpgrade(new LocalUpgrade(this))
+    , m_onlineUpgrade(new OnlineUpgrade(this))
 {
     createTransport();
     m_sbusReadTimer->setSingleShot(true);
@@ -50,6 +52,9 @@ CMain::CMain(QObject *parent)
     connect(this, &CMain::connectionChanged, this, &CMain::watchStatus);
     connect(m_localUpgrade, &LocalUpgrade::progressed, this, &CMain::updateProgress);
     connect(m_localUpgrade, &LocalUpgrade::statusChanged, this, &CMain::localUpgradeTextChanged);
+    connect(m_onlineUpgrade, &OnlineUpgrade::portMessage, this, &CMain::setMessage);
+    connect(m_onlineUpgrade, &OnlineUpgrade::message, this, &CMain::onShowMessage);
+    connect(m_onlineUpgrade, &OnlineUpgrade::progress, this, &CMain::updateProgress);
 }
 
 CMain::~CMain()
@@ -58,6 +63,7 @@ CMain::~CMain()
     if (m_transport->isConnected())
         closeLink();
     delete m_transport;
+    delete m_onlineUpgrade;
 }
 
 void CMain::createTransport()
@@ -331,12 +337,13 @@ void CMain::updateProgress(int percent)
     emit upgradeProgressChanged(percent);
 }
 
-void CMain::beginUpdate() { emit sbusDataError(QStringLiteral("固件升级尚不可用")); }
+void CMain::beginUpdate() { m_onlineUpgrade->start(); }
 
 void CMain::completeUpdate()
 {
     setMessage(QStringLiteral(" "));
     updateProgress(0);
+    m_onlineUpgrade->stop();
 }
 
 void CMain::updateFirmwareByCom(const QString &portname, int baud, const QString &filepath)

@@ -13,6 +13,7 @@
 
 class ICommunication;
 class LocalUpgrade;
+class OnlineUpgrade;
 
 /// The backend that QML knows as `cMain`: it owns the link to the pod, keeps the pod's last
 /// reported state as properties and offers every command as an invokable. Commands are sent once,
@@ -249,6 +250,9 @@ public:
     void setMoveSpeed(int speed);
     void setLanguageIndex(int index);
 
+    /// Behind beginUpdate() and completeUpdate(); what it finds around it can be set.
+    OnlineUpgrade *onlineUpgrade() const { return m_onlineUpgrade; }
+
 signals:
     /// On every change of the link, and once more after a successful connectSerial or connectTCP.
     void connectionChanged(bool connected);
@@ -331,6 +335,7 @@ private:
     QTimer *m_sbusReadTimer = nullptr;
     QTimer *m_staleTimer = nullptr;
     LocalUpgrade *m_localUpgrade = nullptr;
+    OnlineUpgrade *m_onlineUpgrade = nullptr;
 
     QString m_message;
     double m_laserDistance = 0;

@@ -11,43 +11,31 @@ quint16 portOf(const QString &endpoint) { return endpoint.section(u':', -1).toUS
 } // namespace
 
 PodSim::PodSim(const QStringList &extraArguments)
+    : m_process(QStringLiteral(PODSIM_EXECUTABLE),
+                QStringList{QStringLiteral("--exit-with-parent"), QStringLiteral("--port"),
+                            QStringLiteral("0"), QStringLiteral("--rtsp-port"), QStringLiteral("0"),
+                            QStringLiteral("--fault-port"), QStringLiteral("0"),
+                            QStringLiteral("--log"), QStringLiteral("/dev/null")}
+                    + extraArguments)
 {
-    m_process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), QStringLiteral("/tmp"));
-    m_process.setProcessEnvironment(environment);
-    m_process.start(QStringLiteral(PODSIM_EXECUTABLE),
-                    QStringList{QStringLiteral("--exit-with-parent"), QStringLiteral("--port"),
-                                QStringLiteral("0"), QStringLiteral("--rtsp-port"),
-                                QStringLiteral("0"), QStringLiteral("--fault-port"),
-                                QStringLiteral("0"), QStringLiteral("--log"),
-                                QStringLiteral("/dev/null")}
-                        + extraArguments);
     while (true) {
-        while (!m_process.canReadLine()) {
-            if (!m_process.waitForReadyRead(kWaitMs))
-                qFatal("podsim did not start");
-        }
-        const QString line = QString::fromUtf8(m_process.readLine()).trimmed();
+        const auto output = m_process.readLine(kWaitMs);
+        if (!output)
+            qFatal("podsim did not start");
+        const QString line = QString::fromUtf8(*output);
         if (line.startsWith(QLatin1String("control tcp")))
             m_controlPort = portOf(line);
         else if (line.contains(QLatin1String(" pty ")))
             m_ptyPath = line.section(u' ', -1);
         else if (line.startsWith(QLatin1String("video rtsp")))
             m_rtspUrl = line.section(u' ', -1);
+        else if (line.startsWith(QLatin1String("upgrade server")))
+            m_upgradePort = portOf(line);
         else if (line.startsWith(QLatin1String("faults")))
             m_faultPort = portOf(line);
         else if (line == QLatin1String("ready"))
             return;
     }
-}
-
-PodSim::~PodSim()
-{
-    m_process.terminate();
-    if (!m_process.waitForFinished(kWaitMs))
-        m_process.kill();
-    m_process.waitForFinished(kWaitMs);
 }
 
 QString PodSim::fault(const QString &line)

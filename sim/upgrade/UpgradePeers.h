@@ -1,0 +1,31 @@
+#pragma once
+
+#include "UpgradeBootloader.h"
+#include "UpgradeOptions.h"
+#include "UpgradeServer.h"
+
+#include <QFile>
+#include <QStringList>
+
+#include <optional>
+
+/// The far ends that the options ask for, with one log. Fault lines begin with "boot" or "server".
+class UpgradePeers
+{
+public:
+    explicit UpgradePeers(const UpgradeOptions &options);
+
+    /// False with a text in `error`.
+    bool start(QString &error);
+    /// One line for each endpoint, for programs to read.
+    QStringList endpoints() const;
+
+private:
+    bool addFault(const QString &line);
+    void log(const QString &line);
+
+    UpgradeOptions m_options;
+    QFile m_log;
+    std::optional<UpgradeBootloader> m_bootloader;
+    std::optional<UpgradeServer> m_server;
+};

@@ -1,0 +1,54 @@
+#include "LineCoding.h"
+
+#include "SerialFrame.h"
+
+namespace upgrade {
+namespace {
+
+constexpr qsizetype kEnds = 2; // the first and the last byte stand outside the coding
+
+bool hasProperEnds(QByteArrayView frame)
+{
+    return frame.size() >= kEnds &&
+           (frame.front() == kCommandStart || frame.front() == kResponseStart) &&
+           frame.back() != kResponseStart;
+}
+
+int nibble(char character)
+{
+    if (character >= '0' && character <= '9')
+        return character - '0';
+    if (character >= 'A' && character <= 'F')
+        return character - 'A' + 10;
+    return -1;
+}
+
+} // namespace
+
+std::optional<QByteArray> encodeLine(QByteArrayView raw)
+{
+    if (!hasProperEnds(raw))
+        return std::nullopt;
+    const QByteArrayView inner = raw.sliced(1, raw.size() - kEnds);
+    return raw.front() + inner.toByteArray().toHex().toUpper() + raw.back();
+}
+
+std::optional<QByteArray> decodeLine(QByteArrayView line)
+{
+    if (line.size() % 2 != 0 || !hasProperEnds(line))
+        return std::nullopt;
+    QByteArray raw;
+    raw.reserve(line.size() / 2 + 1);
+    raw.append(line.front());
+    for (qsizetype i = 1; i < line.size() - 1; i += 2) {
+        const int high = nibble(line[i]);
+        const int low = nibble(line[i + 1]);
+        if (high < 0 || low < 0)
+            return std::nullopt;
+        raw.append(static_cast<char>(high * 16 + low));
+    }
+    raw.append(line.back());
+    return raw;
+}
+
+} // namespace upgrade

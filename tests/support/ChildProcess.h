@@ -1,0 +1,34 @@
+#pragma once
+
+#include <QByteArray>
+#include <QStringList>
+
+#include <optional>
+
+#include <sys/types.h>
+
+/// A program with pipes on its standard input and output, ended with the object. It stands in for
+/// QProcess, whose way of starting shares this process's memory with the child for a moment: the
+/// thread sanitizer then takes the starting thread for the child and sees nothing of it any more.
+class ChildProcess
+{
+public:
+    /// Fails this process with a message when the program cannot be started.
+    ChildProcess(const QString &program, const QStringList &arguments);
+    /// SIGTERM, and SIGKILL to what has not ended after a while.
+    ~ChildProcess();
+    ChildProcess(const ChildProcess &) = delete;
+    ChildProcess &operator=(const ChildProcess &) = delete;
+
+    /// The next line of its output without the line's end; nothing at the output's end or after
+    /// the time-out.
+    std::optional<QByteArray> readLine(int timeoutMs);
+
+private:
+    bool hasEnded(int waitMs) const;
+
+    pid_t m_pid = -1;
+    int m_input = -1;  // ours to write
+    int m_output = -1; // ours to read
+    QByteArray m_read;
+};
