@@ -11,10 +11,10 @@
 
 namespace {
 
-constexpr char kRebootFrame[] = "\xFF\x01\x28\x00\x00\x00\x29";
-constexpr char kPhrase[] = "3f1a9c2e-7b44-11ee-9d10-0a1b2c3d4e5f";
-constexpr char kPut[] = "put\n";
-constexpr char kSuccess[] = "Ostrel_thread->Update success!\r\n";
+constexpr std::array<char, 7> kRebootFrame = {'\xFF', 0x01, 0x28, 0, 0, 0, 0x29};
+constexpr const char *kPhrase = "3f1a9c2e-7b44-11ee-9d10-0a1b2c3d4e5f";
+constexpr const char *kPut = "put\n";
+constexpr const char *kSuccess = "Ostrel_thread->Update success!\r\n";
 constexpr std::array kStageNames = {"application", "locked", "unlocked", "receiving"};
 
 } // namespace
@@ -75,7 +75,7 @@ void Bootloader::handleReceived(QByteArray bytes)
     m_answers.noteReceived(bytes.size());
     damage(bytes);
     // The console sends the frame alone, right after it opened the port.
-    if (bytes == QByteArrayView(kRebootFrame, sizeof kRebootFrame - 1))
+    if (bytes == QByteArrayView(kRebootFrame.data(), kRebootFrame.size()))
         reboot();
     else if (m_stage == Stage::Receiving)
         handleBlocks(bytes);

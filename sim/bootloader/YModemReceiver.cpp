@@ -9,7 +9,7 @@ using namespace ymodem;
 
 namespace {
 
-constexpr qsizetype kSizeMax = 64 * 1024 * 1024; // bytes of flash
+constexpr qsizetype kSizeMax = qsizetype(64) * 1024 * 1024; // bytes of flash
 
 bool isAll(QByteArrayView bytes, char value)
 {

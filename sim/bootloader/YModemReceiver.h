@@ -22,8 +22,8 @@ public:
 
     struct Reply
     {
-        BootMoment moment;
-        char byte;
+        BootMoment moment = BootMoment::Header;
+        char byte = 0;
         int block = 0; ///< number of the data block, where the moment is one
     };
 

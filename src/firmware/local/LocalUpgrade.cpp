@@ -9,7 +9,7 @@
 #include <QSerialPort>
 
 #include <algorithm>
-#include <iterator>
+#include <array>
 #include <utility>
 
 using upgrade_log::logBytes;
@@ -18,8 +18,8 @@ using upgrade_log::logLine;
 namespace {
 
 constexpr quint8 kRebootCommand = 0x28;
-constexpr char kUnlockPhrase[] = "3f1a9c2e-7b44-11ee-9d10-0a1b2c3d4e5f";
-constexpr char kPutCommand[] = "put\n";
+constexpr QLatin1String kUnlockPhrase("3f1a9c2e-7b44-11ee-9d10-0a1b2c3d4e5f");
+constexpr QLatin1String kPutCommand("put\n");
 constexpr qsizetype kPayload = ymodem::kLongPayload;
 constexpr int kTransferPercent = 90; // the rest is for the bootloader's word of success
 constexpr int kDonePercent = 100;
@@ -65,11 +65,12 @@ struct LocalUpgrade::Rule
         OneByte,    // any one, alone
     };
 
-    State state;
-    Match match;
+    State state = State::Idle;
+    Match match = Anything;
     QByteArrayView text;
-    void (LocalUpgrade::*follow)();
-    const char *missing; // names what did not come in time; none: the state has no such end
+    void (LocalUpgrade::*follow)() = nullptr;
+    /// What did not come in time, for the reason; none where no time-out ends the upgrade.
+    const char *missing = nullptr;
 
     bool matches(QByteArrayView received) const
     {
@@ -87,28 +88,29 @@ struct LocalUpgrade::Rule
     }
 };
 
-const LocalUpgrade::Rule LocalUpgrade::kRules[] = {
-    {State::WaitingForProduct, Rule::Containing, "PRODUCT_ID: Bootloader(mini)",
-     &LocalUpgrade::handleProduct, "'product'"},
-    {State::WaitingForNewBoot, Rule::Containing, "NEWBOOT", &LocalUpgrade::handleNewBoot,
-     "'NEWBOOT'"},
-    {State::PhraseSent, Rule::Anything, {}, &LocalUpgrade::handlePhraseAnswer, nullptr},
-    {State::PutSent, Rule::Containing, "C", &LocalUpgrade::handleTransferRequest, nullptr},
-    {State::HeaderAccepted, Rule::Exactly, "C", &LocalUpgrade::handleDataRequest, nullptr},
-    {State::FirstEotSent, Rule::Exactly, "\x15", &LocalUpgrade::handleFirstEotRefused, "'NAK'"},
-    {State::SecondEotSent, Rule::Exactly, "\x06", &LocalUpgrade::handleSecondEotAccepted, "'ACK'"},
-    {State::WaitingForFinalRequest, Rule::Exactly, "C", &LocalUpgrade::handleFinalRequest, "'C'"},
-    {State::NullHeaderSent, Rule::Exactly, "\x06", &LocalUpgrade::handleNullHeaderAccepted,
-     "second 'ACK'"},
-    {State::BlockSent, Rule::OneByte, {}, &LocalUpgrade::handleBlockResponse, nullptr},
-    {State::WaitingForSuccess, Rule::Containing, "Ostrel_thread->Update success!",
-     &LocalUpgrade::handleSuccess, "'success'"},
-};
-
 const LocalUpgrade::Rule *LocalUpgrade::ruleFor(State state)
 {
-    const auto *const rule = std::ranges::find(kRules, state, &Rule::state);
-    return rule == std::end(kRules) ? nullptr : rule;
+    static constexpr auto kRules = std::to_array<Rule>({
+        {State::WaitingForProduct, Rule::Containing, "PRODUCT_ID: Bootloader(mini)",
+         &LocalUpgrade::handleProduct, "'product'"},
+        {State::WaitingForNewBoot, Rule::Containing, "NEWBOOT", &LocalUpgrade::handleNewBoot,
+         "'NEWBOOT'"},
+        {State::PhraseSent, Rule::Anything, {}, &LocalUpgrade::handlePhraseAnswer, nullptr},
+        {State::PutSent, Rule::Containing, "C", &LocalUpgrade::handleTransferRequest, nullptr},
+        {State::HeaderAccepted, Rule::Exactly, "C", &LocalUpgrade::handleDataRequest, nullptr},
+        {State::FirstEotSent, Rule::Exactly, "\x15", &LocalUpgrade::handleFirstEotRefused, "'NAK'"},
+        {State::SecondEotSent, Rule::Exactly, "\x06", &LocalUpgrade::handleSecondEotAccepted,
+         "'ACK'"},
+        {State::WaitingForFinalRequest, Rule::Exactly, "C", &LocalUpgrade::handleFinalRequest,
+         "'C'"},
+        {State::NullHeaderSent, Rule::Exactly, "\x06", &LocalUpgrade::handleNullHeaderAccepted,
+         "second 'ACK'"},
+        {State::BlockSent, Rule::OneByte, {}, &LocalUpgrade::handleBlockResponse, nullptr},
+        {State::WaitingForSuccess, Rule::Containing, "Ostrel_thread->Update success!",
+         &LocalUpgrade::handleSuccess, "'success'"},
+    });
+    const auto rule = std::ranges::find(kRules, state, &Rule::state);
+    return rule == kRules.end() ? nullptr : &*rule;
 }
 
 LocalUpgrade::LocalUpgrade(QObject *parent)
@@ -234,7 +236,7 @@ void LocalUpgrade::handleProduct()
 
 void LocalUpgrade::handleNewBoot()
 {
-    tell(QStringLiteral("Received 'NEWBOOT', sending '%1'...").arg(QLatin1String(kUnlockPhrase)));
+    tell(QStringLiteral("Received 'NEWBOOT', sending '%1'...").arg(kUnlockPhrase));
     m_state = State::PhraseSent;
     sendText(kUnlockPhrase);
 }
@@ -394,10 +396,10 @@ void LocalUpgrade::closePort()
         m_port->close();
 }
 
-void LocalUpgrade::sendText(const char *text)
+void LocalUpgrade::sendText(QLatin1String text)
 {
-    write(QByteArray(text));
-    logLine(QStringLiteral("Send: ") + QLatin1String(text));
+    write(QByteArray(text.data(), text.size()));
+    logLine(QStringLiteral("Send: ") + text);
 }
 
 void LocalUpgrade::write(const QByteArray &bytes)

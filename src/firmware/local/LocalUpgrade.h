@@ -95,7 +95,6 @@ signals:
 
 private:
     struct Rule;
-    static const Rule kRules[];
     static const Rule *ruleFor(State state);
 
     LocalUpgrade(QSerialPort *port, QObject *parent);
@@ -123,7 +122,7 @@ private:
     void sendBlock(int number);
     void sendNext();
     void retryBlock();
-    void sendText(const char *text);
+    void sendText(QLatin1String text);
     void write(const QByteArray &bytes);
     void enter(State state, int timeoutMs);
     void abort(const QString &reason);
