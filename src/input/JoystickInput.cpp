@@ -38,11 +38,11 @@ bool isIndex(int value, int count)
 /// Calls the backend's invokable of the command's name, as the interface does.
 void invoke(CMain *backend, const PodCommand &command)
 {
-    const protocol::CommandSpec &spec = protocol::commandSpec(command.command);
-    const auto carries = [&spec](protocol::DataByte::Source source) {
-        return spec.data1.source == source || spec.data2.source == source;
+    const protocol::CommandSpec &entry = protocol::commandSpec(command.command);
+    const auto carries = [&entry](protocol::DataByte::Source source) {
+        return entry.data1.source == source || entry.data2.source == source;
     };
-    const QByteArray name(spec.name.data(), static_cast<qsizetype>(spec.name.size()));
+    const QByteArray name(entry.name.data(), static_cast<qsizetype>(entry.name.size()));
     bool called = false;
     if (carries(protocol::DataByte::Argument1)) {
         called =

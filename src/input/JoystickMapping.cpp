@@ -19,11 +19,11 @@ int speedOf(double level, int maximum)
     return std::max(1, static_cast<int>(std::lround(std::abs(level) * maximum)));
 }
 
-constexpr Command kMoves[3][3] = {
-    // left, centre, right
-    {Command::MoveLeftUp, Command::MoveUp, Command::MoveRightUp},
-    {Command::MoveLeft, Command::StopMove, Command::MoveRight},
-    {Command::MoveLeftDown, Command::MoveDown, Command::MoveRightDown},
+using Row = std::array<Command, 3>; // left, centre, right
+constexpr std::array kMoves = {
+    Row{Command::MoveLeftUp, Command::MoveUp, Command::MoveRightUp},
+    Row{Command::MoveLeft, Command::StopMove, Command::MoveRight},
+    Row{Command::MoveLeftDown, Command::MoveDown, Command::MoveRightDown},
 };
 
 } // namespace
@@ -187,7 +187,8 @@ JoystickMapping::Wish JoystickMapping::moveWish(int maximumSpeed) const
     const double yaw = levelOf(AxisFunction::Yaw);
     const double pitch = levelOf(AxisFunction::Pitch);
     const Direction direction{signOf(yaw), signOf(pitch)};
-    const Command command = kMoves[direction.y + 1][direction.x + 1];
+    const Command command = kMoves[static_cast<std::size_t>(direction.y + 1)]
+                                  [static_cast<std::size_t>(direction.x + 1)];
     const int yawSpeed = speedOf(yaw, maximum);
     const int pitchSpeed = speedOf(pitch, maximum);
     if (direction.x != 0 && direction.y != 0)

@@ -70,7 +70,7 @@ private:
 
     struct Motion
     {
-        protocol::Command stop;
+        protocol::Command stop = protocol::Command::StopMove;
         Direction sent; ///< none while the motion is stopped
         std::optional<qint64> lastStartMs;
 

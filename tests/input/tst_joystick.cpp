@@ -11,6 +11,7 @@
 #define SDL_MAIN_HANDLED
 #include <SDL.h>
 
+#include <array>
 #include <memory>
 #include <numeric>
 
@@ -338,7 +339,7 @@ void TestJoystick::buttonsAct()
 void TestJoystick::everyActionReachesThePod()
 {
     // A long press on each button, so that a slow machine cannot turn it into the other kind.
-    constexpr Command kFirst[] = {
+    constexpr std::array kFirst = {
         Command::PitchDownOnly,  Command::ModeYawFollow,  Command::TakePhoto, Command::StartRecord,
         Command::Pointtrack,     Command::SetHZH,         Command::SetWC,     Command::OsdClose,
         Command::LaserLightOpen, Command::Pointtrackstop,

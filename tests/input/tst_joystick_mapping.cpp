@@ -5,8 +5,9 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <array>
+
 using namespace input;
-using protocol::Command;
 
 namespace {
 
@@ -310,7 +311,7 @@ void TestJoystickMapping::actionsBecomeCommands()
     };
 
     // In this order, on one resolver: the toggles and cycles go on from the row before.
-    constexpr Case kCases[] = {
+    constexpr auto kCases = std::to_array<Case>({
         {ButtonAction::PitchDown, false, "pitchDownOnly 0 0"},
         {ButtonAction::Photo, false, "takePhoto 0 0"},
         {ButtonAction::Record, false, "startRecord 0 0"},
@@ -330,7 +331,7 @@ void TestJoystickMapping::actionsBecomeCommands()
         {ButtonAction::Osd, false, "osdOpen 0 0"},
         {ButtonAction::LaserLight, false, "laserLightOpen 0 0"},
         {ButtonAction::LaserLight, false, "laserLightClose 0 0"},
-    };
+    });
     ActionResolver resolver;
     for (const Case &entry : kCases) {
         const auto command = resolver.resolve(entry.action, entry.recording);
