@@ -1,6 +1,7 @@
 #include "Simulator.h"
 
 #include "control/ReplyFrames.h"
+#include "faults/FaultTable.h"
 
 #include <QDateTime>
 #include <cstdio>
@@ -188,6 +189,8 @@ bool Simulator::restartRtsp()
     rtsp->kill();
     return rtsp->start(0);
 }
+
+QString Simulator::execute(const QString &faultLine) { return faults::execute(*this, faultLine); }
 
 void Simulator::log(const QString &line)
 {

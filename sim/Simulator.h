@@ -1,5 +1,6 @@
 #pragma once
 
+#include "SimMode.h"
 #include "SimOptions.h"
 #include "control/FrameReader.h"
 #include "control/Interpreter.h"
@@ -21,17 +22,16 @@
 
 /// The whole pod: one model, the links to it, its status frames and its video. Runs on one thread
 /// but for the video.
-class Simulator : public QObject
+class Simulator : public QObject, public SimMode
 {
     Q_OBJECT
 
 public:
     explicit Simulator(const SimOptions &options, QObject *parent = nullptr);
 
-    /// Binds every endpoint. False with a text in `error`.
-    bool start(QString &error);
-    /// One line for each endpoint, for programs to read.
-    QStringList endpoints() const;
+    bool start(QString &error) override;
+    QStringList endpoints() const override;
+    QString execute(const QString &faultLine) override;
 
     // What the fault switches work on.
     PodModel model;

@@ -1,7 +1,6 @@
 #include "SimOptions.h"
 #include "Simulator.h"
 #include "faults/FaultPort.h"
-#include "faults/FaultTable.h"
 #include "upgrade/UpgradePeers.h"
 
 #include <QGuiApplication>
@@ -12,6 +11,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <memory>
 
 namespace {
 
@@ -56,15 +56,11 @@ void announce(const QString &line)
     std::fflush(stdout);
 }
 
-int serve(QCoreApplication &app, const SimOptions &options, const QStringList &endpoints)
+std::unique_ptr<SimMode> createMode(const SimOptions &options)
 {
-    quitOnSignals(&app);
-    if (options.exitWithParent)
-        quitWithParent(&app);
-    for (const QString &line : endpoints)
-        announce(line);
-    announce(QStringLiteral("ready"));
-    return QCoreApplication::exec();
+    if (options.upgrade.wanted())
+        return std::make_unique<UpgradePeers>(options.upgrade);
+    return std::make_unique<Simulator>(options);
 }
 
 } // namespace
@@ -77,24 +73,25 @@ int main(int argc, char *argv[])
     QCoreApplication::setApplicationName(QStringLiteral("podsim"));
     const SimOptions options = parseSimOptions(QCoreApplication::arguments());
 
+    const std::unique_ptr<SimMode> mode = createMode(options);
     QString error;
-    if (options.upgrade.wanted()) {
-        UpgradePeers peers(options.upgrade);
-        return peers.start(error) ? serve(app, options, peers.endpoints()) : fail(error);
-    }
-    Simulator simulator(options);
-    if (!simulator.start(error))
+    if (!mode->start(error))
         return fail(error);
-    FaultPort faultPort(simulator);
+    FaultPort faultPort(*mode);
     if (!faultPort.listen(options.faultPort))
         return fail(QStringLiteral("cannot listen on fault port %1").arg(options.faultPort));
     for (const QString &line : options.faults) {
-        const QString answer = faults::execute(simulator, line);
+        const QString answer = mode->execute(line);
         if (!answer.startsWith(QLatin1String("ok")))
             return fail(QStringLiteral("--fault '%1': %2").arg(line, answer));
     }
 
-    return serve(app, options,
-                 simulator.endpoints()
-                     << QStringLiteral("faults 127.0.0.1:%1").arg(faultPort.port()));
+    quitOnSignals(&app);
+    if (options.exitWithParent)
+        quitWithParent(&app);
+    for (const QString &line : mode->endpoints())
+        announce(line);
+    announce(QStringLiteral("faults 127.0.0.1:%1").arg(faultPort.port()));
+    announce(QStringLiteral("ready"));
+    return QCoreApplication::exec();
 }

@@ -1,6 +1,6 @@
 #include "FaultPort.h"
 
-#include "FaultTable.h"
+#include "SimMode.h"
 
 #include <QTcpSocket>
 
@@ -10,9 +10,9 @@ constexpr qint64 kLineMax = 4096; // bytes
 
 } // namespace
 
-FaultPort::FaultPort(Simulator &simulator, QObject *parent)
+FaultPort::FaultPort(SimMode &mode, QObject *parent)
     : QObject(parent)
-    , m_simulator(simulator)
+    , m_mode(mode)
 {
     connect(&m_server, &QTcpServer::newConnection, this, &FaultPort::takeClient);
 }
@@ -26,7 +26,7 @@ void FaultPort::takeClient()
     connect(client, &QTcpSocket::readyRead, this, [this, client] {
         while (client->canReadLine()) {
             const QString line = QString::fromUtf8(client->readLine(kLineMax));
-            client->write(faults::execute(m_simulator, line).toUtf8() + '\n');
+            client->write(m_mode.execute(line).toUtf8() + '\n');
         }
         if (client->bytesAvailable() > kLineMax)
             client->abort();

@@ -3,7 +3,7 @@
 #include <QObject>
 #include <QTcpServer>
 
-class Simulator;
+class SimMode;
 
 /// Takes fault lines over TCP and answers each with one line.
 class FaultPort : public QObject
@@ -11,7 +11,7 @@ class FaultPort : public QObject
     Q_OBJECT
 
 public:
-    explicit FaultPort(Simulator &simulator, QObject *parent = nullptr);
+    explicit FaultPort(SimMode &mode, QObject *parent = nullptr);
 
     bool listen(quint16 port);
     quint16 port() const { return m_server.serverPort(); }
@@ -19,6 +19,6 @@ public:
 private:
     void takeClient();
 
-    Simulator &m_simulator;
+    SimMode &m_mode;
     QTcpServer m_server;
 };

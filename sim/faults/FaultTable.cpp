@@ -1,5 +1,6 @@
 #include "FaultTable.h"
 
+#include "FaultLines.h"
 #include "Simulator.h"
 
 #include <QJsonDocument>
@@ -11,27 +12,6 @@
 namespace faults {
 namespace {
 
-using Arguments = const QStringList &;
-/// The answer after "ok", or nothing when the arguments make no sense.
-using Answer = std::optional<QString>;
-
-struct Row
-{
-    const char *words; ///< what the line begins with
-    const char *arguments;
-    const char *meaning;
-    Answer (*run)(Simulator &, Arguments);
-};
-
-std::optional<int> number(Arguments arguments, int index, int low, int high)
-{
-    bool ok = false;
-    const int value = arguments.value(index).toInt(&ok);
-    if (!ok || value < low || value > high)
-        return std::nullopt;
-    return value;
-}
-
 std::optional<bool> onOff(Arguments arguments)
 {
     if (arguments.value(0) == QLatin1String("on"))
@@ -40,8 +20,6 @@ std::optional<bool> onOff(Arguments arguments)
         return false;
     return std::nullopt;
 }
-
-Answer done(bool success = true) { return success ? Answer(QString()) : std::nullopt; }
 
 Answer stateLine(Simulator &s, Arguments)
 {
@@ -176,7 +154,7 @@ Answer restartVideo(Simulator &s, Arguments) { return done(s.restartRtsp()); }
 
 Answer help(Simulator &, Arguments);
 
-constexpr auto kRows = std::to_array<Row>({
+constexpr auto kRows = std::to_array<Row<Simulator>>({
     {"help", "", "list these lines", help},
     {"state", "", "the whole model as JSON", stateLine},
     {"frames", "", "count of command frames and the last of them", frameLine},
@@ -200,32 +178,13 @@ constexpr auto kRows = std::to_array<Row>({
     {"video format", "WxH FPS h264|h265", "cut everyone off and serve this", setFormat},
 });
 
-Answer help(Simulator &, Arguments)
-{
-    QStringList lines;
-    for (const Row &row : kRows)
-        lines.append(QStringLiteral("%1 %2 - %3")
-                         .arg(QString::fromLatin1(row.words), QString::fromLatin1(row.arguments),
-                              QString::fromLatin1(row.meaning)));
-    return lines.join(QLatin1String("; "));
-}
+Answer help(Simulator &, Arguments) { return listRows(kRows); }
 
 } // namespace
 
 QString execute(Simulator &simulator, const QString &line)
 {
-    const QString words = line.simplified();
-    for (const Row &row : kRows) {
-        const QString start = QString::fromLatin1(row.words);
-        if (words != start && !words.startsWith(start + u' '))
-            continue;
-        const Answer answer =
-            row.run(simulator, words.mid(start.size()).split(u' ', Qt::SkipEmptyParts));
-        if (!answer)
-            return QStringLiteral("error: %1 %2").arg(start, QString::fromLatin1(row.arguments));
-        return answer->isEmpty() ? QStringLiteral("ok") : QStringLiteral("ok ") + *answer;
-    }
-    return QStringLiteral("error: unknown line, try help");
+    return executeRows(kRows, simulator, line);
 }
 
 } // namespace faults
