@@ -62,7 +62,6 @@ void declare(QCommandLineParser &parser)
     add("upgrade-ask-delay", "Pause before the bootloader asks for the UUID.", "ms", "300");
     add("upgrade-server", "Instead of the pod, be the upgrade server, with this image.", "file");
     add("upgrade-port", "Port of the upgrade server.", "port", "7003");
-    add("upgrade-fault", "'boot ...' or 'server ...'; may be repeated.", "line");
 }
 
 void readUpgrade(const QCommandLineParser &parser, SimOptions &options)
@@ -75,7 +74,6 @@ void readUpgrade(const QCommandLineParser &parser, SimOptions &options)
     upgrade.serverFile = parser.value(QStringLiteral("upgrade-server"));
     upgrade.bindAddress = options.bindAddress;
     upgrade.serverPort = port(parser, QStringLiteral("upgrade-port"));
-    upgrade.faults = parser.values(QStringLiteral("upgrade-fault"));
     upgrade.logFile = options.logFile;
 }
 

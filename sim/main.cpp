@@ -61,18 +61,9 @@ std::unique_ptr<SimMode> createMode(const SimOptions &options)
 {
     if (options.bootloader)
         return std::make_unique<Bootloader>(options.boot);
+    if (options.upgrade.wanted())
+        return std::make_unique<UpgradePeers>(options.upgrade);
     return std::make_unique<Simulator>(options);
-}
-
-int serve(QCoreApplication &app, const SimOptions &options, const QStringList &endpoints)
-{
-    quitOnSignals(&app);
-    if (options.exitWithParent)
-        quitWithParent(&app);
-    for (const QString &line : endpoints)
-        announce(line);
-    announce(QStringLiteral("ready"));
-    return QCoreApplication::exec();
 }
 
 } // namespace
@@ -85,12 +76,8 @@ int main(int argc, char *argv[])
     QCoreApplication::setApplicationName(QStringLiteral("podsim"));
     const SimOptions options = parseSimOptions(QCoreApplication::arguments());
 
-    QString error;
-    if (options.upgrade.wanted()) {
-        UpgradePeers peers(options.upgrade);
-        return peers.start(error) ? serve(app, options, peers.endpoints()) : fail(error);
-    }
     const std::unique_ptr<SimMode> mode = createMode(options);
+    QString error;
     if (!mode->start(error))
         return fail(error);
     FaultPort faultPort(*mode);
@@ -102,7 +89,12 @@ int main(int argc, char *argv[])
             return fail(QStringLiteral("--fault '%1': %2").arg(line, answer));
     }
 
-    return serve(app, options,
-                 mode->endpoints()
-                     << QStringLiteral("faults 127.0.0.1:%1").arg(faultPort.port()));
+    quitOnSignals(&app);
+    if (options.exitWithParent)
+        quitWithParent(&app);
+    for (const QString &line : mode->endpoints())
+        announce(line);
+    announce(QStringLiteral("faults 127.0.0.1:%1").arg(faultPort.port()));
+    announce(QStringLiteral("ready"));
+    return QCoreApplication::exec();
 }

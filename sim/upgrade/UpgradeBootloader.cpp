@@ -7,7 +7,8 @@
 
 namespace {
 
-constexpr qsizetype kLineMax = 1024;    // bytes
+constexpr qsizetype kLineMax = 1024; // bytes
+constexpr int kAgainMs = 50;
 constexpr qsizetype kChunkLength = 116; // bytes
 
 constexpr quint8 kStart = 0x00;
@@ -45,7 +46,12 @@ UpgradeBootloader::UpgradeBootloader(const UpgradeOptions &options, Log log, QOb
     , m_log(std::move(log))
 {
     connect(&m_link, &ControlLink::received, this, &UpgradeBootloader::takeBytes);
-    connect(&m_again, &QTimer::timeout, this, [this] { send(line_codec::build(m_asked)); });
+    m_again.setInterval(kAgainMs);
+    connect(&m_again, &QTimer::timeout, this, [this] {
+        if (--m_repeats <= 0)
+            m_again.stop();
+        send(line_codec::build(m_asked));
+    });
 }
 
 bool UpgradeBootloader::open(QString &error)
@@ -79,7 +85,7 @@ bool UpgradeBootloader::addFault(const QString &line)
     else if (what == QLatin1String("uid"))
         m_uidLength = words.value(1).toInt(&ok);
     else if (what == QLatin1String("again"))
-        m_again.setInterval(words.value(1).toInt(&ok));
+        m_repeats = words.value(1).toInt(&ok);
     else
         return false;
     return ok && m_uidLength > 0 && m_uidLength <= 256;
@@ -237,7 +243,7 @@ void UpgradeBootloader::proceed()
     switch (m_step) {
     case Step::WantsStart:
         ask(kTellUid, Step::TellsUid, uidOf(m_uidLength));
-        if (m_again.interval() > 0)
+        if (m_repeats > 0)
             m_again.start();
         break;
     case Step::TellsUid:

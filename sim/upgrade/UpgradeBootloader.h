@@ -28,8 +28,8 @@ public:
     /// "resend|refuse|odd|mute TYPE[/INDEX] [N]" answers the next N such frames (one without N)
     /// with status 2, 1, 7 or not at all; TYPE in hexadecimal. "garbage" puts noise before every
     /// frame. "lowercase" and "unparsable" send the next command in a form that must be refused,
-    /// and then properly. "uid N" makes the UID N bytes long; "again MS" repeats an unanswered UID.
-    /// False when the line makes no sense.
+    /// and then properly. "uid N" makes the UID N bytes long; "again N" repeats an unanswered UID
+    /// so often. False when the line makes no sense.
     bool addFault(const QString &line);
 
 private:
@@ -90,5 +90,6 @@ private:
     Spoil m_spoil = Spoil::Nothing;
     bool m_garbage = false;
     int m_uidLength = 16;
+    int m_repeats = 0; // of an unanswered UID
     QTimer m_again;
 };

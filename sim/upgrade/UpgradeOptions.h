@@ -2,7 +2,6 @@
 
 #include <QHostAddress>
 #include <QString>
-#include <QStringList>
 
 /// The far ends of a server-assisted upgrade; either may be wanted alone.
 struct UpgradeOptions
@@ -16,7 +15,6 @@ struct UpgradeOptions
     QHostAddress bindAddress;
     quint16 serverPort = 7003;
 
-    QStringList faults; ///< lines for UpgradeBootloader and UpgradeServer
     QString logFile;
 
     bool wanted() const { return bootloader || !serverFile.isEmpty(); }

@@ -23,12 +23,6 @@ bool UpgradePeers::start(QString &error)
             return false;
         }
     }
-    for (const QString &line : m_options.faults) {
-        if (!addFault(line)) {
-            error = QStringLiteral("--upgrade-fault '%1'").arg(line);
-            return false;
-        }
-    }
     return (!m_bootloader || m_bootloader->open(error)) && (!m_server || m_server->listen(error));
 }
 
@@ -42,6 +36,12 @@ QStringList UpgradePeers::endpoints() const
                          .arg(m_options.bindAddress.toString())
                          .arg(m_server->port()));
     return lines;
+}
+
+QString UpgradePeers::execute(const QString &faultLine)
+{
+    const QString line = faultLine.simplified();
+    return addFault(line) ? QStringLiteral("ok") : QStringLiteral("error: no such fault: ") + line;
 }
 
 bool UpgradePeers::addFault(const QString &line)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "SimMode.h"
 #include "UpgradeBootloader.h"
 #include "UpgradeOptions.h"
 #include "UpgradeServer.h"
@@ -10,15 +11,14 @@
 #include <optional>
 
 /// The far ends that the options ask for, with one log. Fault lines begin with "boot" or "server".
-class UpgradePeers
+class UpgradePeers : public SimMode
 {
 public:
     explicit UpgradePeers(const UpgradeOptions &options);
 
-    /// False with a text in `error`.
-    bool start(QString &error);
-    /// One line for each endpoint, for programs to read.
-    QStringList endpoints() const;
+    bool start(QString &error) override;
+    QStringList endpoints() const override;
+    QString execute(const QString &faultLine) override;
 
 private:
     bool addFault(const QString &line);

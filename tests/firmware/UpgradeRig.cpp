@@ -45,7 +45,7 @@ UpgradeRig::UpgradeRig(const Setup &setup)
                           u"--upgrade-ask-delay"_s,
                           QString::number(setup.askDelayMs)};
     for (const QString &fault : setup.faults)
-        arguments << u"--upgrade-fault"_s << fault;
+        arguments << u"--fault"_s << fault;
     m_sim.emplace(arguments);
     m_port = m_sim->ptyPath();
 

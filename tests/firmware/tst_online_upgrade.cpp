@@ -218,8 +218,8 @@ void TestOnlineUpgrade::uidWaitsForServerWithoutFreezing()
 {
     // The server hangs up on the first connection; the second comes while the UID waits, and
     // while the bootloader grows impatient.
-    UpgradeRig rig({.faults = {u"server hangup 1"_s, u"boot again 50"_s},
-                    .times = {.settleMs = 20, .serverWaitMs = 60000, .reconnectMs = 1500}});
+    UpgradeRig rig({.faults = {u"server hangup 1"_s, u"boot again 3"_s},
+                    .times = {.settleMs = 20, .serverWaitMs = 60000, .reconnectMs = 2000}});
     int ticks = 0;
     QTimer ticker;
     QObject::connect(&ticker, &QTimer::timeout, &ticker, [&] {

@@ -64,7 +64,7 @@ public:
 
     struct Verdict
     {
-        bool accepted;
+        bool accepted = false;
         Actions actions;
     };
 
