@@ -13,7 +13,7 @@ namespace {
 struct Motion
 {
     QLatin1StringView command;
-    MotionGuard::Kind kind;
+    MotionGuard::Kind kind = MotionGuard::Move;
 };
 
 constexpr std::array kMotions = {

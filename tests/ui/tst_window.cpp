@@ -1,5 +1,6 @@
 #include "UiHarness.h"
 
+#include <QQmlExpression>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -98,6 +99,8 @@ private slots:
     void shortDragSendsNoMotion();
     void escapeClosesTheMenu();
     void recordButtonFollowsThePod();
+    void thermalButtonsFollowTheModel_data();
+    void thermalButtonsFollowTheModel();
     void overlayShowsThePod();
     void silentPodIsMarked();
     void trackButtonTellsTheTarget();
@@ -349,6 +352,40 @@ void TestWindow::recordButtonFollowsThePod()
     QTRY_COMPARE_WITH_TIMEOUT(icon(), u"pause-solid.svg"_s, kWaitMs);
     ui.click(u"recordbutton"_s);
     QCOMPARE(ui.pod().waitForFrames(1), QStringList{shortFrame(0x12, 0x02)});
+}
+
+void TestWindow::thermalButtonsFollowTheModel_data()
+{
+    QTest::addColumn<int>("model"); // the pod's code
+    for (const int code : {1, 36, 45, 46})
+        QTest::addRow("model %d", code) << code;
+}
+
+void TestWindow::thermalButtonsFollowTheModel()
+{
+    QFETCH(int, model);
+    UiHarness ui;
+    const double full = ui.item(u"podControlsTools"_s)->height();
+    QVERIFY(ui.item(u"hzhbutton"_s)->isVisible()); // nothing known yet: everything is offered
+    QByteArray version(11, '\0');
+    version[0] = char(0xee);
+    version[1] = 0x06;
+    version[2] = 11;
+    version[3] = 'C';
+    version[4] = char(model);
+    ui.pod().send(version);
+    QTRY_VERIFY_WITH_TIMEOUT(!ui.backend().versionno().isEmpty(), kWaitMs);
+    auto *button = ui.item(u"hzhbutton"_s);
+    const bool thermal =
+        QQmlExpression(qmlContext(button), button, u"Models.hasThermal(cMain.versionno)"_s)
+            .evaluate()
+            .toBool();
+    QCOMPARE(button->isVisible(), thermal);
+    QCOMPARE(ui.item(u"wcbutton"_s)->isVisible(), thermal);
+    // A hidden button leaves no gap.
+    constexpr double kTwoButtons = 2 * (40 + 8);
+    QTRY_COMPARE_WITH_TIMEOUT(ui.item(u"podControlsTools"_s)->height(),
+                              thermal ? full : full - kTwoButtons, kWaitMs);
 }
 
 void TestWindow::overlayShowsThePod()
