@@ -53,7 +53,10 @@ Rectangle {
         console.log("页面切换到:", currentPage);
         pageChanged(currentPage);
     }
-    onVisibleChanged: {
+    onVisibleChanged: followVisibility()
+
+    // Pages are made when the drawer is first shown, so that start-up does not pay for them.
+    function followVisibility() {
         opened = visible;
         if (visible)
             pageLoader.active = true;
@@ -173,6 +176,7 @@ Rectangle {
     }
 
     Component.onCompleted: {
+        followVisibility();
         // Without the module the component is in error, silently: no joystick then.
         const component = Qt.createComponent("drawer/JoystickSource.qml");
         if (component.status === Component.Ready)

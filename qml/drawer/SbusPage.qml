@@ -25,7 +25,7 @@ DrawerPage {
     }
 
     function choose(entry: int, channel: int) {
-        const changed = map.length > 0 ? map.slice() : new Array(namedEntries).fill(0);
+        const changed = map.slice();
         changed[entry] = channel;
         map = changed;
         edited = true;
@@ -75,7 +75,8 @@ DrawerPage {
 
                 SbusChannelChoice {
                     objectName: "sbusChoice" + row.index
-                    channel: page.map[row.index] ?? 0
+                    enabled: sbusMemory.isRead
+                    channel: page.map[row.index] ?? -1
                     channelCount: page.channelCount
                     onChosen: index => page.choose(row.index, index)
                 }
