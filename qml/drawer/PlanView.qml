@@ -104,9 +104,12 @@ Rectangle {
         objectName: "planNotice"
         color: Theme.drawerWarning
         font.pixelSize: 12
-        text: !plan.mapData ? Texts.mapStopped
-                            : [plan.targetKnown ? "" : Texts.targetUnknown,
-                               plan.planeKnown ? "" : Texts.planeUnknown].filter(t => t).join("\n")
+        text: {
+            if (!plan.mapData)
+                return Texts.mapStopped;
+            const lines = plan.targetKnown ? "" : Texts.targetUnknown + "\n";
+            return plan.planeKnown ? lines : lines + Texts.planeUnknown;
+        }
         wrapMode: Text.Wrap
     }
 

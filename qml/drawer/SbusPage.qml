@@ -1,5 +1,4 @@
 import QtQuick
-import QtQuick.Layouts
 import "../style"
 
 // Page 3: which SBUS channel does what. The pod's map has 24 entries; thirteen have a meaning here,
