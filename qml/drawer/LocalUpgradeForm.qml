@@ -37,6 +37,7 @@ Section {
         drawerActions.giveFocusBack();
     }
 
+    objectName: "localUpgradeForm"
     caption: Texts.localSection
 
     FileDialog {
