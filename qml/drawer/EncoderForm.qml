@@ -1,5 +1,4 @@
 import QtQuick
-import QtQuick.Layouts
 import "../style"
 
 // The pod's video-encoder module. Its addresses are shown and taken in the pod's own form, each

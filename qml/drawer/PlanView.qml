@@ -56,9 +56,10 @@ Rectangle {
     }
 
     function follow() {
-        if (centre !== free) {
-            centreLatitude = centre === onPlane ? planeLatitude : targetLatitude;
-            centreLongitude = centre === onPlane ? planeLongitude : targetLongitude;
+        // From the data itself: the properties that are bound to it may follow later.
+        if (mapData && centre !== free) {
+            centreLatitude = centre === onPlane ? mapData.sharedLat : mapData.defaultLat;
+            centreLongitude = centre === onPlane ? mapData.sharedLon : mapData.defaultLon;
         }
         canvas.requestPaint();
     }
