@@ -1,5 +1,4 @@
 import QtQuick
-import QtQuick.Controls
 import "drawer"
 import "style"
 
@@ -53,7 +52,10 @@ Rectangle {
         console.log("页面切换到:", currentPage);
         pageChanged(currentPage);
     }
-    onVisibleChanged: {
+    onVisibleChanged: followVisibility()
+
+    // Pages are made when the drawer is first shown, so that start-up does not pay for them.
+    function followVisibility() {
         opened = visible;
         if (visible)
             pageLoader.active = true;
@@ -173,6 +175,7 @@ Rectangle {
     }
 
     Component.onCompleted: {
+        followVisibility();
         // Without the module the component is in error, silently: no joystick then.
         const component = Qt.createComponent("drawer/JoystickSource.qml");
         if (component.status === Component.Ready)

@@ -13,6 +13,7 @@ RowLayout {
     }
     RowLayout {
         id: row
+        Layout.fillWidth: false
         spacing: Theme.drawerSpacing
     }
 }

@@ -43,6 +43,14 @@ QtObject {
         return refusal === "";
     }
 
+    // Whoever closes the link ends first what it keeps moving.
+    function endMotions() {
+        if (typeof motion !== "undefined")
+            motion.releaseAll();
+        if (root.joystick)
+            root.joystick.releaseAll();
+    }
+
     function report(text: string, color: string) {
         statusText.text = text;
         statusText.color = color;

@@ -20,6 +20,7 @@ Button {
     leftPadding: 10
     rightPadding: 10
     focusPolicy: Qt.NoFocus
+    font.capitalization: Font.MixedCase
     font.pixelSize: Theme.drawerFontSize
 
     ToolTip.delay: Theme.tipDelayMs

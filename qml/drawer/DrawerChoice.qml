@@ -28,6 +28,7 @@ ComboBox {
     bottomPadding: 0
     leftPadding: 8
     rightPadding: 26
+    displayText: currentIndex < 0 && !editable ? Texts.notChosen : currentText
     focusPolicy: editable ? Qt.ClickFocus : Qt.NoFocus
     font.pixelSize: Theme.drawerFontSize
     onActivated: index => {

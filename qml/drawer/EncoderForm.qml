@@ -1,5 +1,4 @@
 import QtQuick
-import QtQuick.Layouts
 import "../style"
 
 // The pod's video-encoder module. Its addresses are shown and taken in the pod's own form, each
@@ -21,14 +20,16 @@ Section {
     }
 
     function send() {
-        const codes = [bitratecombo, resolutioncombo, encodetypecombo].map(box => box.currentIndex);
+        const indices = [bitratecombo.currentIndex, resolutioncombo.currentIndex,
+            encodetypecombo.currentIndex];
         if (!Validation.isIpAddress(ipaddresstext.text) || !Validation.isIpAddress(gatewaytext.text)
-                || codes.some(index => index < 0)) {
+                || Math.min(...indices) < 0) {
             customDialog.show(Texts.badEncoder);
             return;
         }
         const values = [...Validation.addressBytes(ipaddresstext.text),
-            ...codes.map(index => index + firstCode), ...Validation.addressBytes(gatewaytext.text)];
+            ...Array.from(indices, index => index + firstCode),
+            ...Validation.addressBytes(gatewaytext.text)];
         if (drawerActions.perform(() => cMain.setB7N(values)))
             customDialog.show(Texts.encoderSet);
     }

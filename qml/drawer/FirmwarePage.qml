@@ -1,5 +1,4 @@
 import QtQuick
-import "../style"
 
 // Page 6: firmware from the upgrade server, or from a file over the serial port.
 DrawerPage {

@@ -1,5 +1,4 @@
 import QtQuick
-import QtQuick.Layouts
 import "../style"
 
 // Page 0: the ways to the pod and its encoder module.

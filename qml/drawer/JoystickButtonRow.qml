@@ -16,6 +16,7 @@ RowLayout {
     spacing: Theme.drawerSpacing
 
     RowLayout {
+        Layout.fillWidth: false
         Layout.preferredWidth: Theme.drawerLabelWidth
         spacing: 6
 

@@ -16,10 +16,10 @@ Section {
     required property string buttonName
     property string buttonTip: ""
 
-    // Checks and stores what was entered; true when it can be opened.
-    property var prepare: () => false
-    // Opens the link; true when it is open.
-    property var openLink: () => false
+    // Replaced by the user. Checks and stores what was entered; true when it can be opened.
+    function prepare(): bool { return false; }
+    // Replaced by the user. Opens the link; true when it is open.
+    function openLink(): bool { return false; }
 
     readonly property bool linked: drawerActions.hasBackend && cMain.isConnected
                                    && cMain.connectionType === type
@@ -33,6 +33,7 @@ Section {
     }
 
     function closeNow() {
+        drawerActions.endMotions();
         if (!drawerActions.perform(() => cMain.disconnect()))
             return;
         console.log(closedLog);
@@ -41,6 +42,7 @@ Section {
 
     function openNow() {
         let open = false;
+        drawerActions.endMotions();
         drawerActions.perform(() => open = openLink(), false);
         if (!drawerActions.hasBackend)
             return;

@@ -26,6 +26,7 @@ Section {
             return;
         }
         root.updateType = 1;
+        drawerActions.endMotions();
         drawerActions.perform(() => cMain.updateFirmwareByCom(port, baudRate, path));
     }
 
@@ -36,6 +37,7 @@ Section {
         drawerActions.giveFocusBack();
     }
 
+    objectName: "localUpgradeForm"
     caption: Texts.localSection
 
     FileDialog {
@@ -43,7 +45,7 @@ Section {
         objectName: "fileDialog"
         title: Texts.chooseFile
         nameFilters: [Texts.allFiles, "Bin Files (*.Txt)"]
-        onAccepted: filedirectionInput.text = form.localPath(selectedFile.toString())
+        onAccepted: filedirectionInput.text = form.localPath(String(selectedFile))
         onVisibleChanged: {
             if (!visible)
                 drawerActions.giveFocusBack();

@@ -29,7 +29,8 @@ Popup {
         border.color: Theme.drawerBorder
     }
 
-    contentItem: ColumnLayout {
+    ColumnLayout {
+        anchors.fill: parent
         spacing: 8
 
         Text {

@@ -12,6 +12,7 @@ QtObject {
     readonly property bool transferring: root.updateType === 0 && percent > 0 && percent < 100
 
     function start() {
+        drawerActions.endMotions();
         const closed = drawerActions.perform(() => {
             if (cMain.isConnected)
                 cMain.disconnect();

@@ -2,12 +2,15 @@ import QtQuick
 import QtQuick.Layouts
 import "../style"
 
-// The page's title and the button that closes the drawer.
+// The page's title and the button that closes the drawer. The right end stays free: the window's
+// link panel stands there.
 RowLayout {
     id: header
 
     property alias title: titleText.text
     signal closeClicked()
+
+    readonly property int linkPanelWidth: 100
 
     height: 42
     spacing: 0
@@ -25,7 +28,7 @@ RowLayout {
     DrawerButton {
         objectName: "drawerCloseButton"
         Layout.preferredWidth: Theme.drawerRowHeight
-        Layout.rightMargin: Theme.drawerMargin
+        Layout.rightMargin: header.linkPanelWidth + Theme.gap
         flat: true
         text: "✕"
         tip: Texts.tipCloseDrawer

@@ -60,12 +60,8 @@ Canvas {
         context.strokeStyle = "white";
         context.lineWidth = 1.5;
         context.beginPath();
-        corners.forEach(([x, y], i) => {
-            if (i === 0)
-                context.moveTo(x * iconRadius, y * iconRadius);
-            else
-                context.lineTo(x * iconRadius, y * iconRadius);
-        });
+        for (const [x, y] of corners)
+            context.lineTo(x * iconRadius, y * iconRadius);
         context.closePath();
         context.fill();
         context.stroke();

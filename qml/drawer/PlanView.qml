@@ -56,9 +56,10 @@ Rectangle {
     }
 
     function follow() {
-        if (centre !== free) {
-            centreLatitude = centre === onPlane ? planeLatitude : targetLatitude;
-            centreLongitude = centre === onPlane ? planeLongitude : targetLongitude;
+        // From the data itself: the properties that are bound to it may follow later.
+        if (mapData && centre !== free) {
+            centreLatitude = centre === onPlane ? mapData.sharedLat : mapData.defaultLat;
+            centreLongitude = centre === onPlane ? mapData.sharedLon : mapData.defaultLon;
         }
         canvas.requestPaint();
     }
@@ -104,9 +105,12 @@ Rectangle {
         objectName: "planNotice"
         color: Theme.drawerWarning
         font.pixelSize: 12
-        text: !plan.mapData ? Texts.mapStopped
-                            : [plan.targetKnown ? "" : Texts.targetUnknown,
-                               plan.planeKnown ? "" : Texts.planeUnknown].filter(t => t).join("\n")
+        text: {
+            if (!plan.mapData)
+                return Texts.mapStopped;
+            const lines = plan.targetKnown ? "" : Texts.targetUnknown + "\n";
+            return plan.planeKnown ? lines : lines + Texts.planeUnknown;
+        }
         wrapMode: Text.Wrap
     }
 

@@ -12,17 +12,24 @@ DrawerPage {
         RowLayout {
             Layout.fillWidth: true
 
+            Item {
+                Layout.fillWidth: true
+            }
             TrimPad {
-                Layout.alignment: Qt.AlignHCenter
                 caption: Texts.fineTrim
                 set: 1
                 trimSize: 0
             }
+            Item {
+                Layout.fillWidth: true
+            }
             TrimPad {
-                Layout.alignment: Qt.AlignHCenter
                 caption: Texts.coarseTrim
                 set: 2
                 trimSize: 1
+            }
+            Item {
+                Layout.fillWidth: true
             }
         }
     }

@@ -1,5 +1,4 @@
 import QtQuick
-import QtQuick.Layouts
 import "../style"
 
 // Page 3: which SBUS channel does what. The pod's map has 24 entries; thirteen have a meaning here,
@@ -25,7 +24,7 @@ DrawerPage {
     }
 
     function choose(entry: int, channel: int) {
-        const changed = map.length > 0 ? map.slice() : new Array(namedEntries).fill(0);
+        const changed = map.slice();
         changed[entry] = channel;
         map = changed;
         edited = true;
@@ -75,7 +74,8 @@ DrawerPage {
 
                 SbusChannelChoice {
                     objectName: "sbusChoice" + row.index
-                    channel: page.map[row.index] ?? 0
+                    enabled: sbusMemory.isRead
+                    channel: page.map[row.index] ?? -1
                     channelCount: page.channelCount
                     onChosen: index => page.choose(row.index, index)
                 }

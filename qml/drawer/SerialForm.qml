@@ -12,7 +12,7 @@ LinkForm {
     buttonName: "comButton"
     buttonTip: Texts.tipSerial
 
-    prepare: () => {
+    function prepare(): bool {
         if (portslist.portName === "") {
             drawerActions.report(Texts.noPort, "red");
             customDialog.show(Texts.noPort);
@@ -29,7 +29,9 @@ LinkForm {
         drawerActions.report(Texts.serialConnecting + portslist.portName + " " + baudRate, "orange");
         return true;
     }
-    openLink: () => cMain.connectSerial(mainWindow.oldComPort, mainWindow.oldBaudRate)
+    function openLink(): bool {
+        return cMain.connectSerial(mainWindow.oldComPort, mainWindow.oldBaudRate);
+    }
 
     fields: [
         PortChoice {

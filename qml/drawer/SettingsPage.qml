@@ -1,5 +1,4 @@
 import QtQuick
-import QtQuick.Layouts
 import "../style"
 
 // Page 2: the camera's functions. The pod reports only tracking and focus of these; the other

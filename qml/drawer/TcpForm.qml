@@ -14,7 +14,7 @@ LinkForm {
     buttonName: "tcpButton"
     buttonTip: Texts.tipTcp
 
-    prepare: () => {
+    function prepare(): bool {
         const port = Validation.integerIn(portInput.text, 1, Validation.largestPort);
         if (!Validation.isIpAddress(ipInput.text) || isNaN(port)) {
             customDialog.show(isNaN(port) ? Texts.badPort : Texts.badAddress);
@@ -28,7 +28,9 @@ LinkForm {
         drawerActions.report(Texts.tcpConnecting + address + ":" + port, "orange");
         return true;
     }
-    openLink: () => cMain.connectTCP(mainWindow.oldDeviceIp, mainWindow.oldDevicePort)
+    function openLink(): bool {
+        return cMain.connectTCP(mainWindow.oldDeviceIp, mainWindow.oldDevicePort);
+    }
 
     fields: [
         DrawerField {

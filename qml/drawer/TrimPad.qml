@@ -11,6 +11,7 @@ GridLayout {
     required property int set
     required property int trimSize
 
+    Layout.fillWidth: false
     columnSpacing: 4
     columns: 3
     rowSpacing: 4

@@ -53,6 +53,7 @@ QtObject {
     readonly property string backendMissing: pick("错误: cMain 未初始化",
         "Error: cMain is not initialised")
     readonly property string ok: pick("确定", "OK")
+    readonly property string notChosen: pick("未选择", "not chosen")
     readonly property string apply: pick("应用", "Set")
     readonly property string set: pick("设置", "Set")
     readonly property string query: pick("查询", "Query")
