@@ -71,6 +71,25 @@ QRectF letterboxed(const QSize &picture, const QRectF &area)
     return target;
 }
 
+/// drawImage() hands a large picture to helper threads piece by piece and waits for them; the GUI
+/// thread would stand still for as long as others keep those from a processor. Bands too small to
+/// be shared out cost no more in sum and make the same picture.
+void drawScaled(QPainter &painter, const QRectF &target, const QImage &picture)
+{
+    constexpr int kBandPixels = 32768; // what QPainter draws by itself
+    // In device pixels, so that no scale of the screen puts a band's edge between two of them.
+    const QRectF scaled = painter.transform().mapRect(target);
+    const QRect area = scaled.toAlignedRect();
+    const int rows = std::max(1, kBandPixels / std::max(1, area.width()));
+    for (int top = area.top(); top <= area.bottom(); top += rows) {
+        painter.save();
+        painter.resetTransform();
+        painter.setClipRect(area.left(), top, area.width(), rows, Qt::IntersectClip);
+        painter.drawImage(scaled, picture, QRectF(picture.rect()));
+        painter.restore();
+    }
+}
+
 void paintTexts(QPainter &painter, const QRectF &area, const QString &status, const QString &retry,
                 TextSizes sizes)
 {
@@ -283,7 +302,7 @@ void VideoRenderer::paintWithoutPicture(QPainter &painter) const
 void VideoRenderer::paintPicture(QPainter &painter) const
 {
     const QRectF target = letterboxed(m_currentFrame.size(), boundingRect());
-    painter.drawImage(target, m_currentFrame, QRectF(m_currentFrame.rect()));
+    drawScaled(painter, target, m_currentFrame);
     if (m_status == kPlayingStatus)
         return;
     painter.fillRect(target, QColor(0, 0, 0, kShadeAlpha));

@@ -5,6 +5,7 @@
 
 #include <QImage>
 #include <QPainter>
+#include <QRandomGenerator>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -71,6 +72,8 @@ private slots:
     void errorTexts();
     void paintsLetterboxed_data();
     void paintsLetterboxed();
+    void paintsWithoutSeams_data();
+    void paintsWithoutSeams();
     void paintsTexts();
     void lossIsTriedAgainUntilGivenUp();
     void failedFirstOpenIsTriedAgain();
@@ -161,6 +164,46 @@ void TestRenderer::paintsLetterboxed()
     // Nothing of the status over a playing picture: all of it is white, all else black.
     QCOMPARE(litPixels(canvas, canvas.rect()), picture.width() * picture.height());
     QCOMPARE(litPixels(canvas, picture), picture.width() * picture.height());
+}
+
+void TestRenderer::paintsWithoutSeams_data()
+{
+    QTest::addColumn<QSize>("picture");
+    QTest::addColumn<double>("scale");
+    QTest::newRow("shrunk") << QSize(1920, 1080) << 1.0;
+    QTest::newRow("on a screen scaled by a fraction") << QSize(1920, 1080) << 1.25;
+    QTest::newRow("enlarged, at an odd scale") << QSize(320, 240) << 1.7;
+}
+
+// The picture is drawn in bands and must look as if drawn at once.
+void TestRenderer::paintsWithoutSeams()
+{
+    QFETCH(QSize, picture);
+    QFETCH(double, scale);
+    const QSize size(1000, 701);
+    QImage noise(picture, QImage::Format_RGBA8888);
+    QRandomGenerator random(7);
+    for (int y = 0; y < noise.height(); ++y) {
+        for (int x = 0; x < noise.width(); ++x)
+            noise.setPixel(x, y, random.generate() | 0xff000000U);
+    }
+    VideoRenderer item;
+    item.setSize(size);
+    give(item, noise);
+    QImage canvas((QSizeF(size) * scale).toSize(), QImage::Format_RGB32);
+    QImage expected = canvas;
+    {
+        QPainter painter(&canvas);
+        painter.scale(scale, scale);
+        item.paint(&painter);
+    }
+    {
+        QPainter painter(&expected);
+        painter.scale(scale, scale);
+        painter.fillRect(QRectF({}, size), Qt::black);
+        painter.drawImage(item.contentRect(), noise, QRectF(noise.rect()));
+    }
+    QVERIFY(canvas == expected);
 }
 
 void TestRenderer::paintsTexts()
