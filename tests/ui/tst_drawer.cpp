@@ -239,6 +239,7 @@ private slots:
     void languageChangesEveryPageAndIsKept();
     void speedIsWrittenWhenTheHandleIsReleased();
     void keyboardReturnsToTheVideo();
+    void joystickPageAssigns();
     void planFollowsThePod();
     void onlineUpgradeClosesTheLinkFirst();
     void fileUrlBecomesAPath_data();
@@ -624,6 +625,30 @@ void TestDrawer::keyboardReturnsToTheVideo()
     QCOMPARE(ui.pod().waitForFrames(1), QStringList{shown(longFrame("ee84003c000000"))});
     pick(ui, u"comboboxfrequency"_s, 0);
     QTRY_VERIFY_WITH_TIMEOUT(ui.video()->hasActiveFocus(), kWaitMs);
+}
+
+void TestDrawer::joystickPageAssigns()
+{
+    DrawerUi ui;
+    const auto *const joystick = ui.property(u"podControlDrawer"_s, "joystick").value<QObject *>();
+    if (!joystick || !joystick->property("available").toBool())
+        QSKIP("no joystick support in this build");
+    openPage(ui, Joystick);
+    pick(ui, u"axisFunction_y"_s, 2);
+    QCOMPARE(ui.property(u"axisFunction_y"_s, "displayText").toString(), u"俯仰角"_s);
+    ui.click(u"axisInverted_y"_s);
+    pick(ui, u"btn2_1"_s, 3);
+    pick(ui, u"combo2_2"_s, 10);
+    const auto entry = [&](const char *list, int index) {
+        return joystick->property(list).value<QList<int>>().at(index);
+    };
+    QCOMPARE(entry("axisFunctions", 1), 2);
+    QVERIFY(joystick->property("axisInverted").value<QList<bool>>().at(1));
+    QCOMPARE(entry("shortActions", 1), 2);
+    QCOMPARE(entry("longActions", 1), 9);
+    openPage(ui, Functions);
+    ui.click(u"osdshowrowSwitch"_s);
+    QVERIFY(!joystick->property("osdOn").toBool());
 }
 
 void TestDrawer::planFollowsThePod()
