@@ -25,8 +25,7 @@ PodSim::PodSim(const QStringList &extraArguments)
         const QString line = QString::fromUtf8(*output);
         if (line.startsWith(QLatin1String("control tcp")))
             m_controlPort = portOf(line);
-        else if (line.startsWith(QLatin1String("control pty"))
-                 || line.startsWith(QLatin1String("upgrade pty")))
+        else if (line.contains(QLatin1String(" pty ")))
             m_ptyPath = line.section(u' ', -1);
         else if (line.startsWith(QLatin1String("video rtsp")))
             m_rtspUrl = line.section(u' ', -1);
