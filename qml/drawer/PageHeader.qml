@@ -10,7 +10,7 @@ RowLayout {
     property alias title: titleText.text
     signal closeClicked()
 
-    readonly property int linkPanelWidth: 100
+    readonly property int linkPanelWidth: 126
 
     height: 42
     spacing: 0

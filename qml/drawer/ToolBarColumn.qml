@@ -43,9 +43,14 @@ Rectangle {
                 focusPolicy: Qt.NoFocus
                 onClicked: bar.pageChosen(index)
 
-                ToolTip.delay: Theme.tipDelayMs
-                ToolTip.text: Texts.pageTitles[index]
-                ToolTip.visible: hovered
+                // Beside the bar: above, it would cover the next button.
+                ToolTip {
+                    x: -width - Theme.drawerMargin
+                    y: (parent.height - height) / 2
+                    delay: Theme.tipDelayMs
+                    text: Texts.pageTitles[button.index]
+                    visible: button.hovered
+                }
 
                 background: Rectangle {
                     radius: 4
