@@ -104,7 +104,6 @@ void JoystickInput::setBackend(QObject *backend)
     if (next == m_backend)
         return;
     releaseAll();
-    m_owedStops.clear();
     if (m_backend)
         m_backend->QObject::disconnect(this);
     m_backend = next;
@@ -256,11 +255,9 @@ bool JoystickInput::isLinkUp() const
 
 void JoystickInput::handleLinkChanged(bool up)
 {
-    if (!up) {
+    // The stops of what moved are the backend's to send when the link is back.
+    if (!up)
         releaseAll();
-        return;
-    }
-    send(std::exchange(m_owedStops, {}));
 }
 
 void JoystickInput::handleStatusChanged()
@@ -286,7 +283,5 @@ void JoystickInput::send(const QList<PodCommand> &commands)
         // Asked each time: a signal that an earlier command raises may close the link.
         if (isLinkUp())
             invoke(m_backend, command);
-        else if (command.isStop())
-            m_owedStops.append(command);
     }
 }

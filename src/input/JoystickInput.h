@@ -121,7 +121,7 @@ private:
     void changeAssignment(const input::JoystickAssignment &assignment);
     bool isLinkUp() const;
     void perform(input::ButtonAction action);
-    /// Sends what can be sent; of what cannot, the stops are owed.
+    /// Sends what can be sent; a lost link is owed its stops by the backend.
     void send(const QList<input::PodCommand> &commands);
 
     input::SdlJoystick m_device;
@@ -129,7 +129,6 @@ private:
     input::ActionResolver m_actions;
     input::JoystickReadings m_readings; // after the dead zone
     QPointer<CMain> m_backend;
-    QList<input::PodCommand> m_owedStops; // fell due while the link was down
     QTimer m_pollTimer;
     QElapsedTimer m_clock;
     int m_zoomSpeed = 4;
