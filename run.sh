@@ -40,7 +40,7 @@ rtspIp=$rtsp
 deviceIp=127.0.0.1
 devicePort=$control
 
-[General]
+[%General]
 languageIndex=${PODCONSOLE_LANGUAGE:-0}
 INI
 
