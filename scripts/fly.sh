@@ -70,6 +70,8 @@ wait_for "connection" 100 logged "TCP连接成功"
 click "${gimbal_page[@]}"
 click "${data_button[@]}"
 shot 3-gimbal-page
+xdotool mousemove "${video_middle[@]}"
+sleep 1
 click "${settings_icon[@]}"
 xdotool mousemove "${video_middle[@]}"
 sleep 1
