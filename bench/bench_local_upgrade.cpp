@@ -213,11 +213,7 @@ void runLrzsz(Receiver &receiver, const QString &path)
     process.waitForFinished(kRunLimitMs);
 }
 
-enum class Sender : quint8
-{
-    Ours,
-    Lrzsz
-};
+enum class Sender : quint8 { Ours, Lrzsz };
 
 Outcome measure(Sender sender, int baud, const QByteArray &content, const QString &path)
 {

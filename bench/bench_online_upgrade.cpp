@@ -136,8 +136,8 @@ int openTerminal(QString &slavePath)
 {
     const int master = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
     std::array<char, 128> name{};
-    if (master < 0 || grantpt(master) != 0 || unlockpt(master) != 0 ||
-        ptsname_r(master, name.data(), name.size()) != 0) {
+    if (master < 0 || grantpt(master) != 0 || unlockpt(master) != 0
+        || ptsname_r(master, name.data(), name.size()) != 0) {
         std::perror("pseudo terminal");
         std::exit(1);
     }

@@ -57,7 +57,8 @@ void declare(QCommandLineParser &parser)
     add("fault", "A fault line to carry out at the start; may be repeated.", "line");
     add("log", "Write the log there instead of standard error.", "file");
     add("exit-with-parent", "Quit when standard input is closed.");
-    add("upgrade-bootloader", "Instead of the pod, be its bootloader in a server-assisted upgrade.");
+    add("upgrade-bootloader",
+        "Instead of the pod, be its bootloader in a server-assisted upgrade.");
     add("image", "Write the firmware that the bootloader received there.", "file");
     add("upgrade-ask-delay", "Pause before the bootloader asks for the UUID.", "ms", "300");
     add("upgrade-server", "Instead of the pod, be the upgrade server, with this image.", "file");

@@ -12,7 +12,7 @@
 namespace {
 
 constexpr int kStepMs = 10;
-constexpr int kFrameGapMs = 4;     // between two frames, where the rate leaves room for it
+constexpr int kFrameGapMs = 4; // between two frames, where the rate leaves room for it
 constexpr int kGapUpToRateHz = 100;
 constexpr std::array kFrequencies = {25, 50, 10, 5, 1}; // by the command's index
 
@@ -26,8 +26,8 @@ Simulator::Simulator(const SimOptions &options, QObject *parent)
                      [this](bool plain) { setStatusType(plain); },
                      [this](int index) {
                          model.statusFrequency = index;
-                         setStatusRate(kFrequencies[std::min(std::size_t(index),
-                                                             kFrequencies.size() - 1)]);
+                         setStatusRate(
+                             kFrequencies[std::min(std::size_t(index), kFrequencies.size() - 1)]);
                      },
                      [this] { restartRtsp(); }})
 {
@@ -50,7 +50,8 @@ bool Simulator::start(QString &error)
         }
     }
     if (!tcp.listen(m_options.bindAddress, m_options.controlPort)) {
-        error = QStringLiteral("control port %1: %2").arg(m_options.controlPort).arg(tcp.errorString());
+        error =
+            QStringLiteral("control port %1: %2").arg(m_options.controlPort).arg(tcp.errorString());
         return false;
     }
     if (m_options.pty && !m_pty.open(m_options.ptyLink, error))
@@ -80,15 +81,15 @@ bool Simulator::startVideo(QString &error)
 
 QStringList Simulator::endpoints() const
 {
-    QStringList lines = {QStringLiteral("control tcp %1:%2")
-                             .arg(m_options.bindAddress.toString())
-                             .arg(tcp.port())};
+    QStringList lines = {
+        QStringLiteral("control tcp %1:%2").arg(m_options.bindAddress.toString()).arg(tcp.port())};
     if (m_options.pty)
         lines.append(QStringLiteral("control pty %1").arg(m_pty.slavePath()));
     if (rtsp)
         lines.append(QStringLiteral("video %1").arg(rtsp->url()));
     if (udp)
-        lines.append(QStringLiteral("video udp://%1:%2").arg(m_options.udpHost).arg(m_options.udpPort));
+        lines.append(
+            QStringLiteral("video udp://%1:%2").arg(m_options.udpHost).arg(m_options.udpPort));
     return lines;
 }
 
@@ -194,8 +195,9 @@ QString Simulator::execute(const QString &faultLine) { return faults::execute(*t
 
 void Simulator::log(const QString &line)
 {
-    const QByteArray text = QDateTime::currentDateTime().toString(QStringLiteral("hh:mm:ss.zzz ")).toUtf8()
-                            + line.toUtf8() + '\n';
+    const QByteArray text =
+        QDateTime::currentDateTime().toString(QStringLiteral("hh:mm:ss.zzz ")).toUtf8()
+        + line.toUtf8() + '\n';
     if (m_log.isOpen()) {
         m_log.write(text);
         m_log.flush();

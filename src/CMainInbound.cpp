@@ -97,8 +97,8 @@ void CMain::apply(const protocol::StatusFrame &status)
 
 void CMain::applyAttitude(const protocol::StatusFrame &status)
 {
-    if (qFuzzyCompare(status.roll, m_roll) && qFuzzyCompare(status.pitch, m_pitch) &&
-        qFuzzyCompare(status.yaw, m_yaw))
+    if (qFuzzyCompare(status.roll, m_roll) && qFuzzyCompare(status.pitch, m_pitch)
+        && qFuzzyCompare(status.yaw, m_yaw))
         return;
     m_roll = status.roll;
     m_pitch = status.pitch;
@@ -128,10 +128,10 @@ void CMain::applyZoom(const protocol::StatusFrame &status)
 
 void CMain::applyTarget(const protocol::StatusFrame &status)
 {
-    if (qFuzzyCompare(status.targetLatitude, m_targetLatitude) &&
-        qFuzzyCompare(status.targetLongitude, m_targetLongitude) &&
-        qFuzzyCompare(status.laserDistance, m_laserDistance) &&
-        status.targetAltitude == m_targetAltitude)
+    if (qFuzzyCompare(status.targetLatitude, m_targetLatitude)
+        && qFuzzyCompare(status.targetLongitude, m_targetLongitude)
+        && qFuzzyCompare(status.laserDistance, m_laserDistance)
+        && status.targetAltitude == m_targetAltitude)
         return;
     m_targetLatitude = status.targetLatitude;
     m_targetLongitude = status.targetLongitude;
@@ -142,9 +142,9 @@ void CMain::applyTarget(const protocol::StatusFrame &status)
 
 void CMain::applyPlane(const protocol::PlaneStatus &plane)
 {
-    if (qFuzzyCompare(plane.latitude, m_plane.latitude) &&
-        qFuzzyCompare(plane.longitude, m_plane.longitude) &&
-        qFuzzyCompare(plane.yaw, m_plane.yaw) && plane.altitude == m_plane.altitude)
+    if (qFuzzyCompare(plane.latitude, m_plane.latitude)
+        && qFuzzyCompare(plane.longitude, m_plane.longitude)
+        && qFuzzyCompare(plane.yaw, m_plane.yaw) && plane.altitude == m_plane.altitude)
         return;
     m_plane = plane;
     emit planeChanged();

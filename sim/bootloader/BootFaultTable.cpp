@@ -8,10 +8,7 @@
 namespace faults {
 namespace {
 
-Answer stateLine(Bootloader &b, Arguments)
-{
-    return b.stateText();
-}
+Answer stateLine(Bootloader &b, Arguments) { return b.stateText(); }
 
 Answer clearFaults(Bootloader &b, Arguments)
 {
@@ -19,10 +16,7 @@ Answer clearFaults(Bootloader &b, Arguments)
     return done();
 }
 
-Answer addFault(Bootloader &b, Arguments a)
-{
-    return done(b.faults.add(a));
-}
+Answer addFault(Bootloader &b, Arguments a) { return done(b.faults.add(a)); }
 
 Answer garble(Bootloader &b, Arguments a)
 {

@@ -27,12 +27,7 @@ constexpr auto kMoments = std::to_array<MomentName>({
 
 struct EffectName
 {
-    enum Argument : quint8
-    {
-        None,
-        Hex,
-        Milliseconds
-    };
+    enum Argument : quint8 { None, Hex, Milliseconds };
 
     const char *name;
     BootFaults::Effect effect;
@@ -113,8 +108,8 @@ bool BootFaults::add(const QStringList &words)
 std::optional<BootFaults::Fault> BootFaults::take(BootMoment moment, int block)
 {
     const auto fault = std::ranges::find_if(m_faults, [&](const Fault &candidate) {
-        return candidate.moment == moment && candidate.times != 0 &&
-               (candidate.block == kEveryBlock || candidate.block == block);
+        return candidate.moment == moment && candidate.times != 0
+               && (candidate.block == kEveryBlock || candidate.block == block);
     });
     if (fault == m_faults.end())
         return std::nullopt;

@@ -13,8 +13,7 @@
 class BootFaults
 {
 public:
-    enum class Effect : quint8
-    {
+    enum class Effect : quint8 {
         Silent, ///< no answer
         Wrong,  ///< other bytes instead
         Late,   ///< the answer, later

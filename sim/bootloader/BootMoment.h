@@ -3,8 +3,7 @@
 #include <QtGlobal>
 
 /// The moments at which the bootloader answers, in the order of an upgrade.
-enum class BootMoment : quint8
-{
+enum class BootMoment : quint8 {
     NewBoot,      ///< rebooted: "NEWBOOT"
     Phrase,       ///< unlocked
     Put,          ///< 'C', send the header

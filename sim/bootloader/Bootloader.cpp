@@ -41,10 +41,7 @@ QStringList Bootloader::endpoints() const
     return {QStringLiteral("bootloader pty %1").arg(m_link.slavePath())};
 }
 
-QString Bootloader::execute(const QString &faultLine)
-{
-    return faults::execute(*this, faultLine);
-}
+QString Bootloader::execute(const QString &faultLine) { return faults::execute(*this, faultLine); }
 
 void Bootloader::clearFaults()
 {
@@ -141,8 +138,8 @@ bool Bootloader::writeImage() const
         return true;
     QFile file(m_options.imagePath);
     const QByteArrayView image = m_receiver.image();
-    return file.open(QIODevice::WriteOnly) &&
-           file.write(image.data(), image.size()) == image.size() && file.flush();
+    return file.open(QIODevice::WriteOnly) && file.write(image.data(), image.size()) == image.size()
+           && file.flush();
 }
 
 void Bootloader::answer(BootMoment moment, const QByteArray &bytes, int block)

@@ -41,13 +41,7 @@ public:
     QString stateText() const;
 
 private:
-    enum class Stage : quint8
-    {
-        Application,
-        Locked,
-        Unlocked,
-        Receiving
-    };
+    enum class Stage : quint8 { Application, Locked, Unlocked, Receiving };
 
     void handleReceived(QByteArray bytes);
     void reboot();

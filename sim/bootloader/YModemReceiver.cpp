@@ -16,10 +16,7 @@ bool isAll(QByteArrayView bytes, char value)
     return std::ranges::all_of(bytes, [value](char byte) { return byte == value; });
 }
 
-quint8 byteAt(QByteArrayView bytes, qsizetype index)
-{
-    return static_cast<quint8>(bytes[index]);
-}
+quint8 byteAt(QByteArrayView bytes, qsizetype index) { return static_cast<quint8>(bytes[index]); }
 
 } // namespace
 

@@ -14,8 +14,7 @@
 class YModemReceiver
 {
 public:
-    enum class Header : quint8
-    {
+    enum class Header : quint8 {
         NameAndSize, ///< and zeros behind them, nothing else
         MoreFields,  ///< date, mode and more too, even behind the empty name that ends it all
     };
@@ -42,14 +41,7 @@ public:
     QStringList rejections() const { return m_rejections; }
 
 private:
-    enum class Stage : quint8
-    {
-        Header,
-        Data,
-        SecondEot,
-        NullHeader,
-        Complete
-    };
+    enum class Stage : quint8 { Header, Data, SecondEot, NullHeader, Complete };
 
     /// How many bytes the unit at the start of m_pending has; 0 for no start of any.
     qsizetype unitLength() const;

@@ -18,7 +18,7 @@ quint8 byteAt(const QByteArray &bytes, qsizetype offset)
 bool checksumHolds(const QByteArray &frame)
 {
     const quint8 sum = byteAt(frame, 0) == protocol::kShortSync ? protocol::shortChecksum(frame)
-                                                                 : protocol::longChecksum(frame);
+                                                                : protocol::longChecksum(frame);
     return sum == byteAt(frame, frame.size() - 1);
 }
 

@@ -45,8 +45,7 @@ void Outbox::enqueue(const QByteArray &bytes, int afterMs)
 {
     if (m_queue.size() >= kQueueMax)
         m_queue.dequeue();
-    m_queue.enqueue(
-        {bytes, Clock::now() + std::chrono::milliseconds(faults.delayMs + afterMs)});
+    m_queue.enqueue({bytes, Clock::now() + std::chrono::milliseconds(faults.delayMs + afterMs)});
 }
 
 void Outbox::release()

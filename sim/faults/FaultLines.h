@@ -32,10 +32,7 @@ inline std::optional<int> number(Arguments arguments, int index, int low, int hi
     return value;
 }
 
-inline Answer done(bool success = true)
-{
-    return success ? Answer(QString()) : std::nullopt;
-}
+inline Answer done(bool success = true) { return success ? Answer(QString()) : std::nullopt; }
 
 template<typename Target, std::size_t count>
 QString listRows(const std::array<Row<Target>, count> &rows)

@@ -30,7 +30,8 @@ Answer frameLine(Simulator &s, Arguments)
 {
     QString line = QString::number(s.receivedCount);
     for (const Simulator::ReceivedFrame &frame : s.receivedFrames)
-        line += QStringLiteral(" | %1 %2").arg(QString::fromLatin1(frame.bytes.toHex()), frame.meaning);
+        line +=
+            QStringLiteral(" | %1 %2").arg(QString::fromLatin1(frame.bytes.toHex()), frame.meaning);
     return line;
 }
 

@@ -10,15 +10,12 @@ constexpr qsizetype kTypeAt = 1;
 constexpr qsizetype kDataAt = 13;
 constexpr qsizetype kTailLength = 5; // four digits of checksum, carriage return
 
-bool isUpperHex(char c)
-{
-    return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'F');
-}
+bool isUpperHex(char c) { return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'F'); }
 
 bool isHexBetweenEnds(const QByteArray &line)
 {
-    return line.size() % 2 == 0 &&
-           std::all_of(line.cbegin() + kTypeAt, line.cend() - 1, isUpperHex);
+    return line.size() % 2 == 0
+           && std::all_of(line.cbegin() + kTypeAt, line.cend() - 1, isUpperHex);
 }
 
 quint16 checksum(const QByteArray &text)
@@ -75,8 +72,9 @@ bool parse(const QByteArray &line, Response &response, QString &error)
 
 QByteArray build(const Command &command)
 {
-    const QByteArray text = hex(command.type, 2) + hex(command.first, 4) + hex(command.second, 4) +
-                            hex(uint(command.data.size() - 1), 2) + command.data.toHex().toUpper();
+    const QByteArray text = hex(command.type, 2) + hex(command.first, 4) + hex(command.second, 4)
+                            + hex(uint(command.data.size() - 1), 2)
+                            + command.data.toHex().toUpper();
     return '~' + text + hex(checksum(text), 4) + '\r';
 }
 

@@ -33,10 +33,7 @@ QByteArray uidOf(int length)
     return uid;
 }
 
-QString hex(quint8 type)
-{
-    return QStringLiteral("%1").arg(type, 2, 16, QLatin1Char('0'));
-}
+QString hex(quint8 type) { return QStringLiteral("%1").arg(type, 2, 16, QLatin1Char('0')); }
 
 } // namespace
 
@@ -54,10 +51,7 @@ UpgradeBootloader::UpgradeBootloader(const UpgradeOptions &options, Log log, QOb
     });
 }
 
-bool UpgradeBootloader::open(QString &error)
-{
-    return m_link.open(m_options.ptyLink, error);
-}
+bool UpgradeBootloader::open(QString &error) { return m_link.open(m_options.ptyLink, error); }
 
 bool UpgradeBootloader::addFault(const QString &line)
 {
@@ -207,8 +201,8 @@ bool UpgradeBootloader::takeInOrder(const line_codec::Command &command)
         return takeChunk(command);
     for (const Expected &expected : kPlain) {
         if (expected.type == command.type && expected.step == m_step)
-            return command.data.size() == expected.length ||
-                   complain(QStringLiteral("length of %1").arg(hex(command.type)));
+            return command.data.size() == expected.length
+                   || complain(QStringLiteral("length of %1").arg(hex(command.type)));
     }
     return complain(QStringLiteral("%1 out of order").arg(hex(command.type)));
 }

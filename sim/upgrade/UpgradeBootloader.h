@@ -33,8 +33,7 @@ public:
     bool addFault(const QString &line);
 
 private:
-    enum class Step : quint8
-    {
+    enum class Step : quint8 {
         WantsStart,
         TellsUid,
         WantsDelay,
@@ -47,12 +46,7 @@ private:
         WantsChunks,
         Done,
     };
-    enum class Spoil : quint8
-    {
-        Nothing,
-        LowerCase,
-        Length
-    };
+    enum class Spoil : quint8 { Nothing, LowerCase, Length };
 
     struct Misanswer
     {

@@ -50,8 +50,8 @@ void drawSky(QPainter &painter, QRandomGenerator &random)
         const QPointF centre(xOf(random.bounded(360.0)), yOf(5 + random.bounded(42.0)));
         for (int puff = 0; puff < 7; ++puff) {
             const double width = xOf(1.5 + random.bounded(4.0));
-            const QPointF at = centre + QPointF(xOf(random.bounded(9.0) - 4.5),
-                                                xOf(random.bounded(1.6) - 0.8));
+            const QPointF at =
+                centre + QPointF(xOf(random.bounded(9.0) - 4.5), xOf(random.bounded(1.6) - 0.8));
             painter.setBrush(QColor(255, 255, 255, 70 + random.bounded(60)));
             onBothSides(painter, [&](QPainter &p) { p.drawEllipse(at, width, width * 0.32); });
         }
@@ -65,9 +65,8 @@ void drawHills(QPainter &painter, QRandomGenerator &random)
         double height;
         QColor colour;
     };
-    const std::array<Range, 3> ranges = {{{9, QColor(126, 148, 172)},
-                                          {5.5, QColor(94, 122, 126)},
-                                          {2.6, QColor(74, 104, 74)}}};
+    const std::array<Range, 3> ranges = {
+        {{9, QColor(126, 148, 172)}, {5.5, QColor(94, 122, 126)}, {2.6, QColor(74, 104, 74)}}};
     for (const Range &range : ranges) {
         std::array<double, 6> phase{};
         for (double &p : phase)
@@ -95,10 +94,9 @@ void drawFields(QPainter &painter, QRandomGenerator &random)
     ground.setColorAt(1, QColor(92, 110, 66));
     painter.fillRect(QRectF(0, yOf(-1), kWidth, kHeight), ground);
 
-    const std::array<QColor, 7> crops = {QColor(138, 154, 74), QColor(188, 172, 92),
-                                         QColor(98, 132, 62),  QColor(150, 116, 74),
-                                         QColor(82, 116, 70),  QColor(204, 190, 120),
-                                         QColor(118, 146, 88)};
+    const std::array<QColor, 7> crops = {
+        QColor(138, 154, 74), QColor(188, 172, 92),  QColor(98, 132, 62), QColor(150, 116, 74),
+        QColor(82, 116, 70),  QColor(204, 190, 120), QColor(118, 146, 88)};
     painter.setPen(QPen(QColor(70, 84, 52), 2));
     double elevation = -2;
     while (elevation > kBottomDegrees) {
@@ -147,8 +145,10 @@ void drawHouse(QPainter &painter, const QPointF &foot, double size, const QColor
                                    {foot.x() + size * 0.5, foot.y() - size * 1.05},
                                    {foot.x() + size * 1.12, foot.y() - size * 0.6}}));
     painter.setBrush(QColor(52, 62, 76));
-    painter.drawRect(QRectF(foot.x() + size * 0.15, foot.y() - size * 0.42, size * 0.2, size * 0.2));
-    painter.drawRect(QRectF(foot.x() + size * 0.6, foot.y() - size * 0.42, size * 0.2, size * 0.42));
+    painter.drawRect(
+        QRectF(foot.x() + size * 0.15, foot.y() - size * 0.42, size * 0.2, size * 0.2));
+    painter.drawRect(
+        QRectF(foot.x() + size * 0.6, foot.y() - size * 0.42, size * 0.2, size * 0.42));
 }
 
 void drawTower(QPainter &painter, const QPointF &foot, double width, double height)
@@ -176,8 +176,10 @@ void drawBuildings(QPainter &painter, QRandomGenerator &random)
     }
     for (const double city : {75.0, 195.0, 300.0}) {
         for (int i = 0; i < 18; ++i) {
-            const QPointF foot(xOf(city + random.bounded(22.0) - 11), yOf(-1.5 - random.bounded(2.0)));
-            drawTower(painter, foot, xOf(0.7 + random.bounded(1.1)), xOf(1.5 + random.bounded(5.5)));
+            const QPointF foot(xOf(city + random.bounded(22.0) - 11),
+                               yOf(-1.5 - random.bounded(2.0)));
+            drawTower(painter, foot, xOf(0.7 + random.bounded(1.1)),
+                      xOf(1.5 + random.bounded(5.5)));
         }
     }
     for (int i = 0; i < 520; ++i) {
@@ -203,8 +205,8 @@ void drawCompass(QPainter &painter)
             font.setPixelSize(int(xOf(named ? 2.2 : 1.1)));
             font.setBold(named);
             p.setFont(font);
-            const QString text =
-                named ? QString::fromLatin1(names[std::size_t(heading / 45)]) : QString::number(heading);
+            const QString text = named ? QString::fromLatin1(names[std::size_t(heading / 45)])
+                                       : QString::number(heading);
             if (named || heading % 10 == 0)
                 p.drawText(QRectF(xOf(heading) - 100, yOf(0) - height - xOf(3), 200, xOf(2.8)),
                            Qt::AlignHCenter | Qt::AlignBottom, text);
@@ -219,8 +221,9 @@ QRgb thermalColour(Kind kind, int heat)
     if (kind == Kind::BlackHot)
         return qRgb(255 - heat, 255 - heat, 255 - heat);
     const double h = heat / 255.0;
-    return qRgb(int(255 * std::min(1.0, h * 1.8)), int(255 * std::clamp(h * 2 - 0.7, 0.0, 1.0)),
-                int(255 * std::clamp(h < 0.4 ? h * 1.6 : 1.3 - h * 1.7 + (h > 0.8 ? h : 0.0), 0.0, 1.0)));
+    return qRgb(
+        int(255 * std::min(1.0, h * 1.8)), int(255 * std::clamp(h * 2 - 0.7, 0.0, 1.0)),
+        int(255 * std::clamp(h < 0.4 ? h * 1.6 : 1.3 - h * 1.7 + (h > 0.8 ? h : 0.0), 0.0, 1.0)));
 }
 
 /// Warm where the picture is red and dark where it is sky: not physics, but plainly another sensor.

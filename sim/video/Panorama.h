@@ -10,7 +10,7 @@ namespace panorama {
 inline constexpr int kPixelsPerDegree = 14;
 inline constexpr int kDegreesRepeated = 70;
 inline constexpr int kDegreesAcross = 360 + kDegreesRepeated;
-inline constexpr int kTopDegrees = 55;     ///< above the horizon
+inline constexpr int kTopDegrees = 55;      ///< above the horizon
 inline constexpr int kBottomDegrees = -145; ///< below it
 
 enum class Kind : quint8 { Visible, WhiteHot, BlackHot, Iron };

@@ -15,10 +15,7 @@ struct SinkBinding
     GstAppSrc *source;
 };
 
-void releaseSink(gpointer data, GObject *)
-{
-    delete static_cast<SinkBinding *>(data);
-}
+void releaseSink(gpointer data, GObject *) { delete static_cast<SinkBinding *>(data); }
 
 void onUnprepared(GstRTSPMedia *, gpointer data)
 {
@@ -76,8 +73,8 @@ GstRTSPMediaFactory *RtspServer::makeFactory()
 {
     const VideoFormat format = m_pump.format();
     GstRTSPMediaFactory *factory = gst_rtsp_media_factory_new();
-    const QString launch = QStringLiteral("( %1 ! %2 )").arg(format.encoderPipeline(),
-                                                             format.rtpPayloader());
+    const QString launch =
+        QStringLiteral("( %1 ! %2 )").arg(format.encoderPipeline(), format.rtpPayloader());
     gst_rtsp_media_factory_set_launch(factory, launch.toUtf8().constData());
     gst_rtsp_media_factory_set_shared(factory, TRUE);
     g_signal_connect(factory, "media-configure", G_CALLBACK(&RtspServer::configure), this);

@@ -73,9 +73,9 @@ QImage SceneRenderer::render(const SceneView &view, const QSize &size, qint64 nu
     drawSensor(painter, QRectF(QPointF(), size), view, thermal);
     if (view.pictureMode < 2) {
         const QSizeF inset = QSizeF(size) * kInsetShare;
-        const QRectF target(QPointF(size.width() - inset.width() - size.width() / 16.0,
-                                    size.height() / 12.0),
-                            inset);
+        const QRectF target(
+            QPointF(size.width() - inset.width() - size.width() / 16.0, size.height() / 12.0),
+            inset);
         drawSensor(painter, target, view, !thermal);
         painter.setPen(QPen(Qt::white, 2));
         painter.drawRect(target);
@@ -93,8 +93,10 @@ void SceneRenderer::drawOverlay(QPainter &painter, const SceneView &view, const 
     const QPointF centre(w / 2, h / 2);
     painter.setPen(QPen(QColor(120, 255, 140), 2));
     for (const int sign : {-1, 1}) {
-        painter.drawLine(centre + QPointF(sign * w * 0.01, 0), centre + QPointF(sign * w * 0.035, 0));
-        painter.drawLine(centre + QPointF(0, sign * w * 0.01), centre + QPointF(0, sign * w * 0.035));
+        painter.drawLine(centre + QPointF(sign * w * 0.01, 0),
+                         centre + QPointF(sign * w * 0.035, 0));
+        painter.drawLine(centre + QPointF(0, sign * w * 0.01),
+                         centre + QPointF(0, sign * w * 0.035));
     }
     if (view.tracking) {
         const QPointF at(view.trackPoint.x() * w, view.trackPoint.y() * h);

@@ -17,12 +17,7 @@ public:
     void open();
     bool isOpen() const;
 
-    enum class Result : quint8
-    {
-        Opened,
-        TimedOut,
-        Quit
-    };
+    enum class Result : quint8 { Opened, TimedOut, Quit };
     static constexpr int kForever = -1;
 
     /// Waits at most `ms`, serving the calling thread's events meanwhile: whatever they do may have

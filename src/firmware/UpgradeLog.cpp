@@ -11,10 +11,7 @@ void logLine(const QString &text)
     qDebug().noquote().nospace() << '[' << now << "] " << text;
 }
 
-void logBytes(QByteArrayView bytes)
-{
-    logLine(renderBytes(bytes));
-}
+void logBytes(QByteArrayView bytes) { logLine(renderBytes(bytes)); }
 
 QString renderBytes(QByteArrayView bytes)
 {

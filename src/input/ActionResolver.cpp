@@ -13,10 +13,7 @@ constexpr int kPictureCount = 4;
 constexpr int kColourCount = 3;
 constexpr int kPictureCentre = 128; // of 0..255 across the picture
 
-int advance(int &place, int count)
-{
-    return place = (place + 1) % count;
-}
+int advance(int &place, int count) { return place = (place + 1) % count; }
 
 PodCommand toggle(bool &on, Command open, Command close)
 {

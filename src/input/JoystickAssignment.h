@@ -13,18 +13,10 @@ namespace input {
 inline constexpr int kAxisCount = 5; ///< X, Y, Z, R, U
 inline constexpr int kButtonCount = 10;
 
-enum class AxisFunction : quint8
-{
-    None,
-    Yaw,
-    Pitch,
-    Zoom,
-    Focus
-};
+enum class AxisFunction : quint8 { None, Yaw, Pitch, Zoom, Focus };
 
 /// A value is the action's place in buttonActionIds(), the one order in every language.
-enum class ButtonAction : qint8
-{
+enum class ButtonAction : qint8 {
     None = -1,
     PitchDown,
     ModeChange,

@@ -30,10 +30,7 @@ QList<Value> listOf(const Entries &entries, Field field)
     return list;
 }
 
-bool isIndex(int value, int count)
-{
-    return value >= 0 && value < count;
-}
+bool isIndex(int value, int count) { return value >= 0 && value < count; }
 
 /// Calls the backend's invokable of the command's name, as the interface does.
 void invoke(CMain *backend, const PodCommand &command)
@@ -76,10 +73,7 @@ JoystickInput::JoystickInput(QObject *parent)
     takeDeviceState();
 }
 
-JoystickInput::~JoystickInput()
-{
-    releaseAll();
-}
+JoystickInput::~JoystickInput() { releaseAll(); }
 
 QList<qreal> JoystickInput::axes() const
 {
@@ -91,10 +85,7 @@ QList<bool> JoystickInput::buttons() const
     return QList<bool>(m_readings.buttons.begin(), m_readings.buttons.end());
 }
 
-QObject *JoystickInput::backend() const
-{
-    return m_backend;
-}
+QObject *JoystickInput::backend() const { return m_backend; }
 
 void JoystickInput::setBackend(QObject *backend)
 {
@@ -207,10 +198,7 @@ void JoystickInput::changeAssignment(const JoystickAssignment &assignment)
     emit assignmentChanged();
 }
 
-void JoystickInput::releaseAll()
-{
-    send(m_mapping.release());
-}
+void JoystickInput::releaseAll() { send(m_mapping.release()); }
 
 void JoystickInput::handlePoll()
 {
@@ -248,10 +236,7 @@ void JoystickInput::takeReadings(const input::JoystickReadings &readings)
         emit buttonsChanged();
 }
 
-bool JoystickInput::isLinkUp() const
-{
-    return m_backend && m_backend->isConnected();
-}
+bool JoystickInput::isLinkUp() const { return m_backend && m_backend->isConnected(); }
 
 void JoystickInput::handleLinkChanged(bool up)
 {
@@ -260,10 +245,7 @@ void JoystickInput::handleLinkChanged(bool up)
         releaseAll();
 }
 
-void JoystickInput::handleStatusChanged()
-{
-    m_actions.setWorkMode(m_backend->workMode());
-}
+void JoystickInput::handleStatusChanged() { m_actions.setWorkMode(m_backend->workMode()); }
 
 void JoystickInput::perform(ButtonAction action)
 {

@@ -9,10 +9,7 @@ using protocol::Command;
 
 namespace {
 
-constexpr int signOf(double level)
-{
-    return (level > 0 ? 1 : 0) - (level < 0 ? 1 : 0);
-}
+constexpr int signOf(double level) { return (level > 0 ? 1 : 0) - (level < 0 ? 1 : 0); }
 
 int speedOf(double level, int maximum)
 {
@@ -172,8 +169,8 @@ double JoystickMapping::levelOf(AxisFunction function) const
     // Of several axes with one function the one that is deflected furthest counts.
     double level = 0;
     for (std::size_t i = 0; i < m_axes.size(); ++i) {
-        if (m_assignment.axes[i].function == function &&
-            std::abs(m_axes[i].level) > std::abs(level))
+        if (m_assignment.axes[i].function == function
+            && std::abs(m_axes[i].level) > std::abs(level))
             level = m_axes[i].level;
     }
     return level;

@@ -86,12 +86,7 @@ private:
 
     struct Button
     {
-        enum State : quint8
-        {
-            AwaitingRelease,
-            Up,
-            Down
-        };
+        enum State : quint8 { AwaitingRelease, Up, Down };
 
         State state = AwaitingRelease;
         qint64 downSinceMs = 0;

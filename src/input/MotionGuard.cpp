@@ -47,10 +47,7 @@ std::optional<MotionGuard::Kind> kindOf(const QString &command)
     return motion->kind;
 }
 
-QString stopOf(MotionGuard::Kind kind)
-{
-    return kStops.at(size_t(kind));
-}
+QString stopOf(MotionGuard::Kind kind) { return kStops.at(size_t(kind)); }
 
 } // namespace
 
@@ -165,10 +162,7 @@ void MotionGuard::stopAgain(Kind kind)
     resume(kind);
 }
 
-bool MotionGuard::isHeld(const QString &source) const
-{
-    return indexOf(source) >= 0;
-}
+bool MotionGuard::isHeld(const QString &source) const { return indexOf(source) >= 0; }
 
 qsizetype MotionGuard::indexOf(const QString &source) const
 {

@@ -21,9 +21,9 @@
 /// the pointer (popup, drawer page) releases its source when it does.
 ///
 /// A stop goes out in the same call that asks for it: never queued, merged or dropped. When the
-/// link is lost (linkUp turns false) every hold is forgotten: the backend owes the pod the stops and
-/// sends them when the link comes back. The guard sends nothing itself; whoever owns it performs the
-/// two signals commandDue and stopDue.
+/// link is lost (linkUp turns false) every hold is forgotten: the backend owes the pod the stops
+/// and sends them when the link comes back. The guard sends nothing itself; whoever owns it
+/// performs the two signals commandDue and stopDue.
 class MotionGuard : public QObject
 {
     Q_OBJECT
@@ -32,12 +32,7 @@ class MotionGuard : public QObject
 
 public:
     /// Motions of different kinds run side by side; each kind has its own stop.
-    enum Kind
-    {
-        Move,
-        Zoom,
-        Focus
-    };
+    enum Kind { Move, Zoom, Focus };
     Q_ENUM(Kind)
 
     explicit MotionGuard(QObject *parent = nullptr);

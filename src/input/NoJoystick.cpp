@@ -7,33 +7,18 @@ struct SdlJoystick::Private
 {
 };
 
-bool SdlJoystick::isAvailable()
-{
-    return false;
-}
+bool SdlJoystick::isAvailable() { return false; }
 
 SdlJoystick::SdlJoystick() = default;
 
 SdlJoystick::~SdlJoystick() = default;
 
-bool SdlJoystick::poll()
-{
-    return false;
-}
+bool SdlJoystick::poll() { return false; }
 
-bool SdlJoystick::isConnected() const
-{
-    return false;
-}
+bool SdlJoystick::isConnected() const { return false; }
 
-QString SdlJoystick::name() const
-{
-    return {};
-}
+QString SdlJoystick::name() const { return {}; }
 
-JoystickReadings SdlJoystick::readings() const
-{
-    return {};
-}
+JoystickReadings SdlJoystick::readings() const { return {}; }
 
 } // namespace input

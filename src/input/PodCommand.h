@@ -16,8 +16,8 @@ struct PodCommand
     /// Whether the command ends a motion.
     bool isStop() const
     {
-        return command == protocol::Command::StopMove || command == protocol::Command::ZoomStop ||
-               command == protocol::Command::ManualFocusStop;
+        return command == protocol::Command::StopMove || command == protocol::Command::ZoomStop
+               || command == protocol::Command::ManualFocusStop;
     }
 };
 

@@ -25,10 +25,7 @@ struct SdlJoystick::Private
     std::unique_ptr<SDL_Joystick, CloseJoystick> device;
 };
 
-bool SdlJoystick::isAvailable()
-{
-    return true;
-}
+bool SdlJoystick::isAvailable() { return true; }
 
 SdlJoystick::SdlJoystick()
     : m_private(std::make_unique<Private>())
@@ -70,10 +67,7 @@ bool SdlJoystick::poll()
     return changed;
 }
 
-bool SdlJoystick::isConnected() const
-{
-    return m_private->device != nullptr;
-}
+bool SdlJoystick::isConnected() const { return m_private->device != nullptr; }
 
 QString SdlJoystick::name() const
 {

@@ -100,10 +100,7 @@ void SerialCommunication::sendData(const QByteArray &data)
     m_port->write(data);
 }
 
-QString SerialCommunication::typeName() const
-{
-    return QStringLiteral("Serial");
-}
+QString SerialCommunication::typeName() const { return QStringLiteral("Serial"); }
 
 void SerialCommunication::handleReadyRead()
 {

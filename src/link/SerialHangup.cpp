@@ -24,9 +24,6 @@ bool isGone(const QSerialPort &port)
 #endif
 }
 
-QString text()
-{
-    return qt_error_string(EIO);
-}
+QString text() { return qt_error_string(EIO); }
 
 } // namespace serial_hangup

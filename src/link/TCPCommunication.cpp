@@ -126,8 +126,8 @@ void TCPCommunication::handleError(QAbstractSocket::SocketError error)
     qDebug() << "TCP错误:" << text;
     if (m_answered)
         m_answered->open();
-    const bool reportedElsewhere = error == QAbstractSocket::RemoteHostClosedError ||
-                                   error == QAbstractSocket::SocketTimeoutError;
+    const bool reportedElsewhere = error == QAbstractSocket::RemoteHostClosedError
+                                   || error == QAbstractSocket::SocketTimeoutError;
     if (reportedElsewhere || !m_connected)
         return;
     m_connected = false;

@@ -63,10 +63,9 @@ B7NReply decodeB7N(QByteArrayView frame, const FrameKind &kind)
 {
     B7NReply reply{addressText(frame, b7n_offset::Address), std::nullopt};
     if (kind == kB7NReply) {
-        reply.settings = B7NSettings{byteAt(frame, b7n_offset::BitRate) - 1,
-                                     byteAt(frame, b7n_offset::Resolution) - 1,
-                                     byteAt(frame, b7n_offset::EncodeType) - 1,
-                                     addressText(frame, b7n_offset::Gateway)};
+        reply.settings = B7NSettings{
+            byteAt(frame, b7n_offset::BitRate) - 1, byteAt(frame, b7n_offset::Resolution) - 1,
+            byteAt(frame, b7n_offset::EncodeType) - 1, addressText(frame, b7n_offset::Gateway)};
     }
     return reply;
 }
@@ -124,8 +123,7 @@ StatusFrame decodeStatus(QByteArrayView frame, const FrameKind &kind)
 
 InboundFrame decodeInbound(QByteArrayView delivery)
 {
-    if (delivery.size() < long_offset::Payload
-        || byteAt(delivery, long_offset::Sync) != kLongSync)
+    if (delivery.size() < long_offset::Payload || byteAt(delivery, long_offset::Sync) != kLongSync)
         return UnknownFrame{};
     const FrameKind kind = {byteAt(delivery, long_offset::Type),
                             byteAt(delivery, long_offset::Length)};

@@ -94,7 +94,7 @@ struct StatusFrame
     bool tracking = false;
     double targetLatitude = 0; ///< degrees
     double targetLongitude = 0;
-    int targetAltitude = 0; ///< metres, truncated towards zero
+    int targetAltitude = 0;             ///< metres, truncated towards zero
     std::optional<CameraStatus> camera; ///< kStatusWithZoom only
     std::optional<PlaneStatus> plane;   ///< kStatusWithPlane only
 };
@@ -133,8 +133,8 @@ struct TruncatedFrame
     FrameKind kind;
 };
 
-using InboundFrame = std::variant<UnknownFrame, TruncatedFrame, StatusFrame, SbusMap, VersionReply,
-                                  B7NReply>;
+using InboundFrame =
+    std::variant<UnknownFrame, TruncatedFrame, StatusFrame, SbusMap, VersionReply, B7NReply>;
 
 /// Decodes one delivery by its first three bytes. The status variant with the aircraft's position
 /// is deliberately treated as unknown: no pod in the field that sends it is supported.

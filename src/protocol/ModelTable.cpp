@@ -8,11 +8,12 @@ namespace {
 constexpr int kFirstModelCode = 1;
 
 constexpr std::array kModels = {
-    "Alder", "Birch", "Cedar", "Elm", "Fir", "Catalpa", "Tamarack", "Hazel", "Larch", "Maple",
-    "Dogwood", "Yew", "Pine", "Oak", "Rowan", "Spruce", "Willow", "Teak", "Ginkgo", "Ebony",
-    "Hickory", "Banyan", "Aspen", "Chestnut", "Beech", "Cypress", "Holly", "Juniper", "Mulberry",
-    "Linden", "Myrtle", "Olive", "Poplar", "Sassafras", "Laurel", "Redwood", "Magnolia",
-    "Sequoia", "Mahogany", "Walnut", "Hemlock", "Sumac", "Acacia", "Hornbeam", "B7N", "Baobab",
+    "Alder",   "Birch",     "Cedar",   "Elm",      "Fir",      "Catalpa", "Tamarack", "Hazel",
+    "Larch",   "Maple",     "Dogwood", "Yew",      "Pine",     "Oak",     "Rowan",    "Spruce",
+    "Willow",  "Teak",      "Ginkgo",  "Ebony",    "Hickory",  "Banyan",  "Aspen",    "Chestnut",
+    "Beech",   "Cypress",   "Holly",   "Juniper",  "Mulberry", "Linden",  "Myrtle",   "Olive",
+    "Poplar",  "Sassafras", "Laurel",  "Redwood",  "Magnolia", "Sequoia", "Mahogany", "Walnut",
+    "Hemlock", "Sumac",     "Acacia",  "Hornbeam", "B7N",      "Baobab",
 };
 
 } // namespace

@@ -17,11 +17,7 @@ public:
     void run();
 
 private:
-    enum class Pass : quint8
-    {
-        Continue,
-        Leave
-    };
+    enum class Pass : quint8 { Continue, Leave };
 
     bool mayRun() const;
     Pass readOnce();

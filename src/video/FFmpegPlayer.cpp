@@ -87,10 +87,7 @@ void FFmpegPlayer::shutDown()
         cleanup(Waiting::Block);
 }
 
-bool FFmpegPlayer::isPlaying()
-{
-    return m_state->isPlaying();
-}
+bool FFmpegPlayer::isPlaying() { return m_state->isPlaying(); }
 
 bool FFmpegPlayer::open(const QString &url)
 {
@@ -254,10 +251,7 @@ void FFmpegPlayer::pause()
     qDebug() << "[FFmpegPlayer] 暂停播放";
 }
 
-void FFmpegPlayer::stop()
-{
-    halt(m_wishes.next(), Waiting::ServeEvents);
-}
+void FFmpegPlayer::stop() { halt(m_wishes.next(), Waiting::ServeEvents); }
 
 bool FFmpegPlayer::halt(const Wishes::Wish &wish, Waiting waiting)
 {
@@ -310,27 +304,18 @@ void FFmpegPlayer::cleanup(Waiting waiting)
     qDebug() << "[FFmpegPlayer] cleanup() 完成";
 }
 
-void FFmpegPlayer::setBufferSize(int bytes)
-{
-    m_settings.bufferSizeBytes = bytes;
-}
+void FFmpegPlayer::setBufferSize(int bytes) { m_settings.bufferSizeBytes = bytes; }
 
 void FFmpegPlayer::setRtspTransport(const QString &transport)
 {
     m_settings.rtspTransport = transport;
 }
 
-void FFmpegPlayer::setTimeout(int us)
-{
-    m_timeoutUs = us;
-}
+void FFmpegPlayer::setTimeout(int us) { m_timeoutUs = us; }
 
 void FFmpegPlayer::setFrameInterval(int ms)
 {
     m_frameIntervalMs = std::clamp(ms, kMinFrameIntervalMs, kMaxFrameIntervalMs);
 }
 
-void FFmpegPlayer::setMaxDelay(int us)
-{
-    m_settings.maxDelayUs = std::max(us, 0);
-}
+void FFmpegPlayer::setMaxDelay(int us) { m_settings.maxDelayUs = std::max(us, 0); }

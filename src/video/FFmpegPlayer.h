@@ -81,11 +81,7 @@ public slots:
     void readFrame() {}
 
 private:
-    enum class Waiting : quint8
-    {
-        ServeEvents,
-        Block
-    };
+    enum class Waiting : quint8 { ServeEvents, Block };
     struct OpenCall;
 
     void announceLoss(quint64 generation);

@@ -148,8 +148,8 @@ private:
             return fail(QStringLiteral("无法复制编解码器参数"));
         m_codec->thread_count = kDecoderThreads;
         const int result = avcodec_open2(m_codec.get(), decoder, nullptr);
-        return result >= 0 ||
-               fail(QStringLiteral("无法打开解码器: %1").arg(ffmpegErrorText(result)));
+        return result >= 0
+               || fail(QStringLiteral("无法打开解码器: %1").arg(ffmpegErrorText(result)));
     }
 
     const OpenRequest &m_request;
@@ -180,10 +180,7 @@ MediaStream::~MediaStream()
     m_format.reset();
 }
 
-OpenOutcome openMediaStream(const OpenRequest &request)
-{
-    return Opener(request).run();
-}
+OpenOutcome openMediaStream(const OpenRequest &request) { return Opener(request).run(); }
 
 QString ffmpegErrorText(int code)
 {

@@ -39,10 +39,7 @@ QList<Option> rtspOptions(const Settings &settings, unsigned formatMajor)
 
 } // namespace
 
-bool isUdpUrl(const QString &url)
-{
-    return url.startsWith(QLatin1String("udp://"));
-}
+bool isUdpUrl(const QString &url) { return url.startsWith(QLatin1String("udp://")); }
 
 QList<Option> optionsFor(const QString &url, const Settings &settings, unsigned formatMajor)
 {

@@ -62,10 +62,7 @@ void VideoRenderer::setReconnecting(bool reconnecting)
     emit isReconnectingChanged();
 }
 
-int VideoRenderer::reconnectIntervalSeconds() const
-{
-    return m_reconnectIntervalMs / 1000;
-}
+int VideoRenderer::reconnectIntervalSeconds() const { return m_reconnectIntervalMs / 1000; }
 
 void VideoRenderer::play()
 {

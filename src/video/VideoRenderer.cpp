@@ -47,10 +47,7 @@ QString shortened(const QString &text)
     return text.size() <= kErrorTextMax ? text : text.left(kErrorTextKept) + QStringLiteral("...");
 }
 
-QFont arial(int points, QFont::Weight weight)
-{
-    return {QStringLiteral("Arial"), points, weight};
-}
+QFont arial(int points, QFont::Weight weight) { return {QStringLiteral("Arial"), points, weight}; }
 
 /// The largest rectangle of the picture's shape, centred in `area`.
 QRectF letterboxed(const QSize &picture, const QRectF &area)
@@ -136,10 +133,7 @@ VideoRenderer::~VideoRenderer()
     m_player->shutDown();
 }
 
-bool VideoRenderer::playing() const
-{
-    return m_player->isPlaying();
-}
+bool VideoRenderer::playing() const { return m_player->isPlaying(); }
 
 void VideoRenderer::setSource(const QString &source)
 {
@@ -150,30 +144,18 @@ void VideoRenderer::setSource(const QString &source)
     qDebug() << "[VideoRenderer] 视频源已设置:" << m_source;
 }
 
-void VideoRenderer::setBufferSize(int size)
-{
-    m_player->setBufferSize(size);
-}
+void VideoRenderer::setBufferSize(int size) { m_player->setBufferSize(size); }
 
 void VideoRenderer::setRtspTransport(const QString &transport)
 {
     m_player->setRtspTransport(transport);
 }
 
-void VideoRenderer::setTimeout(int timeoutMs)
-{
-    m_player->setTimeout(timeoutMs);
-}
+void VideoRenderer::setTimeout(int timeoutMs) { m_player->setTimeout(timeoutMs); }
 
-void VideoRenderer::setFrameInterval(int msec)
-{
-    m_player->setFrameInterval(msec);
-}
+void VideoRenderer::setFrameInterval(int msec) { m_player->setFrameInterval(msec); }
 
-void VideoRenderer::setMaxDelay(int maxDelayMs)
-{
-    m_player->setMaxDelay(maxDelayMs);
-}
+void VideoRenderer::setMaxDelay(int maxDelayMs) { m_player->setMaxDelay(maxDelayMs); }
 
 void VideoRenderer::setStatus(const QString &status)
 {

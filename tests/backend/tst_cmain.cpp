@@ -169,8 +169,8 @@ void TestCMain::mapData()
 {
     // Yaw -90, target 22.5 north, 114 east.
     const QByteArray frame =
-        QByteArray::fromHex("EE0325 0000 0000 0000 7CFC 00 00 403A690D 0005F343") +
-        QByteArray(16, '\0');
+        QByteArray::fromHex("EE0325 0000 0000 0000 7CFC 00 00 403A690D 0005F343")
+        + QByteArray(16, '\0');
     emit m_backend->findChild<ICommunication *>()->dataReceived(frame);
     QCOMPARE(m_backend->targetLongitude(), 114.0);
     const QJsonObject expected = {

@@ -21,8 +21,8 @@ QString signatureOf(const QMetaMethod &method)
     for (int i = 0; i < method.parameterCount(); ++i)
         parameters.append(QString::fromLatin1(
             (method.parameterTypes().at(i) + ' ' + method.parameterNames().at(i)).trimmed()));
-    return QString::fromLatin1(method.typeName()) + u' ' + QString::fromLatin1(method.name()) +
-           u'(' + parameters.join(u", "_s) + u')' + (method.isConst() ? u" const"_s : QString());
+    return QString::fromLatin1(method.typeName()) + u' ' + QString::fromLatin1(method.name()) + u'('
+           + parameters.join(u", "_s) + u')' + (method.isConst() ? u" const"_s : QString());
 }
 
 QStringList methodsOf(const QMetaObject &meta, QMetaMethod::MethodType type,

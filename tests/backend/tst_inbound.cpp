@@ -18,10 +18,7 @@ namespace {
 
 constexpr int kWaitMs = 20000;
 
-QByteArray bytes(const char *hex)
-{
-    return QByteArray::fromHex(hex);
-}
+QByteArray bytes(const char *hex) { return QByteArray::fromHex(hex); }
 
 // Every field off its start value; the same with the other kind of status frame.
 const QByteArray kFull01 =

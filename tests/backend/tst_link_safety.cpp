@@ -253,9 +253,9 @@ void TestLinkSafety::vanishedPeerIsNoticed()
         return value;
     };
     QCOMPARE(option(SOL_SOCKET, SO_KEEPALIVE), 1);
-    QVERIFY(option(IPPROTO_TCP, TCP_KEEPIDLE) +
-                option(IPPROTO_TCP, TCP_KEEPCNT) * option(IPPROTO_TCP, TCP_KEEPINTVL) <
-            10);
+    QVERIFY(option(IPPROTO_TCP, TCP_KEEPIDLE)
+                + option(IPPROTO_TCP, TCP_KEEPCNT) * option(IPPROTO_TCP, TCP_KEEPINTVL)
+            < 10);
     const int unacknowledgedMs = option(IPPROTO_TCP, TCP_USER_TIMEOUT);
     QVERIFY(unacknowledgedMs > 0 && unacknowledgedMs < 10000);
     QCOMPARE(option(IPPROTO_TCP, TCP_NODELAY), 1);

@@ -38,10 +38,7 @@ private:
     std::unique_ptr<QTemporaryDir> m_folder;
 };
 
-void TestSettings::init()
-{
-    m_folder = std::make_unique<QTemporaryDir>();
-}
+void TestSettings::init() { m_folder = std::make_unique<QTemporaryDir>(); }
 
 std::unique_ptr<compat::Settings> TestSettings::open(const QString &path,
                                                      const QString &category) const

@@ -66,14 +66,11 @@ UpgradeRig::UpgradeRig(const Setup &setup)
 
 bool UpgradeRig::isFinished() const
 {
-    return backend->upgradeProgress() == UpgradeExchange::kEndMark &&
-           stage() == UpgradeExchange::Stage::ChunkAccepted && imageArrived();
+    return backend->upgradeProgress() == UpgradeExchange::kEndMark
+           && stage() == UpgradeExchange::Stage::ChunkAccepted && imageArrived();
 }
 
-bool UpgradeRig::imageArrived() const
-{
-    return contentOf(path("received")) == m_setup.image;
-}
+bool UpgradeRig::imageArrived() const { return contentOf(path("received")) == m_setup.image; }
 
 UpgradeExchange::Stage UpgradeRig::stage() const
 {

@@ -13,10 +13,7 @@ using Status = ResponseFrameObject::ResponseStatus;
 
 namespace {
 
-QByteArray hex(const char *text)
-{
-    return QByteArray::fromHex(text);
-}
+QByteArray hex(const char *text) { return QByteArray::fromHex(text); }
 
 } // namespace
 

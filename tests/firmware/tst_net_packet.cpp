@@ -9,10 +9,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-QByteArray hex(const char *text)
-{
-    return QByteArray::fromHex(text);
-}
+QByteArray hex(const char *text) { return QByteArray::fromHex(text); }
 
 /// Feeds one piece and writes down what comes of it: "h3" header, "p616263" packet, "m0" wrong
 /// magic, "l..." impossible length.

@@ -17,10 +17,7 @@ namespace {
 
 constexpr int kWaitMs = 10000;
 
-QByteArray hex(const char *text)
-{
-    return QByteArray::fromHex(text);
-}
+QByteArray hex(const char *text) { return QByteArray::fromHex(text); }
 
 /// A listening server and the client of its that connected last.
 class Server
@@ -77,8 +74,8 @@ struct Link
     bool establish()
     {
         client.connectToServer(u"127.0.0.1"_s, server.port());
-        return server.waitForClient() &&
-               QTest::qWaitFor([this] { return client.isConnected(); }, kWaitMs);
+        return server.waitForClient()
+               && QTest::qWaitFor([this] { return client.isConnected(); }, kWaitMs);
     }
 
     QByteArray payload(qsizetype at) const

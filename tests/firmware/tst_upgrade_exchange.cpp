@@ -45,8 +45,8 @@ CommandFrameObject command(quint8 type, const QByteArray &data = QByteArray(1, '
 
 NetPacket reply(const QByteArray &image)
 {
-    return NetPacket::of(QByteArray::fromHex("01400000") + QByteArray(16, 'u') +
-                         QByteArray(64, 's') + image);
+    return NetPacket::of(QByteArray::fromHex("01400000") + QByteArray(16, 'u') + QByteArray(64, 's')
+                         + image);
 }
 
 } // namespace

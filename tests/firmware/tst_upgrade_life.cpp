@@ -60,10 +60,10 @@ void TestUpgradeLife::finishedUpgradeCanBeginAnew()
     rig.begin();
     QTRY_VERIFY_WITH_TIMEOUT(rig.isFinished(), kWaitMs);
     rig.begin();
-    QTRY_VERIFY_WITH_TIMEOUT(rig.commandTypes() == UpgradeRig::kThreeChunkRun + u' ' +
-                                                       UpgradeRig::kThreeChunkRun &&
-                                 rig.isFinished(),
-                             kWaitMs);
+    QTRY_VERIFY_WITH_TIMEOUT(
+        rig.commandTypes() == UpgradeRig::kThreeChunkRun + u' ' + UpgradeRig::kThreeChunkRun
+            && rig.isFinished(),
+        kWaitMs);
     QCOMPARE(rig.messages(), UpgradeRig::expectedMessages(3) + UpgradeRig::expectedMessages(3));
 }
 

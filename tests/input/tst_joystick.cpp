@@ -115,10 +115,7 @@ private:
     QByteArray m_bytes;
 };
 
-QByteArray frameOf(Command command)
-{
-    return protocol::buildCommand(command);
-}
+QByteArray frameOf(Command command) { return protocol::buildCommand(command); }
 
 } // namespace
 

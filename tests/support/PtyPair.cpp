@@ -11,8 +11,8 @@ PtyPair::PtyPair()
     : m_master(posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC))
 {
     std::array<char, 128> name{};
-    if (m_master < 0 || grantpt(m_master) != 0 || unlockpt(m_master) != 0 ||
-        ptsname_r(m_master, name.data(), name.size()) != 0)
+    if (m_master < 0 || grantpt(m_master) != 0 || unlockpt(m_master) != 0
+        || ptsname_r(m_master, name.data(), name.size()) != 0)
         qFatal("PtyPair: no pseudo terminal");
     m_slavePath = QString::fromLocal8Bit(name.data());
     termios settings{};
@@ -21,10 +21,7 @@ PtyPair::PtyPair()
     tcsetattr(m_master, TCSANOW, &settings);
 }
 
-PtyPair::~PtyPair()
-{
-    unplug();
-}
+PtyPair::~PtyPair() { unplug(); }
 
 void PtyPair::send(const QByteArray &bytes)
 {

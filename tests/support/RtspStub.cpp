@@ -64,10 +64,7 @@ RtspStub::~RtspStub()
     ::close(m_listener);
 }
 
-QString RtspStub::url() const
-{
-    return QStringLiteral("rtsp://127.0.0.1:%1/live0").arg(m_port);
-}
+QString RtspStub::url() const { return QStringLiteral("rtsp://127.0.0.1:%1/live0").arg(m_port); }
 
 void RtspStub::serve()
 {
@@ -103,8 +100,8 @@ QByteArray RtspStub::answerTo(const QByteArray &request) const
     if (m_manner == Manner::Silent
         || (m_manner == Manner::SilentStatus && method != QByteArrayLiteral("OPTIONS")))
         return {};
-    QByteArray answer = "RTSP/1.0 200 OK\r\nCSeq: " + headerValue(request, QStringLiteral("CSeq"))
-                        + "\r\n";
+    QByteArray answer =
+        "RTSP/1.0 200 OK\r\nCSeq: " + headerValue(request, QStringLiteral("CSeq")) + "\r\n";
     if (method == "OPTIONS")
         answer += "Public: OPTIONS, DESCRIBE, SETUP, PLAY, TEARDOWN\r\n";
     if (method == "DESCRIBE")

@@ -20,8 +20,8 @@ SilentListener::SilentListener()
     socklen_t length = sizeof address;
     auto *generic = reinterpret_cast<sockaddr *>(&address);
     const int listener = open();
-    if (bind(listener, generic, length) != 0 || listen(listener, 0) != 0 ||
-        getsockname(listener, generic, &length) != 0)
+    if (bind(listener, generic, length) != 0 || listen(listener, 0) != 0
+        || getsockname(listener, generic, &length) != 0)
         qFatal("SilentListener: no port");
     m_port = ntohs(address.sin_port);
     for (int i = 0; i < kFillers; ++i)

@@ -42,10 +42,7 @@ QByteArray TcpPeer::receive(qsizetype count)
     return bytes;
 }
 
-void TcpPeer::close()
-{
-    m_client->disconnectFromHost();
-}
+void TcpPeer::close() { m_client->disconnectFromHost(); }
 
 void TcpPeer::reset()
 {

@@ -340,8 +340,8 @@ void TestPlayer::sizeChangeInMidStream()
     QSignalSpy frames(&player, &FFmpegPlayer::frameReady);
     QVERIFY(player.open(u"concat:%1|%2"_s.arg(first, second)));
     player.play();
-    QTRY_VERIFY_WITH_TIMEOUT(!frames.isEmpty() &&
-                                 frames.last()[0].value<QImage>().size() == QSize(640, 360),
+    QTRY_VERIFY_WITH_TIMEOUT(!frames.isEmpty()
+                                 && frames.last()[0].value<QImage>().size() == QSize(640, 360),
                              kPictureWaitMs);
 }
 

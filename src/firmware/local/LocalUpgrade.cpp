@@ -38,8 +38,8 @@ QString hexByte(char byte)
 // Which of these tells that the device was pulled depends on the system.
 bool meansLoss(QSerialPort::SerialPortError error)
 {
-    return error == QSerialPort::ResourceError || error == QSerialPort::PermissionError ||
-           error == QSerialPort::DeviceNotFoundError;
+    return error == QSerialPort::ResourceError || error == QSerialPort::PermissionError
+           || error == QSerialPort::DeviceNotFoundError;
 }
 
 bool openSerialPort(QSerialPort &port, const QString &name, int baud)
@@ -57,8 +57,7 @@ bool openSerialPort(QSerialPort &port, const QString &name, int baud)
 /// What a state waits for, what follows when it comes and what when it does not.
 struct LocalUpgrade::Rule
 {
-    enum Match : quint8
-    {
+    enum Match : quint8 {
         Anything,   // and it stays in the buffer
         Containing, // the text, anywhere
         Exactly,    // the text and nothing else
@@ -120,8 +119,8 @@ LocalUpgrade::LocalUpgrade(QObject *parent)
 
 LocalUpgrade::LocalUpgrade(QSerialPort *port, QObject *parent)
     : LocalUpgrade(
-          port, [port](const QString &name, int baud) { return openSerialPort(*port, name, baud); },
-          parent)
+        port, [port](const QString &name, int baud) { return openSerialPort(*port, name, baud); },
+        parent)
 {
     connect(port, &QSerialPort::errorOccurred, this,
             [this, port](QSerialPort::SerialPortError error) {

@@ -41,8 +41,7 @@ class LocalUpgrade : public QObject
 
 public:
     /// What the upgrade waits for. The values are fixed; 5 is not used.
-    enum class State : quint8
-    {
+    enum class State : quint8 {
         Idle = 0,
         WaitingForProduct = 1, ///< no start leads here; older bootloaders begin with it
         WaitingForNewBoot = 2,

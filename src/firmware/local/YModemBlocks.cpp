@@ -58,9 +58,6 @@ QByteArray dataBlock(QByteArrayView file, qsizetype number, qsizetype payloadSiz
     return frame(number, file.sliced(start, length), payloadSize, kPadding);
 }
 
-QByteArray nullHeaderBlock()
-{
-    return frame(0, {}, kShortPayload, '\0');
-}
+QByteArray nullHeaderBlock() { return frame(0, {}, kShortPayload, '\0'); }
 
 } // namespace ymodem

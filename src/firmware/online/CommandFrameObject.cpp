@@ -51,8 +51,8 @@ QByteArray CommandFrameObject::toBytes() const
 
 bool CommandFrameObject::fromBytes(const QByteArray &raw)
 {
-    if (raw.size() < kOverhead || !raw.startsWith(upgrade::kCommandStart) ||
-        !raw.endsWith(upgrade::kFrameEnd))
+    if (raw.size() < kOverhead || !raw.startsWith(upgrade::kCommandStart)
+        || !raw.endsWith(upgrade::kFrameEnd))
         return false;
     const qsizetype length = static_cast<quint8>(raw[offset::Length]) + 1;
     if (raw.size() != length + kOverhead)

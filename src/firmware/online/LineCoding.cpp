@@ -9,9 +9,9 @@ constexpr qsizetype kEnds = 2; // the first and the last byte stand outside the 
 
 bool hasProperEnds(QByteArrayView frame)
 {
-    return frame.size() >= kEnds &&
-           (frame.front() == kCommandStart || frame.front() == kResponseStart) &&
-           frame.back() != kResponseStart;
+    return frame.size() >= kEnds
+           && (frame.front() == kCommandStart || frame.front() == kResponseStart)
+           && frame.back() != kResponseStart;
 }
 
 int nibble(char character)

@@ -17,11 +17,7 @@ public:
     QByteArrayList push(QByteArrayView bytes);
 
 private:
-    enum class State : quint8
-    {
-        Idle,
-        Collecting
-    };
+    enum class State : quint8 { Idle, Collecting };
 
     State m_state = State::Idle;
     QByteArray m_frame;

@@ -8,10 +8,7 @@
 
 namespace {
 
-QString hexText(quint16 id)
-{
-    return QString::number(id, 16).toUpper();
-}
+QString hexText(quint16 id) { return QString::number(id, 16).toUpper(); }
 
 } // namespace
 

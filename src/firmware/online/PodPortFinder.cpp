@@ -23,8 +23,8 @@ QList<SerialPortEntry> systemPorts()
 std::optional<SerialPortEntry> find(const QList<SerialPortEntry> &ports)
 {
     const auto found = std::ranges::find_if(ports, [](const SerialPortEntry &port) {
-        return port.name.toUpper() != QLatin1String("COM1") && port.vendorId == kVendorId &&
-               port.productId == kProductId;
+        return port.name.toUpper() != QLatin1String("COM1") && port.vendorId == kVendorId
+               && port.productId == kProductId;
     });
     return found == ports.end() ? std::nullopt : std::optional(*found);
 }

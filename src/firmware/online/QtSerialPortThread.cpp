@@ -39,10 +39,7 @@ QtSerialPortThread::QtSerialPortThread(SerialPortCommunicator *port, Settings se
             Qt::QueuedConnection);
 }
 
-QtSerialPortThread::~QtSerialPortThread()
-{
-    stop();
-}
+QtSerialPortThread::~QtSerialPortThread() { stop(); }
 
 void QtSerialPortThread::beginUpgrade()
 {

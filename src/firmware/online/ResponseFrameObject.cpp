@@ -26,8 +26,8 @@ QByteArray ResponseFrameObject::toBytes() const
 
 bool ResponseFrameObject::fromBytes(const QByteArray &raw)
 {
-    if (raw.size() != kLength || !raw.startsWith(upgrade::kResponseStart) ||
-        !raw.endsWith(upgrade::kFrameEnd))
+    if (raw.size() != kLength || !raw.startsWith(upgrade::kResponseStart)
+        || !raw.endsWith(upgrade::kFrameEnd))
         return false;
     index = upgrade::readSignedLowField(raw[1], raw[2]);
     status = statusOf(raw[3]);

@@ -11,8 +11,7 @@ class ResponseFrameObject : public SerialFrame
     Q_GADGET
 
 public:
-    enum class ResponseStatus : quint8
-    {
+    enum class ResponseStatus : quint8 {
         Accepted = 0,
         Refused = 1,
         SendAgain = 2,

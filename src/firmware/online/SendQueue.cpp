@@ -2,10 +2,7 @@
 
 #include <utility>
 
-SendQueue::~SendQueue()
-{
-    const std::lock_guard lock(m_mutex);
-}
+SendQueue::~SendQueue() { const std::lock_guard lock(m_mutex); }
 
 void SendQueue::append(const QByteArray &line, int answerTimeoutMs)
 {

@@ -2,11 +2,7 @@
 
 #include <QByteArray>
 
-enum class FrameType : quint8
-{
-    Command = 0,
-    Response = 1
-};
+enum class FrameType : quint8 { Command = 0, Response = 1 };
 
 /// A frame between the console and the pod's bootloader in its raw form, bytes without the text
 /// coding of the line (LineCoding.h). toBytes() and fromBytes() are each other's inverse but for

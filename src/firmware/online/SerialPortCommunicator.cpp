@@ -25,14 +25,11 @@ QTimer *makeSingleShot(QObject *parent)
 /// Errors after which the device is gone.
 bool endsConnection(QSerialPort::SerialPortError error)
 {
-    return error == QSerialPort::DeviceNotFoundError || error == QSerialPort::PermissionError ||
-           error == QSerialPort::ResourceError;
+    return error == QSerialPort::DeviceNotFoundError || error == QSerialPort::PermissionError
+           || error == QSerialPort::ResourceError;
 }
 
-QString hexText(quint16 id)
-{
-    return QString::number(id, 16).toUpper();
-}
+QString hexText(quint16 id) { return QString::number(id, 16).toUpper(); }
 
 } // namespace
 

@@ -22,13 +22,7 @@ class SerialPortCommunicator : public QObject
     Q_OBJECT
 
 public:
-    enum class SerialStatus : quint8
-    {
-        Closed = 0,
-        Opening = 1,
-        Open = 2,
-        Error = 3
-    };
+    enum class SerialStatus : quint8 { Closed = 0, Opening = 1, Open = 2, Error = 3 };
     Q_ENUM(SerialStatus)
 
     struct PortSettings

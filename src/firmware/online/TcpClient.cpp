@@ -85,10 +85,7 @@ bool TcpClient::isUnconnected() const
     return m_socket->state() == QAbstractSocket::UnconnectedState;
 }
 
-bool TcpClient::isConnected() const
-{
-    return m_socket->state() == QAbstractSocket::ConnectedState;
-}
+bool TcpClient::isConnected() const { return m_socket->state() == QAbstractSocket::ConnectedState; }
 
 bool TcpClient::sendPacket(const QByteArray &payload)
 {

@@ -49,10 +49,7 @@ QByteArray highFirst(quint16 value)
     return bytes;
 }
 
-QString hexText(const QByteArray &bytes)
-{
-    return QString::fromLatin1(bytes.toHex().toUpper());
-}
+QString hexText(const QByteArray &bytes) { return QString::fromLatin1(bytes.toHex().toUpper()); }
 
 } // namespace
 

@@ -16,8 +16,7 @@
 class UpgradeExchange
 {
 public:
-    enum class Stage : quint8
-    {
+    enum class Stage : quint8 {
         Idle = 0,
         Refused = 1,
         StartSent = 2,
