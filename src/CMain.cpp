@@ -350,7 +350,7 @@ void CMain::updateFirmwareByCom(const QString &portname, int baud, const QString
 {
     // The pod's port may be the one that the link holds.
     if (m_connectionType == Serial && m_transport->isConnected())
-        m_transport->disconnectFrom();
+        closeLink();
     m_localUpgrade->start(portname, baud, filepath);
 }
 
