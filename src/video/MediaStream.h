@@ -63,7 +63,9 @@ struct OpenOutcome
 };
 
 /// All of an open that can block, for as long as the options' time-outs allow or until the abort
-/// flag is set. Touches no QObject, so any thread may run it.
+/// flag is set. An RTSP server that goes silent holds it for at most six time-outs - connecting,
+/// four requests, the first media - and the half second of analysis. Touches no QObject, so any
+/// thread may run it.
 OpenOutcome openMediaStream(const OpenRequest &request);
 
 /// FFmpeg's text for an error code.
