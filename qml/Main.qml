@@ -234,7 +234,13 @@ ApplicationWindow {
     Connections {
         target: mainWindow
         enabled: !mainWindow.streamStarted
-        function onFrameSwapped() {
+        function onFrameSwapped() { streamStarter.start(); }
+    }
+    // Not from within the swap: play() serves events while it waits, and a frame may be due.
+    Timer {
+        id: streamStarter
+        interval: 0
+        onTriggered: {
             mainWindow.streamStarted = true;
             videoRenderer.play();
         }
