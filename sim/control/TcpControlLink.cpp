@@ -16,6 +16,13 @@ TcpControlLink::TcpControlLink(QObject *parent)
     connect(&m_server, &QTcpServer::newConnection, this, &TcpControlLink::takeClient);
 }
 
+TcpControlLink::~TcpControlLink()
+{
+    // The server ends its clients, and they would tell a list that is gone by then.
+    for (QTcpSocket *client : std::as_const(m_clients))
+        client->disconnect(this);
+}
+
 bool TcpControlLink::listen(const QHostAddress &address, quint16 port)
 {
     if (!m_server.listen(address, port))

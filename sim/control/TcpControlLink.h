@@ -13,6 +13,7 @@ class TcpControlLink : public ControlLink
 
 public:
     explicit TcpControlLink(QObject *parent = nullptr);
+    ~TcpControlLink() override;
 
     /// Port 0 takes any free one. False when the port cannot be had.
     bool listen(const QHostAddress &address, quint16 port);

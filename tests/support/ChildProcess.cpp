@@ -30,6 +30,7 @@ std::array<int, 2> makePipe()
 } // namespace
 
 ChildProcess::ChildProcess(const QString &program, const QStringList &arguments)
+    : m_program(program)
 {
     const auto input = makePipe();
     const auto output = makePipe();
@@ -65,13 +66,15 @@ ChildProcess::~ChildProcess()
     }
     close(m_input);
     close(m_output);
+    if (!WIFEXITED(m_status) || WEXITSTATUS(m_status) != 0)
+        qFatal("%s did not end in order: wait status %d", qPrintable(m_program), m_status);
 }
 
-bool ChildProcess::hasEnded(int waitMs) const
+bool ChildProcess::hasEnded(int waitMs)
 {
     QElapsedTimer clock;
     clock.start();
-    while (waitpid(m_pid, nullptr, WNOHANG) == 0) {
+    while (waitpid(m_pid, &m_status, WNOHANG) == 0) {
         if (clock.elapsed() > waitMs)
             return false;
         const timespec pause{0, kPollMs * 1000 * 1000};

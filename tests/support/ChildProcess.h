@@ -15,7 +15,8 @@ class ChildProcess
 public:
     /// Fails this process with a message when the program cannot be started.
     ChildProcess(const QString &program, const QStringList &arguments);
-    /// SIGTERM, and SIGKILL to what has not ended after a while.
+    /// SIGTERM, and SIGKILL to what has not ended after a while. A program that does not end in
+    /// order, with status 0, fails this process.
     ~ChildProcess();
     ChildProcess(const ChildProcess &) = delete;
     ChildProcess &operator=(const ChildProcess &) = delete;
@@ -25,9 +26,11 @@ public:
     std::optional<QByteArray> readLine(int timeoutMs);
 
 private:
-    bool hasEnded(int waitMs) const;
+    bool hasEnded(int waitMs);
 
+    QString m_program;
     pid_t m_pid = -1;
+    int m_status = 0;
     int m_input = -1;  // ours to write
     int m_output = -1; // ours to read
     QByteArray m_read;
