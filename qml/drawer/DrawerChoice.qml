@@ -73,6 +73,14 @@ ComboBox {
         validator: box.validator
         verticalAlignment: TextInput.AlignVCenter
         Keys.onEscapePressed: drawerActions.giveFocusBack()
+
+        Text {
+            anchors.verticalCenter: parent.verticalCenter
+            color: Theme.drawerMuted
+            font: box.font
+            text: Texts.notChosen
+            visible: box.editable && box.editText === "" && !box.activeFocus
+        }
     }
     delegate: ItemDelegate {
         id: entry
