@@ -49,6 +49,7 @@ private slots:
     void cleanupTestCase() { QCOMPARE(UiHarness::warnings(), QStringList()); }
 
     void withoutLinkNothingIsTakenOver();
+    void refusalIsToldInTheChosenLanguage();
     void tcpConnectsStoresAndDisconnects();
     void failedConnectionIsTold();
     void streamAddressIsStoredAndApplied();
@@ -81,6 +82,14 @@ void TestDrawerPages::withoutLinkNothingIsTakenOver()
     pick(ui, u"followframesizecombo"_s, 2);
     QTRY_COMPARE_WITH_TIMEOUT(boxText(ui), u"未连接，无法发送数据"_s, kWaitMs);
     QCOMPARE(ui.property(u"followframesizecombo"_s, "currentIndex").toInt(), -1);
+}
+
+void TestDrawerPages::refusalIsToldInTheChosenLanguage()
+{
+    DrawerUi ui(UiHarness::kNoStream + "[%General]\nlanguageIndex=1\n", false);
+    openPage(ui, Functions);
+    ui.click(u"laserlightrowSwitch"_s);
+    QTRY_COMPARE_WITH_TIMEOUT(boxText(ui), u"Not connected, nothing was sent"_s, kWaitMs);
 }
 
 void TestDrawerPages::tcpConnectsStoresAndDisconnects()
