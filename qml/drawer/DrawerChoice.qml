@@ -128,6 +128,13 @@ ComboBox {
             model: box.popup.visible ? box.delegateModel : null
             currentIndex: box.highlightedIndex
             ScrollBar.vertical: ScrollBar {}
+
+            // The keyboard stays with the video while the list is open.
+            Shortcut {
+                enabled: box.popup.visible
+                sequence: "Escape"
+                onActivated: box.popup.close()
+            }
         }
     }
 }

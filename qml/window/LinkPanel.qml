@@ -45,7 +45,11 @@ Rectangle {
             height: 25
             horizontalAlignment: Text.AlignHCenter
             verticalAlignment: Text.AlignVCenter
+            leftPadding: 4
+            rightPadding: 4
             font.pixelSize: 12
+            fontSizeMode: Text.HorizontalFit
+            minimumPixelSize: 10
             color: cMain.statusStale ? Theme.stale : Theme.linkState
             // Green reads best on white, the stale state's orange on the dark ground.
             background: Rectangle {

@@ -37,6 +37,20 @@ void waitFor(const char *what, const std::function<bool()> &condition)
         qFatal("shoot: %s: not within %d ms", what, kWaitMs);
 }
 
+/// Asks again when no answer comes: an answer that shares a delivery with another frame is lost.
+void ask(const char *what, const std::function<void()> &question,
+         const std::function<bool()> &answered)
+{
+    constexpr int kAttempts = 10;
+    constexpr int kAnswerMs = kWaitMs / kAttempts;
+    for (int i = 0; i < kAttempts; ++i) {
+        question();
+        if (QTest::qWaitFor(answered, kAnswerMs))
+            return;
+    }
+    qFatal("shoot: %s: no answer", what);
+}
+
 QByteArray settingsFor(const PodSim &pod, int language)
 {
     return "[RTSP]\nrtspIp=" + pod.rtspUrl().toUtf8() +
@@ -71,9 +85,12 @@ public:
     {
         openPage(m_ui, Info);
         m_ui.click(u"tcpButton"_s);
-        waitFor("version", [this] { return !m_ui.backend().versionno().isEmpty(); });
+        waitFor("link", [this] { return m_ui.backend().isConnected(); });
+        ask(
+            "version", [this] { m_ui.backend().queryVersion(); },
+            [this] { return !m_ui.backend().versionno().isEmpty(); });
         closeDrawer();
-        m_pod.fault(u"attitude -7 24"_s);
+        m_pod.fault(u"attitude -11 31"_s);
         m_pod.fault(u"zoom 2"_s);
         waitFor("zoom", [this] { return m_ui.backend().zoomint() == 2; });
     }
@@ -203,14 +220,17 @@ void shootDrawer(const QDir &folder, const Language &language)
 
     scene.connectOverTcp();
     openPage(ui, Info);
-    ui.click(u"b7nQueryButton"_s);
+    ask(
+        "encoder", [&] { ui.click(u"b7nQueryButton"_s); },
+        [&] { return !ui.property(u"gatewaytext"_s, "text").toString().isEmpty(); });
     const QStringList names = {u"connection"_s, u"gimbal"_s,      u"functions"_s, u"sbus"_s,
                                u"joystick"_s,   u"positioning"_s, u"firmware"_s};
     for (int page = Info; page <= Firmware; ++page) {
         openPage(ui, Page(page));
         if (page == Sbus) {
-            ui.click(u"sbusQueryButton"_s);
-            waitFor("channels", [&] { return ui.property(u"sbusChoice0"_s, "enabled").toBool(); });
+            ask(
+                "channels", [&] { ui.click(u"sbusQueryButton"_s); },
+                [&] { return ui.property(u"sbusChoice0"_s, "enabled").toBool(); });
         } else if (page == Positioning) {
             ui.click(u"mapStartButton"_s);
         }

@@ -301,6 +301,13 @@ void TestDrawerPages::keyboardReturnsToTheVideo()
     QCOMPARE(ui.pod().waitForFrames(1), QStringList{shown(longFrame("ee84003c000000"))});
     pick(ui, u"comboboxfrequency"_s, 0);
     QTRY_VERIFY_WITH_TIMEOUT(ui.video()->hasActiveFocus(), kWaitMs);
+    // The keys belong to the video under an open list, too; Escape closes the list.
+    ui.click(u"comboboxfrequency"_s);
+    const auto *list = ui.property(u"comboboxfrequency"_s, "popup").value<QObject *>();
+    QTRY_VERIFY_WITH_TIMEOUT(list->property("opened").toBool(), kWaitMs);
+    QVERIFY(ui.video()->hasActiveFocus());
+    QTest::keyClick(ui.window(), Qt::Key_Escape);
+    QTRY_VERIFY_WITH_TIMEOUT(!list->property("visible").toBool(), kWaitMs);
 }
 
 void TestDrawerPages::joystickPageAssigns()
