@@ -10,7 +10,6 @@
 #include <QTest>
 
 #include <functional>
-#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -62,8 +61,8 @@ QByteArray settingsFor(const PodSim &pod, int language)
 class Scene
 {
 public:
-    Scene(QDir folder, int model, int language = 0)
-        : m_folder(std::move(folder))
+    Scene(const QDir &folder, int model, int language = 0)
+        : m_folder(folder)
         , m_pod({u"--model"_s, QString::number(model)})
         , m_ui(settingsFor(m_pod, language), false)
     {
