@@ -335,10 +335,14 @@ ApplicationWindow {
         // What the drawer leaves free.
         readonly property real freeWidth: podControlDrawer.visible ? podControlDrawer.x
                                                                    : parent.width
+        // The video item writes its count of attempts at the lower edge of the picture.
+        readonly property rect picture: videoRenderer.contentRect
+        readonly property real attemptsHeight: !videoRenderer.isReconnecting ? 0
+            : 30 + (picture.height > 0 ? videoRenderer.height - picture.bottom : 0)
         width: Math.min(400, freeWidth - 2 * mainWindow.margin)
         x: (freeWidth - width) / 2
         anchors.bottom: parent.bottom
-        anchors.bottomMargin: 25
+        anchors.bottomMargin: 25 + attemptsHeight
         visible: mainWindow.isPodInfoValuesShow
     }
     ToolStrip {

@@ -73,6 +73,14 @@ ComboBox {
         validator: box.validator
         verticalAlignment: TextInput.AlignVCenter
         Keys.onEscapePressed: drawerActions.giveFocusBack()
+
+        Text {
+            anchors.verticalCenter: parent.verticalCenter
+            color: Theme.drawerMuted
+            font: box.font
+            text: Texts.notChosen
+            visible: box.editable && box.editText === "" && !box.activeFocus
+        }
     }
     delegate: ItemDelegate {
         id: entry
@@ -120,6 +128,13 @@ ComboBox {
             model: box.popup.visible ? box.delegateModel : null
             currentIndex: box.highlightedIndex
             ScrollBar.vertical: ScrollBar {}
+
+            // The keyboard stays with the video while the list is open.
+            Shortcut {
+                enabled: box.popup.visible
+                sequence: "Escape"
+                onActivated: box.popup.close()
+            }
         }
     }
 }

@@ -8,7 +8,7 @@ Popup {
     id: box
 
     function show(text: string) {
-        dialogText.text = text;
+        dialogText.text = text.split("\n").map(Texts.translated).join("\n");
         open();
     }
 

@@ -10,7 +10,7 @@ RowLayout {
     property alias title: titleText.text
     signal closeClicked()
 
-    readonly property int linkPanelWidth: 126
+    readonly property int linkPanelWidth: 129
 
     height: 42
     spacing: 0

@@ -12,6 +12,20 @@ QtObject {
         return texts.languageIndex === 1 ? english : chinese;
     }
 
+    // The backend tells its refusals in Chinese, whatever the language.
+    readonly property var refusals: ({
+        "未连接，无法发送数据": "Not connected, nothing was sent",
+        "串口未连接，无法发送数据": "The serial port is not connected, nothing was sent",
+        "TCP未连接": "TCP is not connected",
+        "不是串口模式": "Not in serial mode",
+        "不是TCP模式": "Not in TCP mode",
+        "读取超时": "The pod did not answer"
+    })
+
+    function translated(refusal: string): string {
+        return pick(refusal, refusals[refusal] ?? refusal);
+    }
+
     // Main window
     readonly property string connected: pick("已连接", "Connected")
     readonly property string disconnected: pick("未连接", "Disconnected")

@@ -16,7 +16,8 @@ QtObject {
     readonly property color value: "white"
     readonly property color outline: "#D0D0D0"
     readonly property color linkState: "green"
-    readonly property color stateShade: "#D0000000"
+    readonly property color linkChip: "#FFFFFF"
+    readonly property color linkGround: "#E6000000"
     // What was true once, but has not been heard of for a while.
     readonly property color stale: "orange"
 

@@ -13,8 +13,18 @@ Rectangle {
     color: Theme.shade
     radius: Theme.radius
 
+    // The row is wider than the panel: one ground for both, dark over any picture and the drawer.
+    Rectangle {
+        id: ground
+        anchors.right: parent.right
+        width: contentRow.width + 2 * contentRow.anchors.rightMargin
+        height: parent.height
+        z: -1
+        color: Theme.linkGround
+        radius: Theme.radius
+    }
     MouseArea {
-        anchors.fill: parent
+        anchors.fill: ground
         acceptedButtons: Qt.AllButtons
         propagateComposedEvents: false
         onWheel: wheel => wheel.accepted = true
@@ -35,11 +45,15 @@ Rectangle {
             height: 25
             horizontalAlignment: Text.AlignHCenter
             verticalAlignment: Text.AlignVCenter
+            leftPadding: 4
+            rightPadding: 4
             font.pixelSize: 12
+            fontSizeMode: Text.HorizontalFit
+            minimumPixelSize: 10
             color: cMain.statusStale ? Theme.stale : Theme.linkState
-            // Dark enough for the text over any picture. The row is a little wider than the panel.
+            // Green reads best on white, the stale state's orange on the dark ground.
             background: Rectangle {
-                color: Theme.stateShade
+                color: cMain.statusStale ? "transparent" : Theme.linkChip
                 radius: Theme.radius
             }
             text: mainWindow.gimbalConnected ? Texts.connected : Texts.disconnected

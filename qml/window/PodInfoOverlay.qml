@@ -14,6 +14,13 @@ Rectangle {
     color: Theme.panel
     radius: 5
 
+    // The pod writes over its picture, too, just here: its text must not show through this one.
+    Rectangle {
+        anchors.fill: parent
+        z: -1
+        color: Theme.shade
+        radius: podInfo.radius
+    }
     GridLayout {
         id: buttonGrid
         anchors.fill: parent

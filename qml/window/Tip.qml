@@ -10,6 +10,12 @@ ToolTip {
     property int edge: Qt.LeftEdge
     property bool shown: false
 
+    background: Rectangle {
+        color: Theme.strip
+        radius: Theme.radius
+        border.width: 1
+        border.color: Theme.stripBorder
+    }
     visible: shown && text !== ""
     delay: Theme.tipDelayMs
     margins: Theme.gap

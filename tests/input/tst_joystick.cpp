@@ -1,3 +1,5 @@
+#include "VirtualJoystick.h"
+
 #include "CMain.h"
 #include "input/JoystickInput.h"
 #include "input/PodCommand.h"
@@ -7,9 +9,6 @@
 #include <QTcpSocket>
 #include <QTemporaryDir>
 #include <QtTest>
-
-#define SDL_MAIN_HANDLED
-#include <SDL.h>
 
 #include <array>
 #include <memory>
@@ -23,44 +22,6 @@ constexpr int kWaitMs = 10000;
 constexpr int kZoomAxis = 2;
 constexpr int kFocusAxis = 3;
 constexpr int kSpareAxis = 4;
-
-/// A device that exists as long as this object does, moved by the test.
-class VirtualJoystick
-{
-public:
-    VirtualJoystick()
-        : m_index(SDL_JoystickAttachVirtual(SDL_JOYSTICK_TYPE_FLIGHT_STICK, input::kAxisCount,
-                                            input::kButtonCount, 0))
-        , m_joystick(SDL_JoystickOpen(m_index))
-    {
-    }
-
-    ~VirtualJoystick()
-    {
-        SDL_JoystickClose(m_joystick);
-        SDL_JoystickDetachVirtual(m_index);
-    }
-
-    VirtualJoystick(const VirtualJoystick &) = delete;
-    VirtualJoystick &operator=(const VirtualJoystick &) = delete;
-
-    bool isValid() const { return m_joystick != nullptr; }
-
-    void setAxis(int axis, double value)
-    {
-        SDL_JoystickSetVirtualAxis(m_joystick, axis,
-                                   static_cast<Sint16>(value * SDL_JOYSTICK_AXIS_MAX));
-    }
-
-    void setButton(int button, bool down)
-    {
-        SDL_JoystickSetVirtualButton(m_joystick, button, down ? 1 : 0);
-    }
-
-private:
-    int m_index;
-    SDL_Joystick *m_joystick;
-};
 
 /// The pod's end of the link: keeps what arrives, as frames.
 class RecordingPod
@@ -161,10 +122,7 @@ private:
 void TestJoystick::initTestCase()
 {
     m_startFolder = QDir::currentPath();
-    SDL_SetMainReady();
-    SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");
-    SDL_SetHint(SDL_HINT_JOYSTICK_ALLOW_BACKGROUND_EVENTS, "1");
-    QCOMPARE(SDL_InitSubSystem(SDL_INIT_JOYSTICK), 0);
+    QVERIFY2(VirtualJoystick::prepare(), SDL_GetError());
     if (SDL_NumJoysticks() > 0)
         QSKIP("A real joystick is plugged in; it would be read instead of the virtual one");
 }

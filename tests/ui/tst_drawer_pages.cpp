@@ -49,6 +49,7 @@ private slots:
     void cleanupTestCase() { QCOMPARE(UiHarness::warnings(), QStringList()); }
 
     void withoutLinkNothingIsTakenOver();
+    void refusalIsToldInTheChosenLanguage();
     void tcpConnectsStoresAndDisconnects();
     void failedConnectionIsTold();
     void streamAddressIsStoredAndApplied();
@@ -81,6 +82,14 @@ void TestDrawerPages::withoutLinkNothingIsTakenOver()
     pick(ui, u"followframesizecombo"_s, 2);
     QTRY_COMPARE_WITH_TIMEOUT(boxText(ui), u"未连接，无法发送数据"_s, kWaitMs);
     QCOMPARE(ui.property(u"followframesizecombo"_s, "currentIndex").toInt(), -1);
+}
+
+void TestDrawerPages::refusalIsToldInTheChosenLanguage()
+{
+    DrawerUi ui(UiHarness::kNoStream + "[%General]\nlanguageIndex=1\n", false);
+    openPage(ui, Functions);
+    ui.click(u"laserlightrowSwitch"_s);
+    QTRY_COMPARE_WITH_TIMEOUT(boxText(ui), u"Not connected, nothing was sent"_s, kWaitMs);
 }
 
 void TestDrawerPages::tcpConnectsStoresAndDisconnects()
@@ -292,6 +301,13 @@ void TestDrawerPages::keyboardReturnsToTheVideo()
     QCOMPARE(ui.pod().waitForFrames(1), QStringList{shown(longFrame("ee84003c000000"))});
     pick(ui, u"comboboxfrequency"_s, 0);
     QTRY_VERIFY_WITH_TIMEOUT(ui.video()->hasActiveFocus(), kWaitMs);
+    // The keys belong to the video under an open list, too; Escape closes the list.
+    ui.click(u"comboboxfrequency"_s);
+    const auto *list = ui.property(u"comboboxfrequency"_s, "popup").value<QObject *>();
+    QTRY_VERIFY_WITH_TIMEOUT(list->property("opened").toBool(), kWaitMs);
+    QVERIFY(ui.video()->hasActiveFocus());
+    QTest::keyClick(ui.window(), Qt::Key_Escape);
+    QTRY_VERIFY_WITH_TIMEOUT(!list->property("visible").toBool(), kWaitMs);
 }
 
 void TestDrawerPages::joystickPageAssigns()

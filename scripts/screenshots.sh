@@ -1,0 +1,25 @@
+#!/usr/bin/env bash
+# Takes the pictures of docs/images anew: the real interface on the simulated pod, without a
+# display. Everything in that folder is replaced.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+cmake --preset release >/dev/null
+cmake --build --preset release --target shoot podsim
+
+taken=$(mktemp -d)
+trap 'rm -rf "$taken"' EXIT
+QT_QPA_PLATFORM=offscreen QT_QUICK_BACKEND=software \
+  build/release/tests/ui/shoot "$taken" 2>"$taken/log" || {
+  tail -n 20 "$taken/log" >&2
+  exit 1
+}
+
+folder=docs/images
+mkdir -p "$folder"
+rm -f "$folder"/*.png
+for picture in "$taken"/*.png; do
+  # A picture of the interface has few colours; no dithering keeps its text clean.
+  convert "$picture" -strip +dither -colors 256 "PNG8:$folder/${picture##*/}"
+done
+echo "$(ls "$folder" | wc -l) pictures, $(du -sh "$folder" | cut -f1), in $folder"
