@@ -5,7 +5,7 @@ set -uo pipefail
 
 build=$1
 shift
-export TSAN_OPTIONS="suppressions=$(realpath "$(dirname "$0")")/tsan-suppressions.txt halt_on_error=0 second_deadlock_stack=1 ${TSAN_OPTIONS:-}"
+export TSAN_OPTIONS="suppressions=$(realpath "$(dirname "$0")")/tsan-suppressions.txt ignore_noninstrumented_modules=1 halt_on_error=0 second_deadlock_stack=1 ${TSAN_OPTIONS:-}"
 export LSAN_OPTIONS="suppressions=$(realpath "$(dirname "$0")")/lsan-suppressions.txt ${LSAN_OPTIONS:-}"
 log=$(mktemp)
 trap 'rm -f "$log"' EXIT

@@ -13,10 +13,13 @@
 class ChildProcess
 {
 public:
-    /// Fails this process with a message when the program cannot be started.
-    ChildProcess(const QString &program, const QStringList &arguments);
-    /// SIGTERM, and SIGKILL to what has not ended after a while. A program that does not end in
-    /// order, with status 0, fails this process.
+    enum class End { InOrder, Anyhow };
+
+    /// A program without a folder is looked for in PATH. Fails this process with a message when the
+    /// program cannot be started.
+    ChildProcess(const QString &program, const QStringList &arguments, End end = End::InOrder);
+    /// SIGTERM, and SIGKILL to what has not ended after a while. A program that is to end in
+    /// order, with status 0, and does not, fails this process.
     ~ChildProcess();
     ChildProcess(const ChildProcess &) = delete;
     ChildProcess &operator=(const ChildProcess &) = delete;
@@ -24,11 +27,15 @@ public:
     /// The next line of its output without the line's end; nothing at the output's end or after
     /// the time-out.
     std::optional<QByteArray> readLine(int timeoutMs);
+    /// Waits until the program ends by itself; true when it did, with status 0.
+    bool succeeds(int timeoutMs);
 
 private:
     bool hasEnded(int waitMs);
 
     QString m_program;
+    End m_end;
+    bool m_hasEnded = false;
     pid_t m_pid = -1;
     int m_status = 0;
     int m_input = -1;  // ours to write

@@ -1,6 +1,7 @@
 // Decode tasks and reconnect threads that outlive those who started them. The checks are the
 // sanitizers': every case leaves a thread behind that must touch nothing freed or shared.
 
+#include "ChildProcess.h"
 #include "LogCatcher.h"
 #include "RtspStub.h"
 #include "video/FFmpegPlayer.h"
@@ -8,7 +9,6 @@
 
 #include <QElapsedTimer>
 #include <QFile>
-#include <QProcess>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
@@ -97,11 +97,10 @@ private:
 void TestStreamMemory::initTestCase()
 {
     const QString path = m_folder.filePath(u"video.ts"_s);
-    QProcess ffmpeg;
-    ffmpeg.start(u"ffmpeg"_s,
-                 {u"-loglevel"_s, u"error"_s, u"-f"_s, u"lavfi"_s, u"-i"_s,
-                  u"testsrc=size=320x240:rate=25:duration=2"_s, u"-c:v"_s, u"libx264"_s, path});
-    QVERIFY(ffmpeg.waitForFinished(60000));
+    ChildProcess ffmpeg(
+        u"ffmpeg"_s, {u"-nostdin"_s, u"-loglevel"_s, u"error"_s, u"-f"_s, u"lavfi"_s, u"-i"_s,
+                      u"testsrc=size=320x240:rate=25:duration=2"_s, u"-c:v"_s, u"libx264"_s, path});
+    QVERIFY(ffmpeg.succeeds(60000));
     QFile file(path);
     QVERIFY(file.open(QIODevice::ReadOnly));
     m_video = file.readAll();
