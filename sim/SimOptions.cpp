@@ -59,7 +59,6 @@ void declare(QCommandLineParser &parser)
     add("exit-with-parent", "Quit when standard input is closed.");
     add("upgrade-bootloader",
         "Instead of the pod, be its bootloader in a server-assisted upgrade.");
-    add("image", "Write the firmware that the bootloader received there.", "file");
     add("upgrade-ask-delay", "Pause before the bootloader asks for the UUID.", "ms", "300");
     add("upgrade-server", "Instead of the pod, be the upgrade server, with this image.", "file");
     add("upgrade-port", "Port of the upgrade server.", "port", "7003");

@@ -38,8 +38,8 @@ void pick(DrawerUi &ui, const QString &box, int index)
     QQuickItem *entry = nullptr;
     QTRY_VERIFY_WITH_TIMEOUT(QMetaObject::invokeMethod(list, "itemAtIndex",
                                                        Q_RETURN_ARG(QQuickItem *, entry),
-                                                       Q_ARG(int, index)) &&
-                                 entry,
+                                                       Q_ARG(int, index))
+                                 && entry,
                              kWaitMs);
     QTest::mouseClick(ui.window(), Qt::LeftButton, {},
                       entry->mapToScene(entry->boundingRect().center()).toPoint());
@@ -62,12 +62,6 @@ QByteArray sealed(QByteArray frame)
     return frame + char(sum);
 }
 
-QByteArray longFrame(const char *hex)
-{
-    return sealed(QByteArray::fromHex(hex));
-}
+QByteArray longFrame(const char *hex) { return sealed(QByteArray::fromHex(hex)); }
 
-QString shown(const QByteArray &frame)
-{
-    return QString::fromLatin1(frame.toHex(' '));
-}
+QString shown(const QByteArray &frame) { return QString::fromLatin1(frame.toHex(' ')); }

@@ -5,16 +5,7 @@
 #include <QQuickItem>
 #include <QTest>
 
-enum Page
-{
-    Info,
-    Gimbal,
-    Functions,
-    Sbus,
-    Joystick,
-    Positioning,
-    Firmware
-};
+enum Page { Info, Gimbal, Functions, Sbus, Joystick, Positioning, Firmware };
 
 /// The harness, looking for its objects among the visible items too: what a Repeater makes is in
 /// no other tree.

@@ -52,9 +52,9 @@ void ask(const char *what, const std::function<void()> &question,
 
 QByteArray settingsFor(const PodSim &pod, int language)
 {
-    return "[RTSP]\nrtspIp=" + pod.rtspUrl().toUtf8() +
-           "\n[TCP]\ndeviceIp=127.0.0.1\ndevicePort=" + QByteArray::number(pod.controlPort()) +
-           "\n[%General]\nlanguageIndex=" + QByteArray::number(language) + '\n';
+    return "[RTSP]\nrtspIp=" + pod.rtspUrl().toUtf8()
+           + "\n[TCP]\ndeviceIp=127.0.0.1\ndevicePort=" + QByteArray::number(pod.controlPort())
+           + "\n[%General]\nlanguageIndex=" + QByteArray::number(language) + '\n';
 }
 
 /// One console with one simulated pod.

@@ -14,8 +14,8 @@ constexpr int kSbusChannels = 24;
 
 QByteArray versionReply(int model)
 {
-    return sealed(QByteArray::fromHex("ee060000") + char(model) +
-                  QByteArray::fromHex("0102000307"));
+    return sealed(QByteArray::fromHex("ee060000") + char(model)
+                  + QByteArray::fromHex("0102000307"));
 }
 
 QByteArray sbusFrame(int type, const std::function<int(int)> &channel)

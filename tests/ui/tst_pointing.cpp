@@ -13,10 +13,7 @@ namespace {
 constexpr int kWaitMs = 30000;
 const QString kVideo = u"videoRenderer"_s;
 
-QByteArray settingsFor(const QString &url)
-{
-    return "[RTSP]\nrtspIp=" + url.toUtf8() + "\n";
-}
+QByteArray settingsFor(const QString &url) { return "[RTSP]\nrtspIp=" + url.toUtf8() + "\n"; }
 
 } // namespace
 

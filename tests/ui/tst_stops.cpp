@@ -33,10 +33,7 @@ struct Hold
     QString stop;
 };
 
-QPoint dragEnd(UiHarness &ui)
-{
-    return ui.centre(kVideo) + QPoint(80, 0);
-}
+QPoint dragEnd(UiHarness &ui) { return ui.centre(kVideo) + QPoint(80, 0); }
 
 Hold keyHold(const char *name, Qt::Key key, const QString &command, const QString &stop)
 {
@@ -181,8 +178,8 @@ void TestStops::pressHasOneStop()
     letGo(ui);
     // Long enough for the delayed stops of drag and wheel, which may come but not twice.
     const auto running = [&] {
-        return ui.property(u"stopTimer"_s, "running").toBool() ||
-               ui.property(u"wheelStopTimer"_s, "running").toBool();
+        return ui.property(u"stopTimer"_s, "running").toBool()
+               || ui.property(u"wheelStopTimer"_s, "running").toBool();
     };
     const bool delayedStop = ui.property(u"stopTimer"_s, "running").toBool();
     QTRY_VERIFY_WITH_TIMEOUT(!running(), kWaitMs);
