@@ -25,7 +25,6 @@ struct IntCommand
 };
 
 // Two arguments differ, so that a swap shows; one of them makes a sum wrap here and there.
-// clang-format off
 const std::vector<IntCommand> kCatalogue = {
     {"stopMove", {}, "FF 01 00 00 00 00 01"},
     {"moveRight", {0x40}, "FF 01 00 02 40 00 43"},
@@ -108,30 +107,26 @@ const std::vector<IntCommand> kEdges = {
     {"gimbalSetToPitchYaw", {4000, -4000}, "EE 84 08 40 9C C0 63 79"},
     {"gimbalSetToPitchYaw", {INT_MAX, INT_MIN}, "EE 84 08 F6 FF 00 00 6F"},
 };
-// clang-format on
 
 const QByteArray kStopMove = QByteArray::fromHex("FF010000000001");
 
-QVariantList counting(int from, int to)
+QString hex(const QByteArray &bytes) { return QString::fromLatin1(bytes.toHex(' ').toUpper()); }
+
+QVariantList counting(int to)
 {
     QVariantList list;
-    for (int value = from; value <= to; ++value)
+    for (int value = 1; value <= to; ++value)
         list.append(value);
     return list;
 }
 
-bool call(CMain &backend, const IntCommand &command)
+void call(CMain &backend, const IntCommand &command)
 {
-    const auto &a = command.arguments;
-    switch (a.size()) {
-    case 0:
-        return QMetaObject::invokeMethod(&backend, command.name);
-    case 1:
-        return QMetaObject::invokeMethod(&backend, command.name, Q_ARG(int, a[0]));
-    default:
-        return QMetaObject::invokeMethod(&backend, command.name, Q_ARG(int, a[0]),
-                                         Q_ARG(int, a[1]));
-    }
+    const auto &[name, a, bytes] = command;
+    QVERIFY(a.empty() ? QMetaObject::invokeMethod(&backend, name)
+            : a.size() == 1
+                ? QMetaObject::invokeMethod(&backend, name, Q_ARG(int, a[0]))
+                : QMetaObject::invokeMethod(&backend, name, Q_ARG(int, a[0]), Q_ARG(int, a[1])));
 }
 
 } // namespace
@@ -144,7 +139,6 @@ private slots:
     void init();
     void intCommands_data();
     void intCommands();
-    void everyCatalogueRowIsListed();
     void listCommands_data();
     void listCommands();
     void setTimeSendsTheClock();
@@ -156,6 +150,7 @@ private:
 
     std::unique_ptr<TcpPeer> m_pod;
     std::unique_ptr<CMain> m_backend;
+    std::unique_ptr<SignalLog> m_raised;
 };
 
 void TestCommands::init()
@@ -164,6 +159,7 @@ void TestCommands::init()
     m_backend = std::make_unique<CMain>();
     QVERIFY(m_backend->connectTCP(u"127.0.0.1"_s, m_pod->port()));
     QVERIFY(m_pod->accept());
+    m_raised = std::make_unique<SignalLog>(*m_backend, CMain::staticMetaObject);
 }
 
 QString TestCommands::sent(qsizetype expectedLength)
@@ -171,39 +167,34 @@ QString TestCommands::sent(qsizetype expectedLength)
     m_backend->stopMove();
     QByteArray bytes = m_pod->receive(expectedLength + kStopMove.size());
     if (!bytes.endsWith(kStopMove))
-        return u"no stop at the end of "_s + QString::fromLatin1(bytes.toHex(' '));
+        return u"no stop at the end of "_s + hex(bytes);
     bytes.chop(kStopMove.size());
-    return QString::fromLatin1(bytes.toHex(' ').toUpper());
+    return hex(bytes);
 }
 
 void TestCommands::intCommands_data()
 {
     QTest::addColumn<IntCommand>("command");
+    std::set<std::string_view> listed;
     for (const auto *table : {&kCatalogue, &kEdges}) {
-        for (const IntCommand &command : *table)
+        for (const IntCommand &command : *table) {
             QTest::addRow("%s %s", command.name, command.bytes) << command;
+            listed.insert(command.name);
+        }
     }
+    for (const protocol::CommandSpec &row : protocol::commandCatalogue())
+        QVERIFY2(listed.contains(row.name), row.name.data());
 }
 
 void TestCommands::intCommands()
 {
     QFETCH(IntCommand, command);
     const QString expected = QString::fromLatin1(command.bytes);
-    SignalLog raised(*m_backend, CMain::staticMetaObject);
-    LogCatcher log;
-    QVERIFY(call(*m_backend, command));
+    const LogCatcher log;
+    call(*m_backend, command);
     QVERIFY(log.contains(u"TCP发送: \"%1\""_s.arg(expected)));
     QCOMPARE(sent((expected.size() + 1) / 3), expected);
-    QVERIFY(raised.isEmpty());
-}
-
-void TestCommands::everyCatalogueRowIsListed()
-{
-    std::set<std::string_view> listed;
-    for (const IntCommand &command : kCatalogue)
-        listed.insert(command.name);
-    for (const protocol::CommandSpec &row : protocol::commandCatalogue())
-        QVERIFY2(listed.contains(row.name), row.name.data());
+    QCOMPARE(m_raised->take(), QString());
 }
 
 void TestCommands::listCommands_data()
@@ -211,21 +202,21 @@ void TestCommands::listCommands_data()
     QTest::addColumn<QByteArray>("name");
     QTest::addColumn<QVariantList>("list");
     QTest::addColumn<QString>("bytes"); // empty: refused
-    const QByteArray sbus = "setSbus";
-    const QByteArray b7n = "setB7N";
-    const QString sbusBytes =
+    const QString sbus =
         u"EE 82 1C 01 02 03 04 05 06 07 08 09 0A 0B 0C 0D 0E 0F 10 11 12 13 14 15 16 17 18 B8"_s;
-    const QString b7nBytes = u"EE 87 0F 01 02 03 04 05 06 07 08 09 0A 0B C6"_s;
-    QTest::newRow("sbus") << sbus << counting(1, 24) << sbusBytes;
-    QTest::newRow("sbus, more than needed") << sbus << counting(1, 40) << sbusBytes;
+    const QVariantList odd =
+        QVariantList({256, -1, u"none"_s, u"7"_s, 2.4}) + QVariantList(19, QVariant());
+    const QString b7n = u"EE 87 0F 01 02 03 04 05 06 07 08 09 0A 0B C6"_s;
+    QTest::newRow("sbus") << "setSbus"_ba << counting(24) << sbus;
+    QTest::newRow("sbus, more than needed") << "setSbus"_ba << counting(40) << sbus;
     QTest::newRow("sbus, odd elements")
-        << sbus << QVariantList({256, -1, u"none"_s, u"7"_s, 2.4}) + QVariantList(19, QVariant())
+        << "setSbus"_ba << odd
         << u"EE 82 1C 00 FF 00 07 02 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 94"_s;
-    QTest::newRow("sbus, one missing") << sbus << counting(1, 23) << QString();
-    QTest::newRow("b7n") << b7n << counting(1, 11) << b7nBytes;
-    QTest::newRow("b7n, more than needed") << b7n << counting(1, 12) << b7nBytes;
-    QTest::newRow("b7n, one missing") << b7n << counting(1, 10) << QString();
-    QTest::newRow("b7n, none") << b7n << QVariantList() << QString();
+    QTest::newRow("sbus, one missing") << "setSbus"_ba << counting(23) << QString();
+    QTest::newRow("b7n") << "setB7N"_ba << counting(11) << b7n;
+    QTest::newRow("b7n, more than needed") << "setB7N"_ba << counting(12) << b7n;
+    QTest::newRow("b7n, one missing") << "setB7N"_ba << counting(10) << QString();
+    QTest::newRow("b7n, none") << "setB7N"_ba << QVariantList() << QString();
 }
 
 void TestCommands::listCommands()
@@ -233,48 +224,41 @@ void TestCommands::listCommands()
     QFETCH(QByteArray, name);
     QFETCH(QVariantList, list);
     QFETCH(QString, bytes);
-    SignalLog raised(*m_backend, CMain::staticMetaObject);
-    QVERIFY(
-        QMetaObject::invokeMethod(m_backend.get(), name.constData(), Q_ARG(QVariantList, list)));
+    QVERIFY(QMetaObject::invokeMethod(m_backend.get(), name, Q_ARG(QVariantList, list)));
     QCOMPARE(sent((bytes.size() + 1) / 3), bytes);
-    const QString refusal =
-        u"sbusDataError(数据长度不足，需要%1项，实际%2项)"_s.arg(name == "setSbus" ? 24 : 11)
-            .arg(list.size());
-    QCOMPARE(raised.take(), bytes.isEmpty() ? refusal : QString());
+    const QString refusal = u"sbusDataError(数据长度不足，需要%1项，实际%2项)"_s;
+    QCOMPARE(m_raised->take(), bytes.isEmpty()
+                                   ? refusal.arg(name == "setSbus" ? 24 : 11).arg(list.size())
+                                   : QString());
 }
 
 void TestCommands::setTimeSendsTheClock()
 {
-    const auto bytesAt = [](int year, int month, int day, const QTime &time) {
-        return protocol::buildSetTime({QDate(year, month, day), time}).toHex(' ').toUpper();
-    };
-    QCOMPARE(bytesAt(2024, 3, 5, {14, 7, 9}), "EE 83 0A 18 03 05 0E 07 09 B9");
-    QCOMPARE(bytesAt(2099, 12, 31, {23, 59, 59}), "EE 83 0A 63 0C 1F 17 3B 3B 96");
+    const auto frameAt = [](const QDateTime &time) { return hex(protocol::buildSetTime(time)); };
+    QCOMPARE(frameAt({{2024, 3, 5}, {14, 7, 9}}), u"EE 83 0A 18 03 05 0E 07 09 B9"_s);
+    QCOMPARE(frameAt({{2099, 12, 31}, {23, 59, 59}}), u"EE 83 0A 63 0C 1F 17 3B 3B 96"_s);
 
     const QDateTime before = QDateTime::currentDateTime();
     m_backend->setTime();
     const QString frame = sent(10);
     QStringList possible;
     for (QDateTime at = before; at <= QDateTime::currentDateTime().addSecs(1); at = at.addSecs(1))
-        possible.append(QString::fromLatin1(protocol::buildSetTime(at).toHex(' ').toUpper()));
+        possible.append(frameAt(at));
     QVERIFY2(possible.contains(frame), qPrintable(frame));
 }
 
 void TestCommands::refusedWhileDisconnected()
 {
     m_backend->disconnect();
-    SignalLog raised(*m_backend, CMain::staticMetaObject);
-    const QString refusal = u"sbusDataError(未连接，无法发送数据)"_s;
-    for (const IntCommand &command : kCatalogue) {
-        QVERIFY(call(*m_backend, command));
-        QCOMPARE(raised.take(), refusal);
-    }
+    m_raised->take();
+    for (const IntCommand &command : kCatalogue)
+        call(*m_backend, command);
     m_backend->setTime();
-    QCOMPARE(raised.take(), refusal);
-    m_backend->setSbus(counting(1, 24));
-    QCOMPARE(raised.take(), refusal);
-    m_backend->setB7N(counting(1, 11));
-    QCOMPARE(raised.take(), refusal);
+    m_backend->setSbus(counting(24));
+    m_backend->setB7N(counting(11));
+    const auto calls = qsizetype(kCatalogue.size()) + 3;
+    const QString refusal = u"sbusDataError(未连接，无法发送数据) "_s;
+    QCOMPARE(m_raised->take() + u' ', refusal.repeated(calls));
 }
 
 QTEST_GUILESS_MAIN(TestCommands)

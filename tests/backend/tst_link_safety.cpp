@@ -4,16 +4,16 @@
 #include "PtyPair.h"
 #include "SilentListener.h"
 #include "TcpPeer.h"
+#include "link/ICommunication.h"
 #include "protocol/MotionLedger.h"
 
 #include <QElapsedTimer>
 #include <QSignalSpy>
-#include <QTcpSocket>
 #include <QTest>
 #include <QTimer>
 
-#include <functional>
 #include <memory>
+#include <utility>
 
 #include <netinet/in.h>
 #include <netinet/tcp.h>
@@ -25,14 +25,12 @@ using protocol::MotionLedger;
 
 namespace {
 
+constexpr int kWaitMs = 20000;
 constexpr int kPromptlyMs = 2000; // of the 3000 that a silent address takes
 const QString kHost = u"127.0.0.1"_s;
-const QByteArray kUp = QByteArray::fromHex("ff010008002029");
-const QByteArray kZoomIn = QByteArray::fromHex("ff010040040045");
-const QByteArray kFocusNear = QByteArray::fromHex("ff011d02000020");
-const QByteArray kStopMove = QByteArray::fromHex("ff010000000001");
-const QByteArray kZoomStop = QByteArray::fromHex("ff010060000061");
-const QByteArray kFocusStop = QByteArray::fromHex("ff011d04000022");
+// Up, zoom in, focus near; and the stops of all three.
+const QByteArray kMotions = QByteArray::fromHex("ff010008002029 ff010040040045 ff011d02000020");
+const QByteArray kStops = QByteArray::fromHex("ff010000000001 ff010060000061 ff011d04000022");
 
 void moveZoomAndFocus(CMain &backend)
 {
@@ -41,8 +39,12 @@ void moveZoomAndFocus(CMain &backend)
     backend.manualFocusNear();
 }
 
-const QByteArray kMotions = kUp + kZoomIn + kFocusNear;
-const QByteArray kStops = kStopMove + kZoomStop + kFocusStop;
+void addWishes(const QStringList &wishes)
+{
+    QTest::addColumn<QString>("wish");
+    for (const QString &wish : wishes)
+        QTest::newRow(qPrintable(wish)) << wish;
+}
 
 } // namespace
 
@@ -51,201 +53,187 @@ class TestLinkSafety : public QObject
     Q_OBJECT
 
 private slots:
+    void init();
     void ledger();
     void closingALinkStopsThePod_data();
     void closingALinkStopsThePod();
     void closingASerialLinkStopsThePod();
     void linkLostInAMotionBeginsWithTheStop_data();
     void linkLostInAMotionBeginsWithTheStop();
-    void stopThatCouldNotBeSentIsOwed();
     void newerWishEndsAConnect_data();
     void newerWishEndsAConnect();
-    void eventsGoOnWhileConnecting();
+    void linkReplacedByItsOwnSignal_data();
+    void linkReplacedByItsOwnSignal();
     void vanishedPeerIsNoticed();
+
+private:
+    bool connectTcp() { return m_backend->connectTCP(kHost, m_pod->port()) && m_pod->accept(); }
+    /// Does to the link what an operator may at any moment; true when it connected.
+    bool obey(const QString &wish);
+
+    std::unique_ptr<TcpPeer> m_pod;
+    std::unique_ptr<PtyPair> m_line;
+    std::unique_ptr<CMain> m_backend;
 };
+
+void TestLinkSafety::init()
+{
+    m_pod = std::make_unique<TcpPeer>();
+    m_line = std::make_unique<PtyPair>();
+    m_backend = std::make_unique<CMain>();
+}
+
+bool TestLinkSafety::obey(const QString &wish)
+{
+    if (wish == "connect"_L1)
+        return m_backend->connectTCP(kHost, m_pod->port());
+    if (wish == "serial"_L1)
+        return m_backend->connectSerial(m_line->slavePath());
+    if (wish == "disconnect"_L1)
+        m_backend->disconnect();
+    else if (wish == "type"_L1)
+        m_backend->setConnectionType(u"Serial"_s);
+    else if (wish == "reset"_L1)
+        m_backend->resetConnection();
+    else if (wish == "quit"_L1)
+        m_backend.reset();
+    else
+        m_pod->close();
+    return false;
+}
 
 void TestLinkSafety::ledger()
 {
-    const auto owed = [](const MotionLedger &motions) {
-        QList<Command> stops;
-        for (const auto &stop : motions.owedStops()) {
-            if (stop)
-                stops.append(*stop);
-        }
-        return stops;
-    };
+    using Stops = std::array<std::optional<Command>, MotionLedger::kMotions>;
     MotionLedger motions;
     motions.linkLost(5); // nothing ever moved
-    QCOMPARE(owed(motions), QList<Command>());
-    motions.sent(Command::ZoomOut, 0);
-    motions.sent(Command::MoveLeftUp, 0);
-    motions.sent(Command::ManualFocusFar, 0);
-    motions.sent(Command::TakePhoto, 0);
-    QCOMPARE(owed(motions),
-             (QList{Command::StopMove, Command::ZoomStop, Command::ManualFocusStop}));
+    QCOMPARE(motions.owedStops(), Stops());
+    for (const Command command :
+         {Command::ZoomOut, Command::MoveLeftUp, Command::ManualFocusFar, Command::TakePhoto})
+        motions.sent(command, 0);
+    QCOMPARE(motions.owedStops(),
+             (Stops{Command::StopMove, Command::ZoomStop, Command::ManualFocusStop}));
     motions.sent(Command::ZoomStop, 10);
     motions.sent(Command::StopMove, 5000);
     motions.sent(Command::StopMove, 90000); // of nothing: proves nothing
-    QCOMPARE(owed(motions), QList{Command::ManualFocusStop});
+    QCOMPARE(motions.owedStops(), (Stops{std::nullopt, std::nullopt, Command::ManualFocusStop}));
     motions.linkLost(5000 + MotionLedger::kUncertainMs);
-    QCOMPARE(owed(motions), (QList{Command::StopMove, Command::ManualFocusStop}));
+    QCOMPARE(motions.owedStops(),
+             (Stops{Command::StopMove, std::nullopt, Command::ManualFocusStop}));
 }
 
 void TestLinkSafety::closingALinkStopsThePod_data()
 {
-    QTest::addColumn<QString>("how");
-    for (const char *how : {"disconnect", "type", "reset", "reconnect", "quit", "standing still"})
-        QTest::newRow(how) << QString::fromLatin1(how);
+    addWishes({u"disconnect"_s, u"type"_s, u"reset"_s, u"connect"_s, u"quit"_s});
 }
 
 void TestLinkSafety::closingALinkStopsThePod()
 {
-    QFETCH(QString, how);
-    const bool moves = how != "standing still"_L1;
-    TcpPeer pod;
-    TcpPeer other;
-    auto backend = std::make_unique<CMain>();
-    QVERIFY(backend->connectTCP(kHost, pod.port()));
-    QVERIFY(pod.accept());
-    moveZoomAndFocus(*backend);
-    if (!moves) {
-        backend->stopMove();
-        backend->zoomStop();
-        backend->manualFocusStop();
+    QFETCH(QString, wish);
+    QVERIFY(connectTcp());
+    moveZoomAndFocus(*m_backend);
+    QCOMPARE(m_pod->receive(kMotions.size()), kMotions);
+    obey(wish);
+    QCOMPARE(m_pod->receive(kStops.size() + 1), kStops); // until the end
+    if (wish == "reset"_L1) {                            // a pod that stands still gets none
+        QVERIFY(connectTcp());
+        obey(wish);
+        QCOMPARE(m_pod->receive(1), QByteArray());
     }
-    QCOMPARE(pod.receive(kMotions.size() + (moves ? 0 : kStops.size())),
-             moves ? kMotions : kMotions + kStops);
-    if (how == "type"_L1)
-        backend->setConnectionType(u"Serial"_s);
-    else if (how == "reset"_L1)
-        backend->resetConnection();
-    else if (how == "reconnect"_L1)
-        backend->connectTCP(kHost, other.port());
-    else if (how == "quit"_L1)
-        backend.reset();
-    else
-        backend->disconnect();
-    QCOMPARE(pod.receive(kStops.size() + 1), moves ? kStops : QByteArray()); // until the end
 }
 
 void TestLinkSafety::closingASerialLinkStopsThePod()
 {
-    PtyPair line;
-    CMain backend;
-    QVERIFY(backend.connectSerial(line.slavePath()));
-    moveZoomAndFocus(backend);
-    backend.disconnect();
-    QCOMPARE(line.received(), kMotions + kStops);
+    QVERIFY(m_backend->connectSerial(m_line->slavePath()));
+    moveZoomAndFocus(*m_backend);
+    m_backend->disconnect();
+    QCOMPARE(m_line->received(), kMotions + kStops);
 }
 
 void TestLinkSafety::linkLostInAMotionBeginsWithTheStop_data()
 {
-    QTest::addColumn<bool>("released");
-    QTest::newRow("key still held") << false;
-    QTest::newRow("stop sent into a dead line") << true;
+    addWishes({u"hold"_s, u"release before the loss is known"_s, u"release after it"_s});
 }
 
 void TestLinkSafety::linkLostInAMotionBeginsWithTheStop()
 {
-    QFETCH(bool, released);
-    TcpPeer pod;
-    CMain backend;
-    QVERIFY(backend.connectTCP(kHost, pod.port()));
-    QVERIFY(pod.accept());
-    backend.moveUp(0x20);
-    if (released)
-        backend.stopMove();
-    pod.receive(released ? 14 : 7);
-    pod.reset();
-    QTRY_VERIFY(!backend.isConnected());
+    QFETCH(QString, wish);
+    QVERIFY(connectTcp());
+    m_backend->moveUp(0x20);
+    if (wish.startsWith("release before"_L1))
+        m_backend->stopMove();
+    m_pod->receive(7);
+    m_pod->reset();
+    QTRY_VERIFY_WITH_TIMEOUT(!m_backend->isConnected(), kWaitMs);
+    if (wish == "release after it"_L1)
+        m_backend->stopMove(); // refused
 
     // Whatever the interface sends as soon as it is told of the link comes after the stop.
-    connect(&backend, &CMain::connectionChanged, &backend, [&](bool up) {
+    connect(m_backend.get(), &CMain::connectionChanged, this, [&](bool up) {
         if (up)
-            backend.takePhoto();
+            m_backend->takePhoto();
     });
-    QVERIFY(backend.connectTCP(kHost, pod.port()));
-    QVERIFY(pod.accept());
-    QVERIFY(pod.receive(14).startsWith(kStopMove + QByteArray::fromHex("ff0112")));
-}
-
-void TestLinkSafety::stopThatCouldNotBeSentIsOwed()
-{
-    TcpPeer pod;
-    CMain backend;
-    QVERIFY(backend.connectTCP(kHost, pod.port()));
-    QVERIFY(pod.accept());
-    backend.zoomIn(4);
-    pod.receive(7);
-    pod.close();
-    QTRY_VERIFY(!backend.isConnected());
-    backend.zoomStop(); // refused
-    QVERIFY(backend.connectTCP(kHost, pod.port()));
-    QVERIFY(pod.accept());
-    QCOMPARE(pod.receive(7), kZoomStop);
+    QVERIFY(connectTcp());
+    QVERIFY(m_pod->receive(14).startsWith(kStops.first(7) + QByteArray::fromHex("ff0112")));
 }
 
 void TestLinkSafety::newerWishEndsAConnect_data()
 {
-    QTest::addColumn<QString>("wish");
-    for (const char *wish : {"connect", "disconnect", "type", "reset", "serial", "destroy"})
-        QTest::newRow(wish) << QString::fromLatin1(wish);
+    addWishes({u"connect"_s, u"disconnect"_s, u"type"_s, u"reset"_s, u"serial"_s, u"quit"_s});
 }
 
 void TestLinkSafety::newerWishEndsAConnect()
 {
     QFETCH(QString, wish);
     const SilentListener silent;
-    TcpPeer pod;
-    PtyPair line;
-    auto backend = std::make_unique<CMain>();
-    QSignalSpy errors(backend.get(), &CMain::sbusDataError);
-    bool inner = false;
-    QTimer::singleShot(100, this, [&] {
-        if (wish == "connect"_L1)
-            inner = backend->connectTCP(kHost, pod.port());
-        else if (wish == "disconnect"_L1)
-            backend->disconnect();
-        else if (wish == "type"_L1)
-            backend->setConnectionType(u"Serial"_s);
-        else if (wish == "reset"_L1)
-            backend->resetConnection();
-        else if (wish == "serial"_L1)
-            inner = backend->connectSerial(line.slavePath());
-        else
-            backend.reset();
-    });
+    const QSignalSpy errors(m_backend.get(), &CMain::sbusDataError);
+    bool connected = false;
+    QTimer::singleShot(100, this, [&] { connected = obey(wish); });
     QElapsedTimer timer;
     timer.start();
-    QVERIFY(!backend->connectTCP(kHost, silent.port()));
+    QVERIFY(!m_backend->connectTCP(kHost, silent.port()));
     QVERIFY(timer.elapsed() < kPromptlyMs);
     QCOMPARE(errors.size(), 0); // what the operator has replaced did not fail
-    if (!backend)
+    QCOMPARE(connected, wish == "connect"_L1 || wish == "serial"_L1);
+    if (!m_backend)
         return;
-    const bool connects = wish == "connect"_L1 || wish == "serial"_L1;
-    QCOMPARE(inner, connects);
-    QCOMPARE(backend->isConnected(), connects);
-    QVERIFY(backend->connectTCP(kHost, pod.port())); // all is as usual afterwards
+    QCOMPARE(m_backend->isConnected(), connected);
+    QVERIFY(m_backend->connectTCP(kHost, m_pod->port())); // all is as usual afterwards
 }
 
-void TestLinkSafety::eventsGoOnWhileConnecting()
+void TestLinkSafety::linkReplacedByItsOwnSignal_data()
 {
-    const SilentListener silent;
-    CMain backend;
-    int ticks = 0;
-    QTimer timer;
-    connect(&timer, &QTimer::timeout, this, [&] { ++ticks; });
-    timer.start(20);
-    QVERIFY(!backend.connectTCP(kHost, silent.port()));
-    QVERIFY2(ticks > 20, qPrintable(QString::number(ticks))); // of about 150
+    QTest::addColumn<QString>("cause");
+    QTest::addColumn<QString>("reaction");
+    for (const char *cause : {"pod closes", "disconnect", "reset", "type", "connect"}) {
+        for (const char *reaction : {"type", "reset"})
+            QTest::addRow("%s, %s", cause, reaction)
+                << QString::fromLatin1(cause) << QString::fromLatin1(reaction);
+    }
+}
+
+void TestLinkSafety::linkReplacedByItsOwnSignal()
+{
+    QFETCH(QString, cause);
+    QFETCH(QString, reaction);
+    QVERIFY(connectTcp());
+    bool reacted = false;
+    connect(m_backend.get(), &CMain::connectionChanged, this, [&](bool up) {
+        if (!up && !std::exchange(reacted, true))
+            obey(reaction);
+    });
+    obey(cause);
+    QTRY_VERIFY_WITH_TIMEOUT(reacted, kWaitMs);
+    // One link is left, and it works.
+    QTRY_COMPARE_WITH_TIMEOUT(m_backend->findChildren<ICommunication *>().size(), 1, kWaitMs);
+    QVERIFY(m_backend->connectTCP(kHost, m_pod->port()));
+    QVERIFY(m_backend->isConnected());
 }
 
 void TestLinkSafety::vanishedPeerIsNoticed()
 {
-    TcpPeer pod;
-    CMain backend;
-    QVERIFY(backend.connectTCP(kHost, pod.port()));
-    const auto *socket = backend.findChild<QTcpSocket *>();
+    QVERIFY(connectTcp());
+    const auto *socket = m_backend->findChild<QTcpSocket *>();
     const auto option = [&](int level, int name) {
         int value = 0;
         socklen_t length = sizeof value;
@@ -253,9 +241,8 @@ void TestLinkSafety::vanishedPeerIsNoticed()
         return value;
     };
     QCOMPARE(option(SOL_SOCKET, SO_KEEPALIVE), 1);
-    QVERIFY(option(IPPROTO_TCP, TCP_KEEPIDLE)
-                + option(IPPROTO_TCP, TCP_KEEPCNT) * option(IPPROTO_TCP, TCP_KEEPINTVL)
-            < 10);
+    const int probesS = option(IPPROTO_TCP, TCP_KEEPCNT) * option(IPPROTO_TCP, TCP_KEEPINTVL);
+    QVERIFY(option(IPPROTO_TCP, TCP_KEEPIDLE) + probesS < 10);
     const int unacknowledgedMs = option(IPPROTO_TCP, TCP_USER_TIMEOUT);
     QVERIFY(unacknowledgedMs > 0 && unacknowledgedMs < 10000);
     QCOMPARE(option(IPPROTO_TCP, TCP_NODELAY), 1);

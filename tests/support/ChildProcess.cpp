@@ -11,21 +11,11 @@
 #include <algorithm>
 #include <array>
 #include <csignal>
-#include <ctime>
 #include <vector>
 
 namespace {
 
 constexpr int kEndWaitMs = 20000;
-constexpr int kPollMs = 5;
-
-std::array<int, 2> makePipe()
-{
-    std::array<int, 2> ends{};
-    if (pipe2(ends.data(), O_CLOEXEC) != 0)
-        qFatal("ChildProcess: no pipe");
-    return ends;
-}
 
 } // namespace
 
@@ -33,8 +23,10 @@ ChildProcess::ChildProcess(const QString &program, const QStringList &arguments,
     : m_program(program)
     , m_end(end)
 {
-    const auto input = makePipe();
-    const auto output = makePipe();
+    std::array<int, 2> input{};
+    std::array<int, 2> output{};
+    if (pipe2(input.data(), O_CLOEXEC) != 0 || pipe2(output.data(), O_CLOEXEC) != 0)
+        qFatal("ChildProcess: no pipe");
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, input[0], STDIN_FILENO);
@@ -79,8 +71,7 @@ bool ChildProcess::hasEnded(int waitMs)
     while (!m_hasEnded && waitpid(m_pid, &m_status, WNOHANG) == 0) {
         if (clock.elapsed() > waitMs)
             return false;
-        const timespec pause{0, kPollMs * 1000 * 1000};
-        nanosleep(&pause, nullptr);
+        usleep(5000);
     }
     m_hasEnded = true;
     return true;
@@ -99,9 +90,8 @@ std::optional<QByteArray> ChildProcess::readLine(int timeoutMs)
         pollfd waiting{m_output, POLLIN, 0};
         const int left = std::max(timeoutMs - int(clock.elapsed()), 0);
         std::array<char, 4096> buffer{};
-        if (poll(&waiting, 1, left) <= 0)
-            return std::nullopt;
-        const ssize_t count = read(m_output, buffer.data(), buffer.size());
+        const ssize_t count =
+            poll(&waiting, 1, left) > 0 ? read(m_output, buffer.data(), buffer.size()) : 0;
         if (count <= 0)
             return std::nullopt;
         m_read.append(buffer.data(), count);

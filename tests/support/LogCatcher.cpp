@@ -1,7 +1,5 @@
 #include "LogCatcher.h"
 
-#include <QtGlobal>
-
 #include <mutex>
 #include <vector>
 
@@ -38,12 +36,6 @@ LogCatcher::~LogCatcher()
     std::erase(s_catchers, &m_lines);
     if (s_catchers.empty())
         qInstallMessageHandler(s_previous);
-}
-
-qsizetype LogCatcher::count(const QString &text) const
-{
-    const std::lock_guard lock(s_mutex);
-    return m_lines.filter(text).size();
 }
 
 QStringList LogCatcher::lines() const

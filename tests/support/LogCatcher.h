@@ -12,8 +12,7 @@ public:
     LogCatcher &operator=(const LogCatcher &) = delete;
 
     bool contains(const QString &text) const { return count(text) > 0; }
-
-    qsizetype count(const QString &text) const;
+    qsizetype count(const QString &text) const { return lines().filter(text).size(); }
     QStringList lines() const;
 
 private:

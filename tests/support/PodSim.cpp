@@ -2,54 +2,48 @@
 
 #include <QTcpSocket>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr int kWaitMs = 20000;
-
-quint16 portOf(const QString &endpoint) { return endpoint.section(u':', -1).toUShort(); }
+const QString kArguments =
+    u"--exit-with-parent --port 0 --rtsp-port 0 --fault-port 0 --log /dev/null"_s;
 
 } // namespace
 
 PodSim::PodSim(const QStringList &extraArguments)
-    : m_process(QStringLiteral(PODSIM_EXECUTABLE),
-                QStringList{QStringLiteral("--exit-with-parent"), QStringLiteral("--port"),
-                            QStringLiteral("0"), QStringLiteral("--rtsp-port"), QStringLiteral("0"),
-                            QStringLiteral("--fault-port"), QStringLiteral("0"),
-                            QStringLiteral("--log"), QStringLiteral("/dev/null")}
-                    + extraArguments)
+    : m_process(QStringLiteral(PODSIM_EXECUTABLE), kArguments.split(u' ') + extraArguments)
 {
-    while (true) {
+    for (QString line; line != "ready"_L1;) {
         const auto output = m_process.readLine(kWaitMs);
         if (!output)
             qFatal("podsim did not start");
-        const QString line = QString::fromUtf8(*output);
-        if (line.startsWith(QLatin1String("control tcp")))
-            m_controlPort = portOf(line);
-        else if (line.contains(QLatin1String(" pty ")))
+        line = QString::fromUtf8(*output);
+        const quint16 port = line.section(u':', -1).toUShort();
+        if (line.startsWith("control tcp"_L1))
+            m_controlPort = port;
+        else if (line.contains(" pty "_L1))
             m_ptyPath = line.section(u' ', -1);
-        else if (line.startsWith(QLatin1String("video rtsp")))
+        else if (line.startsWith("video rtsp"_L1))
             m_rtspUrl = line.section(u' ', -1);
-        else if (line.startsWith(QLatin1String("upgrade server")))
-            m_upgradePort = portOf(line);
-        else if (line.startsWith(QLatin1String("faults")))
-            m_faultPort = portOf(line);
-        else if (line == QLatin1String("ready"))
-            return;
+        else if (line.startsWith("upgrade server"_L1))
+            m_upgradePort = port;
+        else if (line.startsWith("faults"_L1))
+            m_faultPort = port;
     }
 }
 
 QString PodSim::fault(const QString &line)
 {
     QTcpSocket socket;
-    socket.connectToHost(QStringLiteral("127.0.0.1"), m_faultPort);
+    socket.connectToHost(u"127.0.0.1"_s, m_faultPort);
     socket.waitForConnected(kWaitMs);
     socket.write(line.toUtf8() + '\n');
-    while (!socket.canReadLine()) {
-        if (!socket.waitForReadyRead(kWaitMs))
-            qFatal("podsim did not answer: %s", qPrintable(line));
+    while (!socket.canReadLine() && socket.waitForReadyRead(kWaitMs)) {
     }
     const QString answer = QString::fromUtf8(socket.readLine()).trimmed();
-    if (!answer.startsWith(QLatin1String("ok")))
+    if (!answer.startsWith("ok"_L1))
         qFatal("podsim: %s: %s", qPrintable(line), qPrintable(answer));
     return answer.mid(3);
 }

@@ -1,10 +1,5 @@
 #include "RtspStub.h"
 
-#include <QByteArray>
-#include <QRegularExpression>
-
-#include <arpa/inet.h>
-#include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -15,15 +10,10 @@ namespace {
 
 constexpr int kPollMs = 20;
 
-const QByteArray kDescription = "v=0\r\n"
-                                "o=- 0 0 IN IP4 127.0.0.1\r\n"
-                                "s=stub\r\n"
-                                "c=IN IP4 127.0.0.1\r\n"
-                                "t=0 0\r\n"
-                                "m=video 0 RTP/AVP 96\r\n"
-                                "a=rtpmap:96 H264/90000\r\n"
-                                "a=fmtp:96 packetization-mode=1\r\n"
-                                "a=control:track1\r\n";
+const QByteArray kDescription =
+    "v=0\r\no=- 0 0 IN IP4 127.0.0.1\r\ns=stub\r\nc=IN IP4 127.0.0.1\r\nt=0 0\r\n"
+    "m=video 0 RTP/AVP 96\r\na=rtpmap:96 H264/90000\r\na=fmtp:96 packetization-mode=1\r\n"
+    "a=control:track1\r\n";
 
 bool readable(int socket)
 {
@@ -31,64 +21,54 @@ bool readable(int socket)
     return poll(&waiting, 1, kPollMs) > 0;
 }
 
-QByteArray headerValue(const QByteArray &request, const QString &name)
+/// The line of a request that begins with `name`, from there to its end.
+QByteArray header(const QByteArray &request, const QByteArray &name)
 {
-    const QRegularExpression line(QStringLiteral("^%1:\\s*([^\r\n]*)").arg(name),
-                                  QRegularExpression::MultilineOption
-                                      | QRegularExpression::CaseInsensitiveOption);
-    return line.match(QString::fromLatin1(request)).captured(1).toLatin1();
+    const qsizetype start = request.indexOf("\r\n" + name + ':') + 2;
+    return request.mid(start, request.indexOf('\r', start) - start);
 }
 
 } // namespace
 
 RtspStub::RtspStub(Manner manner)
     : m_manner(manner)
-    , m_listener(socket(AF_INET, SOCK_STREAM, 0))
 {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof address;
-    if (bind(m_listener, reinterpret_cast<sockaddr *>(&address), length) != 0
-        || listen(m_listener, 4) != 0
-        || getsockname(m_listener, reinterpret_cast<sockaddr *>(&address), &length) != 0)
+    if (!m_server.listen(QHostAddress::LocalHost))
         qFatal("RtspStub: no port");
-    m_port = ntohs(address.sin_port);
-    m_thread = std::thread([this] { serve(); });
+    m_server.pauseAccepting(); // the thread does
+    m_thread = std::thread([this, listener = int(m_server.socketDescriptor())] {
+        while (!m_quit) {
+            if (!readable(listener))
+                continue;
+            const int client = accept(listener, nullptr, nullptr);
+            converse(client);
+            ::close(client);
+        }
+    });
 }
 
 RtspStub::~RtspStub()
 {
     m_quit = true;
     m_thread.join();
-    ::close(m_listener);
 }
 
-QString RtspStub::url() const { return QStringLiteral("rtsp://127.0.0.1:%1/live0").arg(m_port); }
-
-void RtspStub::serve()
+QString RtspStub::url() const
 {
-    while (!m_quit) {
-        if (!readable(m_listener))
-            continue;
-        const int client = accept(m_listener, nullptr, nullptr);
-        converse(client);
-        ::close(client);
-    }
+    return QStringLiteral("rtsp://127.0.0.1:%1/live0").arg(m_server.serverPort());
 }
 
 void RtspStub::converse(int client)
 {
+    std::array<char, 4096> buffer{};
     while (!m_quit) {
         if (!readable(client))
             continue;
-        std::array<char, 4096> buffer{};
         const ssize_t count = read(client, buffer.data(), buffer.size());
         if (count <= 0)
             return;
+        m_tornDown = m_tornDown || buffer[0] == 'T';
         const QByteArray answer = answerTo(QByteArray(buffer.data(), count));
-        if (buffer[0] == 'T')
-            m_tornDown = true;
         if (!answer.isEmpty() && write(client, answer.constData(), size_t(answer.size())) < 0)
             return;
     }
@@ -97,21 +77,16 @@ void RtspStub::converse(int client)
 QByteArray RtspStub::answerTo(const QByteArray &request) const
 {
     const QByteArray method = request.left(request.indexOf(' '));
-    if (m_manner == Manner::Silent
-        || (m_manner == Manner::SilentStatus && method != QByteArrayLiteral("OPTIONS")))
+    if (m_manner == Manner::Silent || (m_manner == Manner::SilentStatus && method != "OPTIONS"))
         return {};
-    QByteArray answer =
-        "RTSP/1.0 200 OK\r\nCSeq: " + headerValue(request, QStringLiteral("CSeq")) + "\r\n";
+    QByteArray lines = "RTSP/1.0 200 OK\r\n" + header(request, "CSeq") + "\r\n";
     if (method == "OPTIONS")
-        answer += "Public: OPTIONS, DESCRIBE, SETUP, PLAY, TEARDOWN\r\n";
+        return lines + "Public: OPTIONS, DESCRIBE, SETUP, PLAY, TEARDOWN\r\n\r\n";
     if (method == "DESCRIBE")
-        answer += "Content-Type: application/sdp\r\nContent-Length: "
-                  + QByteArray::number(kDescription.size()) + "\r\n";
+        return lines + "Content-Type: application/sdp\r\nContent-Length: "
+               + QByteArray::number(kDescription.size()) + "\r\n\r\n" + kDescription;
+    lines += "Session: 1\r\n";
     if (method == "SETUP")
-        answer += "Session: 1\r\nTransport: " + headerValue(request, QStringLiteral("Transport"))
-                  + ";server_port=50000-50001\r\n";
-    if (method == "PLAY")
-        answer += "Session: 1\r\n";
-    answer += "\r\n";
-    return method == "DESCRIBE" ? answer + kDescription : answer;
+        lines += header(request, "Transport") + ";server_port=50000-50001\r\n";
+    return lines + "\r\n";
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <QString>
+#include <QTcpServer>
 
 #include <atomic>
 #include <thread>
@@ -24,13 +24,11 @@ public:
     bool wasTornDown() const { return m_tornDown; }
 
 private:
-    void serve();
     void converse(int client);
     QByteArray answerTo(const QByteArray &request) const;
 
     Manner m_manner;
-    int m_listener = -1;
-    quint16 m_port = 0;
+    QTcpServer m_server;
     std::atomic<bool> m_quit = false;
     std::atomic<bool> m_tornDown = false;
     std::thread m_thread;

@@ -12,10 +12,7 @@ public:
     /// `of` is the class whose signals count; those it inherits are left out.
     SignalLog(QObject &sender, const QMetaObject &of);
 
-    int count(const QString &line) const { return int(m_lines.count(line)); }
-
-    bool isEmpty() const { return m_lines.isEmpty(); }
-
+    bool contains(const QString &line) const { return m_lines.contains(line); }
     /// The lines so far, joined by spaces; forgets them.
     QString take();
 

@@ -1,21 +1,28 @@
 #pragma once
 
-#include <vector>
+#include <QHostAddress>
+#include <QTcpServer>
+#include <QTcpSocket>
+
+#include <array>
 
 /// A loopback address that answers no connect: its queue of pending ones is full.
 class SilentListener
 {
 public:
-    SilentListener();
-    ~SilentListener();
-    SilentListener(const SilentListener &) = delete;
-    SilentListener &operator=(const SilentListener &) = delete;
+    SilentListener()
+    {
+        m_server.setListenBacklogSize(0);
+        if (!m_server.listen(QHostAddress::LocalHost))
+            qFatal("SilentListener: no port");
+        m_server.pauseAccepting();
+        for (QTcpSocket &filler : m_fillers)
+            filler.connectToHost(QHostAddress(QHostAddress::LocalHost), m_server.serverPort());
+    }
 
-    int port() const { return m_port; }
+    int port() const { return m_server.serverPort(); }
 
 private:
-    int open();
-
-    std::vector<int> m_sockets;
-    int m_port = 0;
+    QTcpServer m_server;
+    std::array<QTcpSocket, 4> m_fillers; // a queue of length 0 takes one or two
 };

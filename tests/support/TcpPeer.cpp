@@ -5,11 +5,7 @@
 
 #include <sys/socket.h>
 
-namespace {
-
-constexpr int kWaitMs = 20000;
-
-} // namespace
+static constexpr int kWaitMs = 20000;
 
 TcpPeer::TcpPeer()
 {
@@ -41,8 +37,6 @@ QByteArray TcpPeer::receive(qsizetype count)
         bytes += m_client->readAll();
     return bytes;
 }
-
-void TcpPeer::close() { m_client->disconnectFromHost(); }
 
 void TcpPeer::reset()
 {

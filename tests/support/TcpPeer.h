@@ -20,9 +20,7 @@ public:
     /// Waits until `count` bytes are there and takes all that came.
     QByteArray receive(qsizetype count);
 
-    bool hasClient() const { return m_client->state() == QAbstractSocket::ConnectedState; }
-
-    void close();
+    void close() { m_client->disconnectFromHost(); }
     /// Ends the connection with a reset instead of an orderly close.
     void reset();
 
