@@ -49,7 +49,6 @@ private slots:
     void tcpPassesEverythingOn();
     void tcpConnectFails();
     void tcpErrors();
-    void tcpPeerEnds();
     void tcpPeerThatDoesNotRead();
 
 private:
@@ -243,21 +242,6 @@ void TestLinks::tcpErrors()
         QCOMPARE(m_tcpRaised->take(), ends ? expected : QString());
         QCOMPARE(log.count(u"TCP错误:"_s), 2);
         QCOMPARE(m_tcp->isConnected(), !ends);
-    }
-}
-
-void TestLinks::tcpPeerEnds()
-{
-    for (const bool reset : {false, true}) {
-        QVERIFY(m_tcp->connectTo(kHost, m_pod->port()));
-        QVERIFY(m_pod->accept());
-        m_tcpRaised->take();
-        const LogCatcher log;
-        reset ? m_pod->reset() : m_pod->close();
-        QTRY_VERIFY_WITH_TIMEOUT(log.contains(u"TCP连接断开"_s), kWaitMs);
-        QVERIFY(log.contains(u"handleDisconnected called"_s));
-        QCOMPARE(m_tcpRaised->take(), kDown);
-        QVERIFY(!m_tcp->isConnected());
     }
 }
 
