@@ -1,0 +1,374 @@
+// Bytes on the wires of both upgrades, against values worked out by hand: YModem blocks, frames of
+// the bootloader's line, packets of the upgrade server.
+
+#include "firmware/UpgradeLog.h"
+#include "firmware/local/Crc16.h"
+#include "firmware/local/YModemBlocks.h"
+#include "firmware/online/CommandFrameObject.h"
+#include "firmware/online/LineCoding.h"
+#include "firmware/online/LineFrameAssembler.h"
+#include "firmware/online/NetPacket.h"
+#include "firmware/online/ResponseFrameObject.h"
+
+#include <QRandomGenerator>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+QByteArray hex(const char *text) { return QByteArray::fromHex(text); }
+
+struct Command
+{
+    const char *raw; // in hexadecimal, as the data
+    quint8 type;
+    quint16 first;
+    quint16 second;
+    const char *data;
+};
+
+/// Feeds one piece and writes down what comes of it: "h3" header, "p616263" packet, "m0" wrong
+/// magic, "l..." impossible length.
+QString feed(NetPacketAssembler &assembler, const QByteArray &piece)
+{
+    assembler.append(piece);
+    QStringList found;
+    while (true) {
+        const auto step = assembler.next();
+        if (std::holds_alternative<NetPacketAssembler::NeedsMore>(step))
+            return found.join(u' ');
+        if (const auto *header = std::get_if<NetPacketAssembler::HeaderRead>(&step))
+            found.append(u"h%1"_s.arg(header->length));
+        else if (const auto *magic = std::get_if<NetPacketAssembler::InvalidMagic>(&step))
+            found.append(u"m"_s + QString::number(magic->magic, 16));
+        else if (const auto *length = std::get_if<NetPacketAssembler::InvalidLength>(&step))
+            found.append(u"l%1"_s.arg(length->length));
+        else if (const auto *packet = std::get_if<NetPacket>(&step))
+            found.append(u"p"_s + QString::fromLatin1(packet->payload.toHex()));
+    }
+}
+
+} // namespace
+
+class TestWireFormats : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void ymodemCrc();
+    void ymodemHeaderKeepsItsSize();
+    void ymodemDataBlocks();
+    void ymodemNullHeaderAndLog();
+    void commandBytes();
+    void longestCommand();
+    void commandsAreParsed();
+    void responses();
+    void lineCoding();
+    void lineFramesAreCutFromAStream();
+    void lineFramesWhateverThePieces();
+    void packetBytes();
+    void packetsAreCutFromAStream();
+    void packetsWhateverThePieces();
+};
+
+void TestWireFormats::ymodemCrc()
+{
+    QCOMPARE(ymodem::crc16(QByteArray()), 0);
+    QCOMPARE(ymodem::crc16("123456789"_ba), 0x31C3);
+    QCOMPARE(ymodem::crc16("A"_ba), 0x58E5);
+    QCOMPARE(ymodem::crc16("\xFF"_ba), 0x1EF0);
+    QCOMPARE(ymodem::crc16(QByteArray(128, '\0')), 0);
+}
+
+void TestWireFormats::ymodemHeaderKeepsItsSize()
+{
+    struct Row
+    {
+        QString name;
+        qsizetype size;
+        QByteArray payload; // without its zeros at the end
+    };
+    const QList<Row> rows{
+        {u"pod.bin"_s, 1025,
+         "pod.bin\0"
+         "1025"_ba},
+        {u"固件.bin"_s, 1,
+         "\xE5\x9B\xBA\xE4\xBB\xB6.bin\0"
+         "1"_ba},
+        {QString(122, u'n'), 1048,
+         QByteArray(122, 'n')
+             + "\0"
+               "1048"_ba},
+        {QString(123, u'n'), 1048,
+         QByteArray(122, 'n')
+             + "\0"
+               "1048"_ba},
+        // 122 bytes hold 40 characters of three bytes and two bytes of the next.
+        {QString(200, u'固'), 1048,
+         QString(40, u'固').toUtf8()
+             + "\0"
+               "1048"_ba},
+    };
+    for (const auto &[name, size, payload] : rows) {
+        const QByteArray block = ymodem::headerBlock(name, size);
+        QCOMPARE(block.size(), 133);
+        QCOMPARE(block.first(3), "\x01\x00\xFF"_ba);
+        QCOMPARE(block.mid(3, 128), payload.leftJustified(128, '\0'));
+        QCOMPARE(ymodem::crc16(block.sliced(3)), 0); // payload and CRC leave nothing
+    }
+}
+
+void TestWireFormats::ymodemDataBlocks()
+{
+    struct Row
+    {
+        qsizetype fileSize, payloadSize, number;
+        QByteArray prefix;
+        qsizetype content; // bytes of the file in the block
+    };
+    const QList<Row> rows{{1025, 1024, 1, "\x02\x01\xFE"_ba, 1024},
+                          {1025, 1024, 2, "\x02\x02\xFD"_ba, 1},
+                          {130, 128, 2, "\x01\x02\xFD"_ba, 2},
+                          {300 * 1024, 1024, 256, "\x02\x00\xFF"_ba, 1024}};
+    for (const auto &[fileSize, payloadSize, number, prefix, content] : rows) {
+        QByteArray file(fileSize, '\0');
+        for (qsizetype i = 0; i < fileSize; ++i)
+            file[i] = char(i * 7 + i / 1024);
+        const QByteArray block = ymodem::dataBlock(file, number, payloadSize);
+        QCOMPARE(block.size(), payloadSize + 5);
+        QCOMPARE(block.first(3), prefix);
+        QCOMPARE(block.mid(3, payloadSize),
+                 file.mid((number - 1) * payloadSize, content).leftJustified(payloadSize, '\x1A'));
+        QCOMPARE(ymodem::crc16(block.sliced(3)), 0);
+    }
+}
+
+void TestWireFormats::ymodemNullHeaderAndLog()
+{
+    QCOMPARE(ymodem::nullHeaderBlock(), "\x01\x00\xFF"_ba + QByteArray(130, '\0'));
+    QCOMPARE(upgrade_log::renderBytes("C ~\x06\x0A\x7F\xE5\x00"_ba),
+             u"C ~[0x06][0x0a][0x7f][0xe5][0x00]"_s);
+}
+
+void TestWireFormats::commandBytes()
+{
+    constexpr Command kRows[] = {
+        {"7e00000100010000fd5e0d", 0x00, 1, 1, ""}, // empty data becomes a zero
+        {"7e0100010001013a98fcd70d", 0x01, 1, 1, "3a98"},
+        {"7e23000100010001fd580d", 0x23, 1, 1, "01"},
+        {"7e231234abcd007ffcea0d", 0x23, 0x1234, 0xABCD, "7f"},
+    };
+    for (const Command &row : kRows) {
+        CommandFrameObject frame;
+        frame.type = row.type;
+        frame.firstValue = row.first;
+        frame.secondValue = row.second;
+        frame.data = hex(row.data);
+        const QByteArray raw = frame.toBytes();
+        QCOMPARE(raw.toHex(), row.raw);
+        const QByteArray line = upgrade::encodeLine(raw).value_or("nothing");
+        QCOMPARE(line, '~' + QByteArray(row.raw).chopped(2).sliced(2).toUpper() + '\r');
+        QCOMPARE(upgrade::decodeLine(line), raw);
+    }
+}
+
+void TestWireFormats::longestCommand()
+{
+    CommandFrameObject frame;
+    frame.data = QByteArray(CommandFrameObject::kDataMax, '\xFF');
+    const QByteArray raw = frame.toBytes();
+    QCOMPARE(raw.size(), 266);
+    QCOMPARE(raw.mid(5, 3), hex("00ffff"));
+    // "00" five times and "FF" 257 times make 36460.
+    QCOMPARE(raw.right(3), hex("71940d"));
+    CommandFrameObject parsed;
+    QVERIFY(parsed.fromBytes(raw));
+    QCOMPARE(parsed.data, frame.data);
+
+    frame.data.append('\xFF');
+    QCOMPARE(frame.toBytes(), QByteArray());
+}
+
+void TestWireFormats::commandsAreParsed()
+{
+    constexpr Command kRows[] = {
+        {"7e10017f020300aaffff0d", 0x10, 0x017F, 0x0203, "aa"},
+        {"7e10018002ff00aaffff0d", 0x10, 0x0080, 0x01FF, "aa"}, // low bytes are signed
+        {"7e1000ff008000aaffff0d", 0x10, 0xFFFF, 0xFF80, "aa"},
+        {"7e100001000100aa00000d", 0x10, 1, 1, "aa"}, // any checksum will do
+        {"7e10000100010000fd5d0d", 0x10, 1, 1, "00"},
+        {"7e10000100010323 0d7e2afd5d0d", 0x10, 1, 1, "230d7e2a"},
+    };
+    for (const Command &row : kRows) {
+        CommandFrameObject frame;
+        QVERIFY2(frame.fromBytes(hex(row.raw)), row.raw);
+        QCOMPARE(frame.type, row.type);
+        QCOMPARE(frame.firstValue, row.first);
+        QCOMPARE(frame.secondValue, row.second);
+        QCOMPARE(frame.data, hex(row.data));
+    }
+    // Nothing, too short for data, response start, no end, length one short, one long, and FF.
+    for (const char *raw :
+         {"", "7e100001000100fd5d0d", "2310000100010000fd5d0d", "7e10000100010000fd5d0a",
+          "7e1000010001000000fd5d0d", "7e10000100010100fd5d0d", "7e1000010001ff00fd5d0d"}) {
+        CommandFrameObject frame;
+        frame.type = 0x55;
+        frame.data = "kept";
+        QVERIFY2(!frame.fromBytes(hex(raw)), raw);
+        QCOMPARE(frame.type, 0x55);
+        QCOMPARE(frame.data, "kept");
+    }
+}
+
+void TestWireFormats::responses()
+{
+    struct Row
+    {
+        const char *raw;
+        quint16 index;
+        int status;
+    };
+    // The low byte is signed; statuses beyond 2 are all the same.
+    constexpr Row kRows[] = {{"230001000d", 1, 0},      {"231234010d", 0x1234, 1},
+                             {"230100020d", 0x100, 2},  {"230001070d", 1, 255},
+                             {"230180ff0d", 0x80, 255}, {"2300ff030d", 0xFFFF, 255}};
+    for (const Row &row : kRows) {
+        ResponseFrameObject frame;
+        QVERIFY2(frame.fromBytes(hex(row.raw)), row.raw);
+        QCOMPARE(frame.index, row.index);
+        QCOMPARE(int(frame.status), row.status);
+        frame.index = 0x1234;
+        QCOMPARE(frame.toBytes(), hex("231234") + char(row.status) + '\r');
+    }
+    for (const char *raw : {"2300010d", "23000100000d", "7e0001000d", "230001000a"}) {
+        ResponseFrameObject frame;
+        frame.index = 7;
+        QVERIFY2(!frame.fromBytes(hex(raw)), raw);
+        QCOMPARE(frame.index, 7);
+    }
+}
+
+void TestWireFormats::lineCoding()
+{
+    for (const char *raw : {"", "7e", "0001000d", "7e000123"})
+        QVERIFY2(!upgrade::encodeLine(hex(raw)), raw);
+    for (const char *line : {"", "~", "~0123A\r", "*00\r", "~00#", "~00aF\r", "~0/\r", "~:0\r",
+                             "~@0\r", "~0G\r", "#0 0001\r"})
+        QVERIFY2(!upgrade::decodeLine(line), line);
+
+    QByteArray raw = "#";
+    for (int byte = 0; byte < 256; ++byte)
+        raw.append(static_cast<char>(byte));
+    raw.append('\r');
+    const QByteArray line = upgrade::encodeLine(raw).value_or("nothing");
+    QVERIFY2(line.startsWith("#000102") && line.endsWith("FDFEFF\r"), line.constData());
+    QCOMPARE(upgrade::decodeLine(line), raw);
+    QCOMPARE(upgrade::encodeLine("~\r"), "~\r"_ba); // nothing between the ends is a frame too
+    QCOMPARE(upgrade::decodeLine("~\r"), "~\r"_ba);
+}
+
+void TestWireFormats::lineFramesAreCutFromAStream()
+{
+    const QByteArray longest = '~' + QByteArray(254, 'A') + '\r';
+    const QList<std::pair<QByteArray, QByteArrayList>> rows{
+        {"~00\r#000100\r", {"~00\r", "#000100\r"}},
+        {"\r\nab\xff~00\r", {"~00\r"}},
+        {"~0\r#00\r", {"#00\r"}}, // odd length is dropped
+        {"~0#0~0\r", {}},         // a start inside does not begin anew
+        {"~0#0~\r", {"~0#0~\r"}},
+        {longest, {longest}},
+        {'~' + QByteArray(255, 'A') + "\r~00\r", {"~00\r"}},
+        {'~' + QByteArray(100000, 'A'), {}}, // no end in sight
+        {"~\r", {"~\r"}},
+    };
+    for (const auto &[bytes, frames] : rows)
+        QCOMPARE(LineFrameAssembler().push(bytes), frames);
+}
+
+void TestWireFormats::lineFramesWhateverThePieces()
+{
+    QRandomGenerator random(5);
+    const QByteArray alphabet = "~#\r0AFg";
+    for (int round = 0; round < 200; ++round) {
+        QByteArray bytes;
+        for (int i = 0; i < 600; ++i)
+            bytes.append(alphabet[random.bounded(alphabet.size())]);
+        LineFrameAssembler whole;
+        const QByteArrayList expected = whole.push(bytes);
+        LineFrameAssembler pieces;
+        QByteArrayList found;
+        for (qsizetype at = 0, length = 0; at < bytes.size(); at += length) {
+            length = qMin<qsizetype>(random.bounded(1, 50), bytes.size() - at);
+            found += pieces.push(QByteArrayView(bytes).sliced(at, length));
+        }
+        QCOMPARE(found, expected);
+        for (const QByteArray &frame : expected) {
+            QVERIFY(frame.size() % 2 == 0 && frame.size() <= LineFrameAssembler::kFrameMax);
+            QVERIFY(frame.endsWith('\r') && (frame[0] == '~' || frame[0] == '#'));
+            CommandFrameObject command;
+            if (const auto raw = upgrade::decodeLine(frame))
+                command.fromBytes(*raw); // reads nothing out of bounds, as a sanitizer would tell
+        }
+    }
+}
+
+void TestWireFormats::packetBytes()
+{
+    QCOMPARE(NetPacket::of("abc").toBytes(), hex("33aa55fc 03000000 616263"));
+    QCOMPARE(NetPacket::of({}).toBytes(), hex("33aa55fc 00000000"));
+    QCOMPARE(NetPacket::of(QByteArray(0x12345, 'x')).toBytes().first(9),
+             hex("33aa55fc 45230100 78"));
+}
+
+void TestWireFormats::packetsAreCutFromAStream()
+{
+    struct Row
+    {
+        QByteArrayList pieces; // in hexadecimal
+        QString found;         // pieces apart by a bar
+    };
+    const QList<Row> rows{
+        {{"33aa55fc 03000000", "61", "6263"}, u"h3||p616263"_s},
+        {{"33aa55fc 0100", "0000 41"}, u"|h1 p41"_s},
+        {{"33aa55fc 01000000 41 33aa55fc 01000000 42"}, u"h1 p41 h1 p42"_s},
+        {{"33aa55fc 00000000"}, u"h0 p"_s},
+        // A wrong magic drops all that is there.
+        {{"00000000 00000000 33aa55fc 01000000 41", "33aa55fc 01000000 42"}, u"m0|h1 p42"_s},
+        {{"fc55aa33 01000000 41"}, u"m33aa55fc"_s},
+        {{"33aa55fc 04000000 33aa55fc"}, u"h4 p33aa55fc"_s},
+        {{"33aa55fc 00000010"}, u"h268435456"_s}, // the longest that is taken
+        {{"33aa55fc 01000010 41", "33aa55fc 01000000 42"}, u"l268435457|h1 p42"_s},
+        {{"33aa55fc ffffffff 41"}, u"l4294967295"_s},
+    };
+    for (const auto &[pieces, found] : rows) {
+        NetPacketAssembler assembler;
+        QStringList steps;
+        for (const QByteArray &piece : pieces)
+            steps.append(feed(assembler, QByteArray::fromHex(piece)));
+        QCOMPARE(steps.join(u'|'), found);
+    }
+}
+
+void TestWireFormats::packetsWhateverThePieces()
+{
+    QRandomGenerator random(3);
+    QByteArray stream;
+    for (int i = 0; i < 40; ++i)
+        stream += NetPacket::of(QByteArray(random.bounded(20), static_cast<char>(i))).toBytes();
+    NetPacketAssembler whole;
+    const QString expected = feed(whole, stream);
+    for (int round = 0; round < 100; ++round) {
+        NetPacketAssembler assembler;
+        QStringList found;
+        for (qsizetype at = 0, length = 0; at < stream.size(); at += length) {
+            length = qMin<qsizetype>(random.bounded(1, 30), stream.size() - at);
+            found.append(feed(assembler, stream.mid(at, length)));
+        }
+        found.removeAll(QString());
+        QCOMPARE(found.join(u' '), expected);
+    }
+}
+
+QTEST_APPLESS_MAIN(TestWireFormats)
+#include "tst_wire_formats.moc"
