@@ -85,10 +85,8 @@ private slots:
     void reconnectsOnceAfterEveryLoss();
     void refusalIsToldAndNotRepeated();
     void manualDisconnectionIsNotReconnected();
-    void disconnectionWithoutConnectionBlocksForGood();
     void newConnectionReplacesTheOld();
     void slotMayEndTheLink();
-    void destructionTellsNobody();
 };
 
 void TestTcpClient::sends()
@@ -116,9 +114,6 @@ void TestTcpClient::deliversPacketsAndDropsWrongHeaders()
     QCOMPARE(link.packets.size(), 0);
     link.send("bc" + hex("33aa55fc 00000000 33aa55fc 01000000") + "d");
     QTRY_COMPARE_WITH_TIMEOUT(link.payloads(), QByteArrayList({"abc", "", "d"}), kWaitMs);
-    const auto first = link.packets.at(0).at(0).value<NetPacket>();
-    QCOMPARE(first.header, 0xFC55AA33U);
-    QCOMPARE(first.length, 3U);
 
     link.send(hex("00000000 00000000"));
     QTRY_VERIFY_WITH_TIMEOUT(log.contains(u"Invalid packet header: \"0\""_s), kWaitMs);
@@ -160,15 +155,7 @@ void TestTcpClient::refusalIsToldAndNotRepeated()
     QTest::qWait(200); // twenty intervals, in which nothing may happen
     QVERIFY(!link.server.hasPendingConnections());
     QCOMPARE(log.count(u"Attempting to reconnect..."_s), 1);
-
-    Link refused;
-    const quint16 closedPort = refused.server.serverPort();
-    refused.server.close();
-    refused.client.connectToServer(u"127.0.0.1"_s, closedPort);
-    QTRY_COMPARE_WITH_TIMEOUT(refused.errors.size(), 1, kWaitMs);
-    QVERIFY(!refused.errors.at(0).at(0).toString().isEmpty());
-    QVERIFY(refused.client.isUnconnected());
-    QCOMPARE(refused.disconnects.size(), 0);
+    QCOMPARE(link.disconnects.size(), 1); // a refusal is none
 }
 
 void TestTcpClient::manualDisconnectionIsNotReconnected()
@@ -183,17 +170,14 @@ void TestTcpClient::manualDisconnectionIsNotReconnected()
     QVERIFY(link.establish());
     link.peer->disconnectFromHost();
     QVERIFY(link.accept());
-}
 
-void TestTcpClient::disconnectionWithoutConnectionBlocksForGood()
-{
-    const LogCatcher log;
-    Link link;
-    link.client.disconnectFromServer();
+    // Without a connection it is never spent.
+    Link blocked;
+    blocked.client.disconnectFromServer();
     for (int attempt = 1; attempt <= 2; ++attempt) {
-        link.client.connectToServer(u"127.0.0.1"_s, link.server.serverPort());
+        blocked.client.connectToServer(u"127.0.0.1"_s, blocked.server.serverPort());
         QCOMPARE(log.count(u"手动断连，跳过自动重连"_s), attempt);
-        QVERIFY(link.client.isUnconnected());
+        QVERIFY(blocked.client.isUnconnected());
     }
 }
 
@@ -232,17 +216,6 @@ void TestTcpClient::slotMayEndTheLink()
     link.send(NetPacket::of("1").toBytes() + NetPacket::of("2").toBytes());
     QTRY_COMPARE_WITH_TIMEOUT(link.disconnects.size(), 1, kWaitMs);
     QVERIFY(link.client.isUnconnected());
-}
-
-void TestTcpClient::destructionTellsNobody()
-{
-    Link link;
-    auto client = std::make_unique<TcpClient>();
-    client->connectToServer(u"127.0.0.1"_s, link.server.serverPort());
-    QVERIFY(link.accept());
-    QTRY_VERIFY_WITH_TIMEOUT(client->isConnected(), kWaitMs);
-    client.reset();
-    QTRY_COMPARE_WITH_TIMEOUT(link.peer->state(), QAbstractSocket::UnconnectedState, kWaitMs);
 }
 
 QTEST_GUILESS_MAIN(TestTcpClient)
