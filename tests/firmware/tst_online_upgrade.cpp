@@ -16,6 +16,7 @@
 #include <atomic>
 #include <memory>
 #include <optional>
+#include <tuple>
 
 using namespace Qt::StringLiterals;
 using Stage = UpgradeExchange::Stage;
@@ -239,18 +240,12 @@ void TestOnlineUpgrade::wholeImage()
 
 void TestOnlineUpgrade::everyFailureLeavesTheNextUpgradeFit()
 {
-    struct Row
-    {
-        QString fault;
-        Stage stage; // that the upgrade ends in
-        QString commands;
-        QString message; // that it tells
-    };
     const QString mute = u"应答超时"_s;
     const QString opened = u"串口 P 已打开"_s; // a refusal tells nothing of its own
     // The exchange goes on with nothing to hand over, which the bootloader refuses.
     const QString noUuid = u"00 01 0f 21"_s;
-    const QList<Row> rows{
+    // The fault, the stage that the upgrade ends in, its commands, what it tells.
+    const QList<std::tuple<QString, Stage, QString, QString>> rows{
         {u"boot refuse 00"_s, Stage::Refused, u"00"_s, opened},
         {u"boot mute 00"_s, Stage::StartSent, u"00"_s, mute},
         {u"boot refuse 01"_s, Stage::Refused, u"00 01"_s, opened},
@@ -277,8 +272,6 @@ void TestOnlineUpgrade::everyFailureLeavesTheNextUpgradeFit()
         // Nothing was sent between the end of one and the begin of the next.
         commands.append(types);
         QCOMPARE(rig.commandTypes(), commands.join(u' '));
-        if (fault.startsWith(u"server"_s))
-            QVERIFY(!rig.messages.contains(u"串口 P 客户端收到服务器应答"_s));
     }
     QCOMPARE(rig.peerLines(u"boot error"_s), QStringList(4, u"boot error: length of 21"_s));
     rig.begin();

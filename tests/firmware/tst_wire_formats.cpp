@@ -10,8 +10,9 @@
 #include "firmware/online/NetPacket.h"
 #include "firmware/online/ResponseFrameObject.h"
 
-#include <QRandomGenerator>
 #include <QTest>
+
+#include <tuple>
 
 using namespace Qt::StringLiterals;
 
@@ -58,27 +59,23 @@ class TestWireFormats : public QObject
 private slots:
     void ymodemBlocks();
     void commandBytes();
-    void longestCommand();
     void commandsAreParsed();
     void responses();
     void lineCoding();
     void lineFramesAreCutFromAStream();
-    void lineFramesWhateverThePieces();
     void packets();
 };
 
 void TestWireFormats::ymodemBlocks()
 {
     QCOMPARE(ymodem::crc16("123456789"_ba), 0x31C3);
-    QCOMPARE(ymodem::crc16("A"_ba), 0x58E5);
     QCOMPARE(ymodem::crc16("\xFF"_ba), 0x1EF0);
     QCOMPARE(ymodem::crc16(QByteArray(128, '\0')), 0);
 
     QByteArray payload = "\xE5\x9B\xBA\xE4\xBB\xB6.bin|1025"; // the bar stands for a zero
     payload = payload.replace('|', '\0').leftJustified(128, '\0');
     QByteArray block = ymodem::headerBlock(u"固件.bin"_s, 1025);
-    QCOMPARE(block.first(131), "\x01\x00\xFF"_ba + payload);
-    QCOMPARE(block.size(), 133);
+    QCOMPARE(block.chopped(2), "\x01\x00\xFF"_ba + payload);
     QCOMPARE(ymodem::crc16(block.sliced(3)), 0); // payload and CRC leave nothing
     // The size is kept whole, at the cost of the name.
     QCOMPARE(ymodem::headerBlock(QString(123, u'n'), 1048),
@@ -86,7 +83,7 @@ void TestWireFormats::ymodemBlocks()
     QCOMPARE(ymodem::nullHeaderBlock(), "\x01\x00\xFF"_ba + QByteArray(130, '\0'));
 
     block = ymodem::dataBlock(QByteArray(255 * 1024, 'x') + "yz", 256, 1024);
-    QCOMPARE(block.first(1027), "\x02\x00\xFFyz"_ba + QByteArray(1022, '\x1A'));
+    QCOMPARE(block.chopped(2), "\x02\x00\xFFyz"_ba + QByteArray(1022, '\x1A'));
     QCOMPARE(ymodem::crc16(block.sliced(3)), 0);
     QCOMPARE(ymodem::dataBlock(QByteArray(130, 'x'), 2, 128).first(6), "\x01\x02\xFDxx\x1A"_ba);
     QCOMPARE(upgrade_log::renderBytes("C ~\x06\x0A\x7F\xE5\x00"_ba),
@@ -113,11 +110,8 @@ void TestWireFormats::commandBytes()
         QCOMPARE(line, '~' + QByteArray(row.raw).chopped(2).sliced(2).toUpper() + '\r');
         QCOMPARE(upgrade::decodeLine(line), raw);
     }
-}
 
-void TestWireFormats::longestCommand()
-{
-    CommandFrameObject frame;
+    CommandFrameObject frame; // the longest
     frame.data = QByteArray(CommandFrameObject::kDataMax, '\xFF');
     const QByteArray raw = frame.toBytes();
     QCOMPARE(raw.size(), 266);
@@ -165,23 +159,17 @@ void TestWireFormats::commandsAreParsed()
 
 void TestWireFormats::responses()
 {
-    struct Row
-    {
-        const char *raw;
-        quint16 index;
-        int status;
-    };
     // The low byte is signed; statuses beyond 2 are all the same.
-    constexpr Row kRows[] = {{"230001000d", 1, 0},      {"231234010d", 0x1234, 1},
-                             {"230100020d", 0x100, 2},  {"230001070d", 1, 255},
-                             {"230180ff0d", 0x80, 255}, {"2300ff030d", 0xFFFF, 255}};
-    for (const Row &row : kRows) {
+    constexpr std::tuple<const char *, quint16, int> kRows[] = {
+        {"230001000d", 1, 0},   {"231234010d", 0x1234, 1}, {"230100020d", 0x100, 2},
+        {"230001070d", 1, 255}, {"230180ff0d", 0x80, 255}, {"2300ff030d", 0xFFFF, 255}};
+    for (const auto &[raw, index, status] : kRows) {
         ResponseFrameObject frame;
-        QVERIFY2(frame.fromBytes(hex(row.raw)), row.raw);
-        QCOMPARE(frame.index, row.index);
-        QCOMPARE(int(frame.status), row.status);
+        QVERIFY2(frame.fromBytes(hex(raw)), raw);
+        QCOMPARE(frame.index, index);
+        QCOMPARE(int(frame.status), status);
         frame.index = 0x1234;
-        QCOMPARE(frame.toBytes(), hex("231234") + char(row.status) + '\r');
+        QCOMPARE(frame.toBytes(), hex("231234") + char(status) + '\r');
     }
     for (const char *raw : {"2300010d", "23000100000d", "7e0001000d", "230001000a"}) {
         ResponseFrameObject frame;
@@ -224,29 +212,13 @@ void TestWireFormats::lineFramesAreCutFromAStream()
         {'~' + QByteArray(100000, 'A'), {}}, // no end in sight
         {"~\r", {"~\r"}},
     };
-    for (const auto &[bytes, frames] : rows)
+    for (const auto &[bytes, frames] : rows) {
         QCOMPARE(LineFrameAssembler().push(bytes), frames);
-}
-
-void TestWireFormats::lineFramesWhateverThePieces()
-{
-    QRandomGenerator random(5);
-    const QByteArray alphabet = "~#\r0AFg";
-    for (int round = 0; round < 200; ++round) {
-        QByteArray bytes;
-        for (int i = 0; i < 600; ++i)
-            bytes.append(alphabet[random.bounded(alphabet.size())]);
-        LineFrameAssembler whole;
-        const QByteArrayList expected = whole.push(bytes);
-        LineFrameAssembler pieces;
+        LineFrameAssembler bytewise;
         QByteArrayList found;
-        for (qsizetype at = 0, length = 0; at < bytes.size(); at += length) {
-            length = qMin<qsizetype>(random.bounded(1, 50), bytes.size() - at);
-            found += pieces.push(QByteArrayView(bytes).sliced(at, length));
-        }
-        QCOMPARE(found, expected);
-        for (const QByteArray &frame : expected)
-            QVERIFY(frame.size() % 2 == 0 && frame.size() <= 256 && frame.endsWith('\r'));
+        for (const char byte : bytes)
+            found += bytewise.push(QByteArrayView(&byte, 1));
+        QCOMPARE(found, frames);
     }
 }
 
@@ -254,12 +226,8 @@ void TestWireFormats::packets()
 {
     QCOMPARE(NetPacket::of(QByteArray(0x12345, 'x')).toBytes().first(9),
              hex("33aa55fc 45230100 78"));
-    struct Row
-    {
-        QByteArrayList pieces; // in hexadecimal
-        QString found;         // pieces apart by a bar
-    };
-    const QList<Row> rows{
+    // Pieces in hexadecimal, and what is found in each, apart by a bar.
+    const QList<std::pair<QByteArrayList, QString>> rows{
         {{"33aa55fc 03000000", "61", "6263"}, u"h3||p616263"_s},
         {{"33aa55fc 0100", "0000 41"}, u"|h1 p41"_s},
         {{"33aa55fc 01000000 41 33aa55fc 01000000 42"}, u"h1 p41 h1 p42"_s},
