@@ -13,32 +13,37 @@
 #include <utility>
 
 using namespace Qt::StringLiterals;
-using Status = SerialPortCommunicator::SerialStatus;
+using Port = SerialPortCommunicator;
+using Status = Port::SerialStatus;
 
 namespace {
 
 constexpr int kWaitMs = 10000;
 
-/// Names of the state signals in the order of their coming.
-class StateLog
+/// A port on a pseudo terminal or on `path`.
+struct Line
 {
-public:
-    explicit StateLog(SerialPortCommunicator &port)
+    explicit Line(const QString &path = {})
+        : port(path.isEmpty() ? pty.slavePath() : path)
     {
-        using Port = SerialPortCommunicator;
-        QObject::connect(&port, &Port::opened, &port, [this] { m_words.append(u"opened"_s); });
-        QObject::connect(&port, &Port::closed, &port, [this] { m_words.append(u"closed"_s); });
+        QObject::connect(&port, &Port::opened, &port, [this] { states.append(u"opened"_s); });
+        QObject::connect(&port, &Port::closed, &port, [this] { states.append(u"closed"_s); });
         QObject::connect(&port, &Port::connectionError, &port,
-                         [this] { m_words.append(u"connectionError"_s); });
+                         [this] { states.append(u"connectionError"_s); });
         QObject::connect(&port, &Port::statusChanged, &port, [this](Status status) {
-            m_words.append(QString::number(static_cast<int>(status)));
+            states.append(QString::number(static_cast<int>(status)));
         });
+        QObject::connect(&port, &Port::errorOccurred, &port,
+                         [this](QSerialPort::SerialPortError error) { errors.append(error); });
     }
 
-    QString take() { return std::exchange(m_words, {}).join(u' '); }
+    /// Names of the state signals in the order of their coming; forgets them.
+    QString take() { return std::exchange(states, {}).join(u' '); }
 
-private:
-    QStringList m_words;
+    PtyPair pty;
+    Port port;
+    QStringList states;
+    QList<QSerialPort::SerialPortError> errors;
 };
 
 } // namespace
@@ -48,273 +53,173 @@ class TestSerialCommunicator : public QObject
     Q_OBJECT
 
 private slots:
-    void opensAndCloses();
-    void secondOpenIsRefused();
-    void openFailure_data();
+    void opensClosesAndRestarts();
     void openFailure();
     void movesAndCountsBytes();
-    void severeErrorsChangeTheStatus_data();
     void severeErrorsChangeTheStatus();
-    void vanishedDeviceIsToldOnce_data();
     void vanishedDeviceIsToldOnce();
     void reopensAfterAnError();
-    void restartReopensLater();
-    void closeCallsARestartOff();
     void breakDoesNotBlock();
     void slotsMayCallAnything();
-    void slotsOfAnotherThreadMayCallAnything();
-    void closedPortTakesNothing();
 };
 
-void TestSerialCommunicator::opensAndCloses()
+void TestSerialCommunicator::opensClosesAndRestarts()
 {
     const LogCatcher log;
-    PtyPair pty;
-    SerialPortCommunicator port(pty.slavePath());
-    StateLog states(port);
-    QVERIFY(port.activityTimes().opened.isValid());
-    QCOMPARE(port.status(), Status::Closed);
-    QVERIFY(port.open());
-    QVERIFY(port.isOpen());
-    QCOMPARE(states.take(), u"opened 2"_s);
-    port.close();
-    QVERIFY(!port.isOpen());
-    QCOMPARE(states.take(), u"closed 0"_s);
-    port.close();
-    QCOMPARE(states.take(), u""_s);
-    QVERIFY(log.contains(u"opened successfully"_s));
-}
-
-void TestSerialCommunicator::secondOpenIsRefused()
-{
-    const LogCatcher log;
-    PtyPair pty;
-    SerialPortCommunicator port(pty.slavePath());
-    QVERIFY(port.open());
-    StateLog states(port);
-    QVERIFY(!port.open());
+    Line line;
+    QVERIFY(line.port.open());
+    QCOMPARE(line.take(), u"opened 2"_s);
+    QVERIFY(!line.port.open()); // it is already
     QVERIFY(log.contains(u"is already open or connecting"_s));
-    QVERIFY(port.isOpen());
-    QCOMPARE(states.take(), u""_s);
-}
+    QVERIFY(line.port.isOpen());
+    line.port.close();
+    line.port.close();
+    QCOMPARE(line.take(), u"closed 0"_s);
 
-void TestSerialCommunicator::openFailure_data()
-{
-    QTest::addColumn<bool>("autoReconnect");
-    QTest::addColumn<int>("intervalMs");
-    QTest::addColumn<bool>("triesAgain");
-    QTest::newRow("default") << false << 10 << false;
-    QTest::newRow("reconnecting") << true << 10 << true;
-    QTest::newRow("no interval") << true << 0 << false;
+    QVERIFY(line.port.open());
+    line.take();
+    QElapsedTimer clock;
+    clock.start();
+    line.port.restart();
+    QCOMPARE(line.take(), u"closed 0"_s);
+    QTRY_VERIFY_WITH_TIMEOUT(line.port.isOpen(), kWaitMs);
+    QVERIFY(clock.elapsed() >= Port::kRestartPauseMs - 10);
+    QCOMPARE(line.take(), u"opened 2"_s);
+    line.port.restart();
+    line.port.close();
+    QTest::qWait(3 * Port::kRestartPauseMs); // in which nothing may happen
+    QCOMPARE(line.take(), u"closed 0"_s);
 }
 
 void TestSerialCommunicator::openFailure()
 {
-    QFETCH(const bool, autoReconnect);
-    QFETCH(const int, intervalMs);
-    QFETCH(const bool, triesAgain);
-    const LogCatcher log;
-    SerialPortCommunicator port(u"/nonexistent/tty"_s);
-    StateLog states(port);
-    SerialPortCommunicator::PortSettings settings;
-    settings.autoReconnect = autoReconnect;
-    settings.reconnectIntervalMs = intervalMs;
-    QVERIFY(!port.open(settings));
-    QCOMPARE(states.take(), u"connectionError 3"_s);
-    QVERIFY(!port.errorString().isEmpty());
-    if (triesAgain)
-        QTRY_VERIFY_WITH_TIMEOUT(log.contains(u"Attempting to reconnect serial port:"_s), kWaitMs);
-    else
-        QTest::qWait(100); // in which nothing may happen
-    QCOMPARE(log.contains(u"Attempting to reconnect serial port:"_s), triesAgain);
+    for (const auto &[autoReconnect, intervalMs] : {std::pair(false, 10), {true, 0}, {true, 10}}) {
+        const LogCatcher log;
+        Line line(u"/nonexistent/tty"_s);
+        QVERIFY(
+            !line.port.open({.autoReconnect = autoReconnect, .reconnectIntervalMs = intervalMs}));
+        QCOMPARE(line.take(), u"connectionError 3"_s);
+        QVERIFY(!line.port.errorString().isEmpty());
+        const auto triesAgain = [&] { return line.take() == u"connectionError 3"_s; };
+        QCOMPARE(QTest::qWaitFor(triesAgain, autoReconnect && intervalMs > 0 ? kWaitMs : 100),
+                 autoReconnect && intervalMs > 0);
+    }
 }
 
 void TestSerialCommunicator::movesAndCountsBytes()
 {
-    PtyPair pty;
-    SerialPortCommunicator port(pty.slavePath());
-    QSignalSpy received(&port, &SerialPortCommunicator::dataReceived);
-    QSignalSpy written(&port, &SerialPortCommunicator::dataWritten);
-    QVERIFY(port.open());
-    pty.send("~0\r");
+    Line line;
+    QSignalSpy received(&line.port, &Port::dataReceived);
+    QSignalSpy written(&line.port, &Port::dataWritten);
+    QVERIFY(line.port.open());
+    line.pty.send("~0\r");
     QTRY_COMPARE_WITH_TIMEOUT(received.size(), 1, kWaitMs);
     QCOMPARE(received.at(0).at(0).toByteArray(), "~0\r");
-    QCOMPARE(port.write("#00\r"), 4);
-    port.flush();
+    QCOMPARE(line.port.write("#00\r"), 4);
+    line.port.flush();
     QTRY_COMPARE_WITH_TIMEOUT(written.size(), 1, kWaitMs);
-    QTRY_COMPARE_WITH_TIMEOUT(pty.received(), "#00\r", kWaitMs);
+    QTRY_COMPARE_WITH_TIMEOUT(line.pty.received(), "#00\r", kWaitMs);
 
-    const auto statistics = port.statistics();
-    QCOMPARE(statistics.bytesReceived, 3);
-    QCOMPARE(statistics.readEvents, 1);
-    QCOMPARE(statistics.bytesWritten, 4);
-    QCOMPARE(statistics.writeEvents, 1);
-    QCOMPARE(statistics.errors, 0);
-    QVERIFY(port.activityTimes().read.isValid());
-    QVERIFY(port.activityTimes().written.isValid());
-}
-
-void TestSerialCommunicator::severeErrorsChangeTheStatus_data()
-{
-    QTest::addColumn<QSerialPort::SerialPortError>("error");
-    QTest::addColumn<int>("errors");
-    QTest::addColumn<bool>("severe");
-    QTest::newRow("none") << QSerialPort::NoError << 0 << false;
-    QTest::newRow("read") << QSerialPort::ReadError << 1 << false;
-    QTest::newRow("write") << QSerialPort::WriteError << 1 << false;
-    QTest::newRow("time-out") << QSerialPort::TimeoutError << 1 << false;
-    QTest::newRow("not found") << QSerialPort::DeviceNotFoundError << 1 << true;
-    QTest::newRow("permission") << QSerialPort::PermissionError << 1 << true;
-    QTest::newRow("resource") << QSerialPort::ResourceError << 1 << true;
+    const auto counted = line.port.statistics();
+    QCOMPARE(QList({counted.bytesReceived, counted.readEvents, counted.bytesWritten,
+                    counted.writeEvents, counted.errors}),
+             QList<qint64>({3, 1, 4, 1, 0}));
 }
 
 void TestSerialCommunicator::severeErrorsChangeTheStatus()
 {
-    QFETCH(const QSerialPort::SerialPortError, error);
-    QFETCH(const bool, severe);
-    const LogCatcher log;
-    PtyPair pty;
-    SerialPortCommunicator port(pty.slavePath());
-    QVERIFY(port.open());
-    StateLog states(port);
-    port.onErrorOccurred(error);
-    QTEST(int(port.statistics().errors), "errors");
-    QCOMPARE(states.take(), severe ? u"connectionError 3"_s : u""_s);
-    QCOMPARE(port.status(), severe ? Status::Error : Status::Open);
-    QCOMPARE(log.contains(u"Serial port error:"_s), error != QSerialPort::NoError);
-}
-
-void TestSerialCommunicator::vanishedDeviceIsToldOnce_data()
-{
-    QTest::addColumn<bool>("writing");
-    QTest::newRow("noticed by reading") << false;
-    QTest::newRow("noticed by writing") << true;
+    using enum QSerialPort::SerialPortError;
+    for (const auto error : {NoError, ReadError, WriteError, TimeoutError, DeviceNotFoundError,
+                             PermissionError, ResourceError}) {
+        const bool severe =
+            error == DeviceNotFoundError || error == PermissionError || error == ResourceError;
+        const int counted = error == NoError ? 0 : 1;
+        const LogCatcher log;
+        Line line;
+        QVERIFY(line.port.open());
+        line.take();
+        line.port.onErrorOccurred(error);
+        QCOMPARE(line.port.statistics().errors, counted);
+        QCOMPARE(log.count(u"Serial port error:"_s), counted);
+        QCOMPARE(line.take(), severe ? u"connectionError 3"_s : u""_s);
+        QCOMPARE(line.port.status(), severe ? Status::Error : Status::Open);
+    }
 }
 
 void TestSerialCommunicator::vanishedDeviceIsToldOnce()
 {
-    QFETCH(const bool, writing);
-    PtyPair pty;
-    SerialPortCommunicator port(pty.slavePath());
-    QVERIFY(port.open());
-    QList<QSerialPort::SerialPortError> errors;
-    QObject::connect(&port, &SerialPortCommunicator::errorOccurred, &port,
-                     [&](QSerialPort::SerialPortError error) { errors.append(error); });
-    pty.unplug();
-    if (writing) {
-        port.write("x");
-        port.flush();
+    for (const bool noticedByWriting : {false, true}) {
+        Line line;
+        QVERIFY(line.port.open());
+        line.errors.clear(); // opening tells that there is none
+        line.pty.unplug();
+        if (noticedByWriting) {
+            line.port.write("x");
+            line.port.flush();
+        }
+        QTRY_VERIFY_WITH_TIMEOUT(!line.errors.isEmpty(), kWaitMs);
+        QTest::qWait(50); // in which nothing more may come
+        QCOMPARE(line.errors, QList{QSerialPort::ResourceError});
+        QVERIFY(!line.port.isOpen());
+        QVERIFY(!QStringList({{}, u"Unknown error"_s}).contains(line.port.errorString()));
     }
-    QTRY_VERIFY_WITH_TIMEOUT(!errors.isEmpty(), kWaitMs);
-    QTest::qWait(50); // in which nothing more may come
-    QCOMPARE(errors, QList{QSerialPort::ResourceError});
-    QVERIFY(!port.isOpen());
-    QVERIFY(!port.errorString().isEmpty());
-    QVERIFY(port.errorString() != u"Unknown error"_s);
 }
 
 void TestSerialCommunicator::reopensAfterAnError()
 {
-    PtyPair pty;
-    SerialPortCommunicator port(pty.slavePath());
-    SerialPortCommunicator::PortSettings settings;
-    settings.autoReconnect = true;
-    settings.reconnectIntervalMs = 10;
-    QVERIFY(port.open(settings));
-    StateLog states(port);
-    port.onErrorOccurred(QSerialPort::ResourceError);
-    QTRY_COMPARE_WITH_TIMEOUT(port.status(), Status::Open, kWaitMs);
-    QCOMPARE(states.take(), u"connectionError 3 opened 2"_s);
-    QSignalSpy received(&port, &SerialPortCommunicator::dataReceived);
-    pty.send("x");
+    Line line;
+    QVERIFY(line.port.open({.autoReconnect = true, .reconnectIntervalMs = 10}));
+    line.take();
+    line.port.onErrorOccurred(QSerialPort::ResourceError);
+    QTRY_COMPARE_WITH_TIMEOUT(line.port.status(), Status::Open, kWaitMs);
+    QCOMPARE(line.take(), u"connectionError 3 opened 2"_s);
+    QSignalSpy received(&line.port, &Port::dataReceived);
+    line.pty.send("x");
     QTRY_COMPARE_WITH_TIMEOUT(received.size(), 1, kWaitMs);
-}
-
-void TestSerialCommunicator::restartReopensLater()
-{
-    PtyPair pty;
-    SerialPortCommunicator port(pty.slavePath());
-    QVERIFY(port.open());
-    StateLog states(port);
-    QElapsedTimer clock;
-    clock.start();
-    port.restart();
-    QVERIFY(!port.isOpen());
-    QCOMPARE(states.take(), u"closed 0"_s);
-    QTRY_VERIFY_WITH_TIMEOUT(port.isOpen(), kWaitMs);
-    QVERIFY(clock.elapsed() >= SerialPortCommunicator::kRestartPauseMs - 10);
-    QCOMPARE(states.take(), u"opened 2"_s);
-}
-
-void TestSerialCommunicator::closeCallsARestartOff()
-{
-    PtyPair pty;
-    SerialPortCommunicator port(pty.slavePath());
-    QVERIFY(port.open());
-    port.restart();
-    port.close();
-    QTest::qWait(3 * SerialPortCommunicator::kRestartPauseMs); // in which nothing may happen
-    QVERIFY(!port.isOpen());
 }
 
 void TestSerialCommunicator::breakDoesNotBlock()
 {
-    PtyPair pty;
-    SerialPortCommunicator port(pty.slavePath());
-    port.sendBreak(60000); // closed: nothing happens
-    QVERIFY(port.open());
+    Line line;
+    line.port.sendBreak(60000); // closed: nothing happens, and so with the rest
+    line.port.flush();
+    line.port.clearBuffers();
+    QCOMPARE(line.port.write("x"), -1);
+    QVERIFY(line.errors.isEmpty());
+    QVERIFY(line.port.open());
     QElapsedTimer clock;
     clock.start();
-    port.sendBreak(60000);
+    line.port.sendBreak(60000);
     QVERIFY(clock.elapsed() < 30000);
-    port.close(); // with the break outstanding
-    QVERIFY(!port.isOpen());
+    line.port.close(); // with the break outstanding
+    QVERIFY(!line.port.isOpen());
 }
 
 void TestSerialCommunicator::slotsMayCallAnything()
 {
-    PtyPair pty;
-    SerialPortCommunicator port(pty.slavePath());
-    StateLog states(port);
-    QObject::connect(&port, &SerialPortCommunicator::opened, &port, [&] {
-        QVERIFY(port.isOpen());
-        port.close();
-    });
-    // The slot's own doings are told after what it reacts to.
-    QVERIFY(port.open());
-    QCOMPARE(states.take(), u"opened 2 closed 0"_s);
-    QVERIFY(!port.isOpen());
-}
-
-void TestSerialCommunicator::slotsOfAnotherThreadMayCallAnything()
-{
-    PtyPair pty;
-    SerialPortCommunicator port(pty.slavePath());
+    Line line;
     QObject elsewhere;
     QThread thread;
     elsewhere.moveToThread(&thread);
     std::atomic<qint64> seen = -1;
     // The emitter waits for the other thread, which waits for the port's lock.
     QObject::connect(
-        &port, &SerialPortCommunicator::dataReceived, &elsewhere,
-        [&] { seen = port.statistics().bytesReceived; }, Qt::BlockingQueuedConnection);
+        &line.port, &Port::dataReceived, &elsewhere,
+        [&] { seen = line.port.statistics().bytesReceived; }, Qt::BlockingQueuedConnection);
     thread.start();
-    QVERIFY(port.open());
-    pty.send("abc");
+    QVERIFY(line.port.open());
+    line.pty.send("abc");
     QTRY_COMPARE_WITH_TIMEOUT(seen.load(), 3, kWaitMs);
     thread.quit();
     thread.wait();
-}
+    line.port.close();
 
-void TestSerialCommunicator::closedPortTakesNothing()
-{
-    SerialPortCommunicator port(u"/nonexistent/tty"_s);
-    QSignalSpy errors(&port, &SerialPortCommunicator::errorOccurred);
-    QCOMPARE(port.write("x"), -1);
-    port.flush();
-    port.clearBuffers();
-    port.sendBreak();
-    QCOMPARE(errors.size(), 0);
+    // The slot's own doings are told after what it reacts to.
+    line.take();
+    QObject::connect(&line.port, &Port::opened, &line.port, [&] { line.port.close(); });
+    QVERIFY(line.port.open());
+    QCOMPARE(line.take(), u"opened 2 closed 0"_s);
+    QVERIFY(!line.port.isOpen());
 }
 
 QTEST_GUILESS_MAIN(TestSerialCommunicator)
