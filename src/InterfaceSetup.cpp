@@ -2,6 +2,7 @@
 
 #include "compat/KeyRepeat.h"
 #include "compat/QtCompat.h"
+#include "compat/SceneGraph.h"
 #include "input/JoystickInput.h"
 #include "input/MotionGuard.h"
 #include "video/VideoRenderer.h"
@@ -31,6 +32,7 @@ void prepareInterface()
     qmlRegisterType<JoystickInput>("Joystick", 1, 0, "JoystickInput");
     compat::provideSettingsType();
     compat::makeKeyRepeatTellable();
+    compat::avoidEmulatedOpenGL();
     QQuickStyle::setStyle(QStringLiteral("Material"));
     setApplicationFont();
 }
