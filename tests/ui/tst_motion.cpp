@@ -184,10 +184,11 @@ void TestMotion::stopIsOwedAcrossALostLink()
     EXPECT_FRAMES(ui.pod(), kUp + u", "_s + kZoomIn);
     ui.pod().drop();
     QTRY_VERIFY_WITH_TIMEOUT(!ui.backend().isConnected(), kWaitMs);
-    ui.play(u"up W"_s); // nowhere to send it
+    ui.play(u"up E"_s); // nowhere to send it
     QVERIFY(ui.connectPod());
     EXPECT_FRAMES(ui.pod(), kStop + u", "_s + kZoomStop);
-    ui.play(u"up E"_s);
+    ui.play(u"tap D; up W"_s); // what was held then is held no more
+    EXPECT_FRAMES(ui.pod(), kRight + u", "_s + kStop);
     // Paid once: another connect owes nothing.
     ui.backend().disconnect();
     QVERIFY(ui.connectPod());
