@@ -2,8 +2,8 @@
 // its video, is brought into each state and grabbed. It also says what the interface logged.
 // Usage: shoot FOLDER
 
-#include "DrawerUi.h"
 #include "PodSim.h"
+#include "UiHarness.h"
 
 #include <QDir>
 #include <QGuiApplication>
@@ -70,7 +70,7 @@ public:
         waitFor("video", [this] { return !m_ui.video()->contentRect().isEmpty(); });
     }
 
-    DrawerUi &ui() { return m_ui; }
+    UiHarness &ui() { return m_ui; }
     PodSim &pod() { return m_pod; }
 
     void resize(QSize size)
@@ -82,8 +82,8 @@ public:
     /// As the operator does it, on the connection page; then the pod looks down at the landscape.
     void connectOverTcp()
     {
-        openPage(m_ui, Info);
-        m_ui.click(u"tcpButton"_s);
+        m_ui.openPage(Info);
+        m_ui.play(u"click tcpButton"_s);
         waitFor("link", [this] { return m_ui.backend().isConnected(); });
         ask(
             "version", [this] { m_ui.backend().queryVersion(); },
@@ -117,7 +117,7 @@ public:
 private:
     QDir m_folder;
     PodSim m_pod;
-    DrawerUi m_ui;
+    UiHarness m_ui;
 };
 
 /// Points at a place of the window that has nothing to tell.
@@ -135,7 +135,7 @@ void shootWindow(const QDir &folder)
         const QString name = u"window-%1x%2"_s.arg(size.width()).arg(size.height());
         scene.resize(size);
         scene.shoot(name);
-        openPage(scene.ui(), Functions);
+        scene.ui().openPage(Functions);
         scene.point(kNowhere);
         scene.shoot(name + u"-drawer"_s);
         scene.closeDrawer();
@@ -147,14 +147,14 @@ void shootStates(const QDir &folder)
     Scene scene(folder, kThermalModel);
     scene.point(kNowhere);
     scene.shoot(u"state-not-connected"_s);
-    scene.ui().click(u"photobutton"_s);
+    scene.ui().play(u"click photobutton"_s);
     scene.point(kNowhere);
     scene.shoot(u"state-refused-command"_s);
     scene.connectOverTcp();
     scene.ui().window()->setProperty("isPodInfoValuesShow", true);
     scene.ui().backend().setIsTracking(true);
     scene.ui().backend().setIsManualFocus(true);
-    scene.ui().click(u"recordbutton"_s);
+    scene.ui().play(u"click recordbutton"_s);
     scene.point(kNowhere);
     scene.shoot(u"state-recording-focus-tracking"_s);
     scene.pod().fault(u"status rate 0"_s);
@@ -187,7 +187,7 @@ void shootMenus(const QDir &folder, const Language &language)
     Scene scene(folder, kThermalModel, language.index);
     scene.connectOverTcp();
     for (const Menu &menu : menus) {
-        scene.ui().openMenu(menu.button, menu.menu);
+        scene.ui().play(u"menu %1 %2"_s.arg(menu.button, menu.menu));
         scene.point(scene.ui().centre(menu.pointedAt));
         const auto *content = scene.ui().property(menu.menu, "contentItem").value<QQuickItem *>();
         scene.shoot(menu.name + language.suffix,
@@ -202,36 +202,36 @@ void shootMenus(const QDir &folder, const Language &language)
 void shootDrawer(const QDir &folder, const Language &language)
 {
     Scene scene(folder, kEncoderModel, language.index);
-    DrawerUi &ui = scene.ui();
+    UiHarness &ui = scene.ui();
     // Refused for want of a link, then for what was typed.
-    openPage(ui, Functions);
-    ui.click(u"osdshowrowSwitch"_s);
+    ui.openPage(Functions);
+    ui.play(u"click osdshowrowSwitch"_s);
     scene.shoot(u"box-not-connected"_s + language.suffix);
-    ui.click(u"dialogButton"_s);
+    ui.play(u"click dialogButton"_s);
     waitFor("closed box", [&] { return !ui.property(u"customDialog"_s, "visible").toBool(); });
-    openPage(ui, Info);
-    typeInto(ui, u"ipInput"_s, u"127.0.0.256"_s);
-    ui.click(u"tcpButton"_s);
+    ui.openPage(Info);
+    ui.play(u"type ipInput 127.0.0.256"_s);
+    ui.play(u"click tcpButton"_s);
     scene.shoot(u"box-refused-input"_s + language.suffix, scene.rectOf(u"podControlDrawer"_s));
-    ui.click(u"dialogButton"_s);
+    ui.play(u"click dialogButton"_s);
     waitFor("closed box", [&] { return !ui.property(u"customDialog"_s, "visible").toBool(); });
-    typeInto(ui, u"ipInput"_s, u"127.0.0.1"_s);
+    ui.play(u"type ipInput 127.0.0.1"_s);
 
     scene.connectOverTcp();
-    openPage(ui, Info);
+    ui.openPage(Info);
     ask(
-        "encoder", [&] { ui.click(u"b7nQueryButton"_s); },
+        "encoder", [&] { ui.play(u"click b7nQueryButton"_s); },
         [&] { return !ui.property(u"gatewaytext"_s, "text").toString().isEmpty(); });
     const QStringList names = {u"connection"_s, u"gimbal"_s,      u"functions"_s, u"sbus"_s,
                                u"joystick"_s,   u"positioning"_s, u"firmware"_s};
     for (int page = Info; page <= Firmware; ++page) {
-        openPage(ui, Page(page));
+        ui.openPage(Page(page));
         if (page == Sbus) {
             ask(
-                "channels", [&] { ui.click(u"sbusQueryButton"_s); },
+                "channels", [&] { ui.play(u"click sbusQueryButton"_s); },
                 [&] { return ui.property(u"sbusChoice0"_s, "enabled").toBool(); });
         } else if (page == Positioning) {
-            ui.click(u"mapStartButton"_s);
+            ui.play(u"click mapStartButton"_s);
         }
         scene.point(kNowhere);
         scene.shoot(u"page-%1-"_s.arg(page) + names.at(page) + language.suffix,
