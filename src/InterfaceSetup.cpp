@@ -5,6 +5,7 @@
 #include "compat/SceneGraph.h"
 #include "input/JoystickInput.h"
 #include "input/MotionGuard.h"
+#include "settings/SettingsFile.h"
 #include "video/VideoRenderer.h"
 
 #include <QFont>
@@ -29,6 +30,7 @@ void prepareInterface()
 {
     qmlRegisterType<VideoRenderer>("VideoRenderer", 1, 0, "VideoRenderer");
     qmlRegisterType<MotionGuard>("MotionGuard", 1, 0, "MotionGuard");
+    qmlRegisterType<SettingsFile>("SettingsFile", 1, 0, "SettingsFile");
     qmlRegisterType<JoystickInput>("Joystick", 1, 0, "JoystickInput");
     compat::provideSettingsType();
     compat::makeKeyRepeatTellable();

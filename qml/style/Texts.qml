@@ -30,6 +30,12 @@ QtObject {
     readonly property string connected: pick("已连接", "Connected")
     readonly property string disconnected: pick("未连接", "Disconnected")
     readonly property string stale: pick("超过 2 秒没有收到吊舱状态", "No pod status for more than 2 seconds")
+    readonly property string settingsUnwritable: pick("设置无法保存：文件夹只读或磁盘已满",
+        "Settings cannot be saved: the folder is read-only or the disk is full")
+    function settingsDamaged(keptAs: string): string {
+        return pick("设置文件已损坏，已恢复默认设置", "The settings file was damaged; the defaults are used")
+            + (keptAs !== "" ? pick("，原文件保存为 ", ". It is kept as ") + keptAs : "");
+    }
     readonly property string podInfo: pick("吊舱姿态与目标位置", "Pod attitude and target position")
     readonly property string settings: pick("设置", "Settings")
     readonly property string minimize: pick("最小化", "Minimize")

@@ -5,6 +5,7 @@
 
 #include <gst/app/gstappsrc.h>
 
+#include <atomic>
 #include <condition_variable>
 #include <list>
 #include <memory>
@@ -24,6 +25,8 @@ public:
     void setView(const SceneView &view);
     /// Pipelines of the old format must be gone first, or get pictures that they cannot read.
     void setFormat(const VideoFormat &format);
+    /// Goes over to another size in the middle of every stream.
+    void resize(const QSize &size);
     VideoFormat format() const;
     /// Stalled, the pump leaves its pipelines without pictures but alive.
     void setStalled(bool stalled);
@@ -32,6 +35,8 @@ public:
     void removeSink(GstAppSrc *source);
     /// Ends the stream in every pipeline and forgets them.
     void endStreams();
+
+    std::atomic<bool> garbage = false; ///< damage what the encoders make of the pictures
 
 private:
     struct Unref

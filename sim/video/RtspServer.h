@@ -7,6 +7,7 @@
 
 #include <gst/rtsp-server/rtsp-server.h>
 
+#include <atomic>
 #include <functional>
 #include <memory>
 #include <thread>
@@ -30,6 +31,8 @@ public:
     void applyFormat();
     QString url() const;
 
+    std::atomic<int> sessionSeconds = 60; ///< life of a new session without a sign of its client
+
 private:
     void inLoop(const std::function<void()> &call);
     GstRTSPMediaFactory *makeFactory();
@@ -43,5 +46,6 @@ private:
     GMainLoop *m_loop;
     GstRTSPServer *m_server = nullptr;
     guint m_attached = 0;
+    GSource *m_sweep = nullptr; // ends the sessions whose time is up
     std::thread m_thread;
 };
