@@ -126,7 +126,7 @@ void deliver(CMain &backend, QByteArrayView bytes, bool isSerial)
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
-    fuzz::startApplication();
+    fuzz::prepare(size);
     static CMain backend;
     fuzz::Input input(data, size);
     const bool isSerial = (input.byte() & 1U) != 0;

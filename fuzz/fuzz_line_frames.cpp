@@ -71,7 +71,7 @@ void takeFrame(UpgradeExchange &exchange, const QByteArray &line)
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
-    fuzz::startApplication();
+    fuzz::prepare(size);
     fuzz::Input input(data, size);
     const quint8 readLength = input.byte();
     const qsizetype imageLength = input.byte() * kImageStep;

@@ -76,7 +76,7 @@ void upgradeWith(const QByteArray &payload)
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
-    fuzz::startApplication();
+    fuzz::prepare(size);
     fuzz::Input input(data, size);
     const quint8 readLength = input.byte();
 

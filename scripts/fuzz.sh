@@ -9,14 +9,15 @@ cd "$(dirname "$0")/.."
 
 work=build/fuzz
 # By target: how many inputs the short run takes, the longest input, and what of src/ it is there for.
-targets=(inbound line_frames net_packet)
-declare -A short_runs=([inbound]=20000 [line_frames]=20000 [net_packet]=20000)
-declare -A longest=([inbound]=128 [line_frames]=512 [net_packet]=512)
+targets=(inbound line_frames net_packet local_upgrade)
+declare -A short_runs=([inbound]=20000 [line_frames]=20000 [net_packet]=20000 [local_upgrade]=10000)
+declare -A longest=([inbound]=128 [line_frames]=512 [net_packet]=512 [local_upgrade]=256)
 declare -A sources=(
   [inbound]="src/protocol/InboundFrames.cpp src/protocol/Field.cpp src/protocol/ModelTable.cpp src/CMainInbound.cpp"
   [line_frames]="src/firmware/online/LineFrameAssembler.cpp src/firmware/online/LineCoding.cpp
     src/firmware/online/CommandFrameObject.cpp src/firmware/online/ResponseFrameObject.cpp
     src/firmware/online/UpgradeExchange.cpp"
+  [local_upgrade]="src/firmware/local src/firmware/UpgradeLog.cpp"
   [net_packet]="src/firmware/online/NetPacket.cpp src/firmware/online/FirmwareChunks.cpp
     src/firmware/online/UpgradeExchange.cpp"
 )
@@ -52,7 +53,7 @@ run_target() {
   options=(-max_len="${longest[$target]}" -timeout=20 -rss_limit_mb=1024 -malloc_limit_mb=256
     -artifact_prefix="$work/findings/$target-" -print_final_stats=1)
   [[ -e fuzz/$target.dict ]] && options+=(-dict="fuzz/$target.dict")
-  ASAN_OPTIONS=quarantine_size_mb=32 LSAN_OPTIONS="suppressions=$PWD/scripts/lsan-suppressions.txt" \
+  ASAN_OPTIONS=quarantine_size_mb=16:malloc_context_size=2 LSAN_OPTIONS="suppressions=$PWD/scripts/lsan-suppressions.txt" \
     "$build/fuzz/fuzz_$target" "${options[@]}" "$@"
 }
 
