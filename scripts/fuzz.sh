@@ -11,10 +11,10 @@ work=build/fuzz
 # Some targets write files; a disk would be the slowest part.
 [[ -w /dev/shm ]] && export TMPDIR=/dev/shm
 # By target: how many inputs the short run takes, the longest input, and what of src/ it is there for.
-targets=(inbound line_frames net_packet local_upgrade settings)
+targets=(inbound line_frames net_packet local_upgrade settings player)
 declare -A short_runs=([inbound]=20000 [line_frames]=20000 [net_packet]=20000 [local_upgrade]=10000
-  [settings]=5000)
-declare -A longest=([inbound]=128 [line_frames]=512 [net_packet]=512 [local_upgrade]=256 [settings]=256)
+  [settings]=5000 [player]=100)
+declare -A longest=([inbound]=128 [line_frames]=512 [net_packet]=512 [local_upgrade]=256 [settings]=256 [player]=32768)
 declare -A sources=(
   [inbound]="src/protocol/InboundFrames.cpp src/protocol/Field.cpp src/protocol/ModelTable.cpp src/CMainInbound.cpp"
   [line_frames]="src/firmware/online/LineFrameAssembler.cpp src/firmware/online/LineCoding.cpp
@@ -22,14 +22,20 @@ declare -A sources=(
     src/firmware/online/UpgradeExchange.cpp"
   [local_upgrade]="src/firmware/local src/firmware/UpgradeLog.cpp"
   [settings]="src/settings/SettingsText.cpp src/compat/Settings.cpp"
+  [player]="src/video/MediaStream.cpp src/video/DecodeTask.cpp src/video/FrameConverter.cpp src/video/PlaybackState.cpp"
   [net_packet]="src/firmware/online/NetPacket.cpp src/firmware/online/FirmwareChunks.cpp
     src/firmware/online/UpgradeExchange.cpp"
 )
 
-# One input for every line of hexadecimal digits, '#' begins a comment; or the files of a folder.
+# One input for every line of hexadecimal digits, '#' begins a comment; or the files of a folder;
+# or streams from ffmpeg.
 make_seeds() {
   local target=$1 line number=0
   mkdir -p "$work/seeds/$target" "$work/corpus/$target" "$work/findings"
+  if [[ $target == player ]]; then
+    [[ -e $work/seeds/player/h264.ts ]] || fuzz/make-streams.sh "$work/seeds/player"
+    return
+  fi
   if [[ -d fuzz/seeds/$target ]]; then
     cp "fuzz/seeds/$target/"* "$work/seeds/$target"
     return
