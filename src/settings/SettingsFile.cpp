@@ -1,33 +1,24 @@
 #include "SettingsFile.h"
 
+#include "SettingsText.h"
+
 #include <QDebug>
 #include <QFile>
 #include <QFileInfo>
 #include <QSettings>
 #include <QTemporaryFile>
 
-#include <algorithm>
-
 namespace {
 
 constexpr qint64 kLargest = 1024 * 1024; // bytes; the console writes less than one thousandth
 constexpr qint64 kTrialBytes = 4096;     // as much as a file system hands out at once
-
-/// A power cut leaves blocks of zeros, a wrong file anything; Qt's own reader takes some of it.
-bool isText(const QByteArray &content)
-{
-    return std::none_of(content.cbegin(), content.cend(), [](char byte) {
-        return static_cast<unsigned char>(byte) < ' ' && byte != '\n' && byte != '\r'
-               && byte != '\t';
-    });
-}
 
 bool isDamaged(const QString &path)
 {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
         return false; // there is none, or it is not ours to read
-    if (file.size() > kLargest || !isText(file.readAll()))
+    if (file.size() > kLargest || !settings_text::isPlain(file.readAll()))
         return true;
     const QSettings reader(path, QSettings::IniFormat);
     return reader.status() == QSettings::FormatError;
