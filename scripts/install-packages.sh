@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Installs what building, running and testing need on Debian 12. Does nothing, and needs no network,
-# when everything is there already.
+# Installs what building, running and testing need on Debian 12 and 13, and the packages given.
+# Does nothing, and needs no network, when everything is there already.
+# Usage: install-packages.sh [package ...]
 set -euo pipefail
 
 packages=(
@@ -23,6 +24,7 @@ packages=(
   # tests, benchmarks, pictures, checks
   ffmpeg lrzsz libbenchmark-dev xvfb xauth xdotool imagemagick librsvg2-bin
   clang-format clang-tidy
+  "$@"
 )
 
 missing=()
