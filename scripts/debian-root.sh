@@ -11,44 +11,24 @@ machine_mirror() {
       '$1 == release && $2 == "main" { print $3; exit }'
 }
 
-# make_root RELEASE NAME [MIRROR]: the root of that name, copied from a minimal Debian that is
-# bootstrapped at the first need. Prints its folder; leaves a root that is there already as it is.
-make_root() {
-  local release=$1 name=$2 mirror=${3:-} minimal=$roots/$1-minimal folder=$roots/$1-$2
-  if [[ ! -e $minimal/.complete ]]; then
+# minimal_root RELEASE [MIRROR]: bootstraps the release's smallest system, if not done yet, and
+# prints its folder. It is for copying only.
+minimal_root() {
+  local release=$1 mirror=${2:-} folder=$roots/$1-minimal
+  if [[ ! -e $folder ]]; then
     [[ -n $mirror ]] || mirror=$(machine_mirror)
     [[ -n $mirror ]] || {
       echo "debian-root: no mirror in this machine's apt configuration; give one" >&2
       return 1
     }
-    rm -rf --one-file-system "$minimal"
     mkdir -p "$roots"
-    debootstrap --variant=minbase --include=ca-certificates "$release" "$minimal" "$mirror" >&2
-    cp -f /etc/apt/apt.conf.d/* "$minimal/etc/apt/apt.conf.d/"
-    touch "$minimal/.complete"
-  fi
-  if [[ ! -e $folder/.complete ]]; then
-    rm -rf --one-file-system "$folder"
-    cp -a "$minimal" "$folder"
+    rm -rf --one-file-system "$folder.part"
+    debootstrap --variant=minbase --include=ca-certificates "$release" "$folder.part" "$mirror" >&2
+    cp -f /etc/apt/apt.conf.d/* "$folder.part/etc/apt/apt.conf.d/"
+    echo force-unsafe-io >"$folder.part/etc/dpkg/dpkg.cfg.d/unsafe-io"
+    mv "$folder.part" "$folder"
   fi
   echo "$folder"
 }
 
-# in_root FOLDER COMMAND ...: runs the command in there. Mounts and processes are the command's own
-# and are gone when it ends, however it ends.
-in_root() {
-  local folder=$1
-  shift
-  cp -fL /etc/resolv.conf "$folder/etc/resolv.conf"
-  unshare --mount --pid --fork --kill-child bash -c '
-    set -e
-    folder=$1
-    shift
-    mount --make-rprivate /
-    mount -t proc proc "$folder/proc"
-    mount --rbind /sys "$folder/sys"
-    mount --rbind /dev "$folder/dev"
-    mount -t tmpfs -o mode=1777 tmp "$folder/tmp"
-    exec chroot "$folder" env -i HOME=/root LANG=C.UTF-8 \
-      PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin "$@"' in_root "$folder" "$@"
-}
+in_root() { "${BASH_SOURCE[0]%/*}/in-root.sh" "$@"; }

@@ -7,7 +7,7 @@ set -euo pipefail
 packages=(
   # build
   build-essential cmake ninja-build pkg-config ccache
-  qt6-base-dev qt6-declarative-dev qt6-declarative-dev-tools qt6-serialport-dev libqt6svg6 libgl1-mesa-dev
+  qt6-base-dev qt6-declarative-dev qt6-declarative-dev-tools qt6-serialport-dev libgl1-mesa-dev
   libavformat-dev libavcodec-dev libavutil-dev libswscale-dev
   libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev libgstrtspserver-1.0-dev
   # the interface at run time
@@ -26,6 +26,12 @@ packages=(
   clang-format clang-tidy
   "$@"
 )
+# The reader of SVG pictures is a package of its own from Debian 13 on.
+if (($(. /etc/os-release && echo "${VERSION_ID:-13}") < 13)); then
+  packages+=(libqt6svg6)
+else
+  packages+=(qt6-svg-plugins)
+fi
 
 missing=()
 for package in "${packages[@]}"; do

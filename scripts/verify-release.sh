@@ -8,18 +8,20 @@ cd "$(dirname "$0")/.."
 release=${1:?usage: verify-release.sh bookworm|trixie [MIRROR]}
 
 scripts/install-packages.sh debootstrap
-root=$(make_root "$release" build "${2:-}")
+minimal=$(minimal_root "$release" "${2:-}")
+root=$roots/$release-build
+if [[ ! -e $root/.prepared ]]; then
+  rm -rf --one-file-system "$root"
+  cp -a "$minimal" "$root"
+  in_root "$root" sh -c "apt-get update -q && apt-get install -q -y --no-install-recommends git"
+  touch "$root/.prepared"
+fi
 rm -rf "$root/root/podconsole.git" "$root/root/podconsole"
 git clone -q --bare --single-branch --no-hardlinks . "$root/root/podconsole.git"
 
 in_root "$root" bash -c '
   set -euo pipefail
   cd /root
-  if [[ ! -e /.complete ]]; then
-    apt-get update -q
-    apt-get install -q -y --no-install-recommends git
-    touch /.complete
-  fi
   git clone -q podconsole.git podconsole
   cd podconsole
   CI=true bash .ci/run </dev/null'
