@@ -17,7 +17,7 @@ started=()
 trap 'kill "${started[@]}" 2>/dev/null; wait; rm -rf --one-file-system "$root"' EXIT
 cp -a "$minimal/." "$root"
 cp "$packages"/*.deb "$root/root"
-in_root "$root" useradd --create-home --shell /bin/bash operator
+in_root "$root" useradd --create-home --shell /bin/bash pilot
 in_root "$root" apt-get update -q
 add() { # the package alone, with nothing that is merely recommended
   in_root "$root" sh -c "DEBIAN_FRONTEND=noninteractive \
@@ -28,15 +28,15 @@ add() { # the package alone, with nothing that is merely recommended
 console=$root/root/console
 cat >"$console" <<SCRIPT
 #!/bin/sh
-exec "$PWD/scripts/in-root.sh" "$root" su --login operator --command \
+exec "$PWD/scripts/in-root.sh" "$root" su --login pilot --command \
   "DISPLAY=\$DISPLAY \$(sed -n 's/^Exec=//p' '$root/usr/share/applications/podconsole.desktop')"
 SCRIPT
 chmod +x "$console"
-settings=$root/home/operator/.config/podconsole/device_config.ini
+settings=$root/home/pilot/.config/podconsole/device_config.ini
 
 mkdir -p out run
 add podconsole
-xvfb-run -a -s "-screen 0 1080x720x24" bash -c '
+xvfb-run -a -s "-screen 0 1080x720x24 -ac" bash -c '
   "$1" 2>run/console.log &
   console=$!
   trap "kill $console" EXIT
@@ -56,7 +56,7 @@ if grep -E "is not installed|is not a type|is not defined|Cannot open|Failed to"
 fi
 
 add podconsole-sim
-in_root "$root" su --login operator --command \
+in_root "$root" su --login pilot --command \
   "exec podsim --port 0 --rtsp-port 0 --fault-port 0 --model 1" >run/podsim.out &
 started+=($!)
 for ((i = 0; i < 300; ++i)); do
@@ -73,6 +73,6 @@ rtspIp=$(sed -n 's/^video //p' run/podsim.out)
 deviceIp=127.0.0.1
 devicePort=$(sed -n 's/^control tcp .*:\([0-9]*\)$/\1/p' run/podsim.out)
 INI
-in_root "$root" chown -R operator: /home/operator
+in_root "$root" chown -R pilot: /home/pilot
 scripts/fly.sh "$console" "$(sed -n 's/^faults .*:\([0-9]*\)$/\1/p' run/podsim.out)"
 echo "the packages install and run on a clean $release: $(cd "$packages" && echo *.deb)"
