@@ -8,6 +8,7 @@
 #include <QGuiApplication>
 #include <QQmlContext>
 #include <QSettings>
+#include <QStyleHints>
 #include <QTest>
 #include <QWheelEvent>
 
@@ -40,6 +41,8 @@ void UiHarness::prepare()
     prepareInterface();
     // The window of one case, closing, must not end the event loops of the next.
     QGuiApplication::setQuitOnLastWindowClosed(false);
+    // A platform without a theme has none, and then no control is ever hovered.
+    QGuiApplication::styleHints()->setUseHoverEffects(true);
     s_previous = qInstallMessageHandler(collectWarnings);
 }
 
@@ -168,6 +171,18 @@ void UiHarness::activate()
     m_window->requestActivate();
     if (!QTest::qWaitForWindowActive(m_window, kWaitMs))
         qFatal("UiHarness: the window does not become active");
+}
+
+QRect UiHarness::shownTip() const
+{
+    const QQuickItem *bubble = nullptr;
+    for (const QQuickItem *layer : m_window->contentItem()->childItems()) {
+        for (const QQuickItem *item : layer->childItems()) {
+            if (item->objectName() == u"tipBubble" && item->isVisible())
+                bubble = item;
+        }
+    }
+    return bubble ? bubble->mapRectToScene(bubble->boundingRect()).toAlignedRect() : QRect();
 }
 
 QVariant UiHarness::setting(const QString &key) const

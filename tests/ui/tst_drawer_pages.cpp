@@ -27,6 +27,12 @@ QByteArray sbusFrame(int type, const std::function<int(int)> &channel)
     return sealed(frame);
 }
 
+void closeBox(DrawerUi &ui)
+{
+    QTest::keyClick(ui.window(), Qt::Key_Escape);
+    QTRY_VERIFY_WITH_TIMEOUT(!ui.property(u"customDialog"_s, "visible").toBool(), kWaitMs);
+}
+
 QList<QQuickItem *> everyItem(QQuickItem *parent)
 {
     QList<QQuickItem *> items = parent->childItems();
@@ -53,6 +59,10 @@ private slots:
     void tcpConnectsStoresAndDisconnects();
     void failedConnectionIsTold();
     void streamAddressIsStoredAndApplied();
+    void reportOutlivesTheVideosState();
+    void statusLineFollowsTheLanguage();
+    void tipsCoverAndTakeNothing_data();
+    void tipsCoverAndTakeNothing();
     void encoderFormShowsThePodAndWritesItBack();
     void unreadSbusMapIsQueriedInsteadOfWritten();
     void sbusMapKeepsTheEntriesItDoesNotShow();
@@ -145,6 +155,98 @@ void TestDrawerPages::streamAddressIsStoredAndApplied()
     QCOMPARE(ui.property({}, "rtspUrl").toString(), address);
 }
 
+void TestDrawerPages::reportOutlivesTheVideosState()
+{
+    DrawerUi ui;
+    const auto line = [&] { return ui.property(u"statusText"_s, "text").toString(); };
+    openPage(ui, Info);
+    ui.click(u"tcpButton"_s);
+    QCOMPARE(line(), u"TCP 连接已断开"_s);
+    // As each attempt to bring the stream back does.
+    emit ui.video()->playingChanged();
+    QCOMPARE(line(), u"TCP 连接已断开"_s);
+    QTRY_COMPARE_WITH_TIMEOUT(line(), u"状态: "_s + ui.video()->status(), kWaitMs);
+
+    typeInto(ui, u"urlInput"_s, u"udp://127.0.0.1:9"_s);
+    ui.click(u"urlButton"_s);
+    QVERIFY(line().startsWith(u"URL 已更新"_s));
+    emit ui.video()->connectionLost(); // no state but news
+    QCOMPARE(line(), u"连接丢失，重连中..."_s);
+}
+
+void TestDrawerPages::statusLineFollowsTheLanguage()
+{
+    DrawerUi ui(UiHarness::kNoStream, false);
+    const auto line = [&] { return ui.property(u"statusText"_s, "text").toString(); };
+    const auto speak = [&](int language) {
+        ui.window()->setProperty("oldLanguageIndex", language);
+    };
+    ui.click(u"photobutton"_s);
+    QCOMPARE(line(), u"错误: 未连接，无法发送数据"_s);
+    speak(1);
+    QCOMPARE(line(), u"Error: Not connected, nothing was sent"_s);
+    speak(0);
+    openPage(ui, Info);
+    typeInto(ui, u"portslist"_s, u"/dev/no-such-port"_s);
+    ui.click(u"comButton"_s);
+    QTRY_COMPARE_WITH_TIMEOUT(line(), u"串口连接失败"_s, kWaitMs);
+    closeBox(ui);
+    openPage(ui, Gimbal); // the page that told it is gone
+    speak(1);
+    QCOMPARE(line(), u"Serial connection failed"_s);
+}
+
+void TestDrawerPages::tipsCoverAndTakeNothing_data()
+{
+    QTest::addColumn<int>("page"); // -1: the drawer stays closed
+    QTest::addColumn<QString>("control");
+    QTest::addColumn<QStringList>("uncovered");
+    const auto row = [](int page, const QString &control, const QStringList &uncovered) {
+        QTest::addRow("%s, page %d", qPrintable(control), page) << page << control << uncovered;
+    };
+    constexpr int kClosed = -1;
+    const QStringList drawer = {u"podControlDrawer"_s};
+    row(kClosed, u"photobutton"_s, {u"podControlsTools"_s});
+    row(kClosed, u"closeButton"_s, {u"minButton"_s, u"maxButton"_s, u"podSettings"_s});
+    row(kClosed, u"settingsImage"_s, {u"podSettings"_s, u"closeButton"_s});
+    row(kClosed, u"plusButton"_s, {u"manualfocusbuttons"_s});
+    row(Info, u"settingsImage"_s, drawer);
+    row(Info, u"pageButton3"_s, drawer);
+    row(Info, u"tcpButton"_s, drawer);
+    row(Info, u"ipInput"_s, drawer);
+    row(Gimbal, u"podsportspeedslider"_s, drawer);
+    row(Gimbal, u"comboboxfrequency"_s, drawer);
+    row(Functions, u"pointtrackrowSwitch"_s, drawer);
+}
+
+void TestDrawerPages::tipsCoverAndTakeNothing()
+{
+    QFETCH(int, page);
+    QFETCH(QString, control);
+    QFETCH(QStringList, uncovered);
+    DrawerUi ui(UiHarness::kNoStream + "[%General]\nlanguageIndex=1\n"); // the longer texts
+    ui.window()->resize(ui.window()->minimumSize());
+    ui.backend().setIsManualFocus(true);
+    QTRY_COMPARE_WITH_TIMEOUT(ui.video()->width(), 798, kWaitMs);
+    if (page >= 0)
+        openPage(ui, Page(page));
+    ui.pod().takeFrames();
+    QTest::mouseMove(ui.window(), ui.centre(control));
+    QTRY_VERIFY_WITH_TIMEOUT(!ui.shownTip().isNull(), kWaitMs);
+    const QRect tip = ui.shownTip();
+    QVERIFY(QRect({}, ui.window()->size()).contains(tip));
+    for (const QString &name : uncovered) {
+        const QQuickItem *item = ui.item(name);
+        QVERIFY2(!item->mapRectToScene(item->boundingRect()).intersects(tip), qPrintable(name));
+    }
+    // A drag that begins on the tip, while it goes away, is the video's.
+    const QPoint start(tip.center().x(), tip.bottom());
+    QTest::mousePress(ui.window(), Qt::LeftButton, {}, start);
+    QTest::mouseMove(ui.window(), start + QPoint(0, 40));
+    QCOMPARE(ui.pod().waitForFrames(1).value(0), shortFrame(0x00, 0x10, 0, 128));
+    QTest::mouseRelease(ui.window(), Qt::LeftButton, {}, start + QPoint(0, 40));
+}
+
 void TestDrawerPages::encoderFormShowsThePodAndWritesItBack()
 {
     DrawerUi ui;
@@ -191,6 +293,12 @@ void TestDrawerPages::sbusMapKeepsTheEntriesItDoesNotShow()
     ui.click(u"sbusSetButton"_s);
     QCOMPARE(ui.pod().waitForFrames(1),
              QStringList{shown(sbusFrame(0x82, [&](int i) { return i == 1 ? 16 : read(i); }))});
+    // What was sent is not what the pod has said, and it is still there after a look elsewhere.
+    closeBox(ui);
+    openPage(ui, Info);
+    openPage(ui, Sbus);
+    QCOMPARE(ui.property(u"sbusState"_s, "text").toString(), u"已发送，可查询核对"_s);
+    QCOMPARE(ui.property(u"sbusChoice1"_s, "displayText").toString(), u"CH16"_s);
 }
 
 void TestDrawerPages::sbusMapIsForgottenWithItsLink()
