@@ -212,7 +212,7 @@ QString unreadPlaces(const FrameKind &kind)
         places.append(from == to ? QString::number(from) : u"%1 to %2"_s.arg(from).arg(to));
         from = to;
     }
-    return places.join(u", "_s);
+    return places.isEmpty() ? u"none"_s : places.join(u", "_s);
 }
 
 QString unreadTable()
