@@ -5,6 +5,7 @@ import QtQuick.Layouts
 import QtQuick.Controls.Material
 import QtCore
 import MotionGuard
+import SettingsFile
 import VideoRenderer
 import "style"
 import "window"
@@ -157,12 +158,23 @@ ApplicationWindow {
                        videoRenderer.playing ? Theme.statusGood : Theme.statusIdle);
     }
 
+    // What makes no sense as a number leaves the default standing.
+    function readNumber(settings: var, key: string, most: int, byDefault: int): int {
+        const value = Validation.integerIn(String(settings.value(key, byDefault)), 0, most);
+        return isNaN(value) ? byDefault : value;
+    }
+
+    function store(settings: var, key: string, value: var) {
+        settings.setValue(key, value);
+        settingsFile.checkWritable();
+    }
+
     function readSettings() {
         rtspUrl = rtspSettings.value("rtspIp", "rtsp://" + defaultPodAddress + ":554/live0");
         oldDeviceIp = tcpSettings.value("deviceIp", defaultPodAddress);
-        oldDevicePort = tcpSettings.value("devicePort", 2000);
-        oldBaudRate = comSettings.value("baudRate", 115200);
-        oldLanguageIndex = generalSettings.value("languageIndex", 0);
+        oldDevicePort = readNumber(tcpSettings, "devicePort", Validation.largestPort, 2000);
+        oldBaudRate = readNumber(comSettings, "baudRate", Validation.largestBaudRate, 115200);
+        oldLanguageIndex = readNumber(generalSettings, "languageIndex", 1, 0);
     }
 
     function showDrawer(shown: bool) {
@@ -187,6 +199,11 @@ ApplicationWindow {
         console.log("RTSP播放器启动完成");
     }
 
+    // Before the settings, which would read a damaged file.
+    SettingsFile {
+        id: settingsFile
+        path: "device_config.ini"
+    }
     Settings {
         id: rtspSettings
         category: "RTSP"
@@ -423,6 +440,17 @@ ApplicationWindow {
         anchors.topMargin: 150
         z: 999
         visible: cMain.isManualFocus
+    }
+    Notice {
+        id: notice
+        objectName: "notice"
+        anchors.left: parent.left
+        anchors.top: parent.top
+        anchors.margins: mainWindow.margin
+        width: Math.min(420, podControlsTools.x - 2 * mainWindow.margin)
+        z: 2
+        text: settingsFile.state === SettingsFile.Damaged ? Texts.settingsDamaged(settingsFile.keptAs)
+            : settingsFile.state === SettingsFile.Unwritable ? Texts.settingsUnwritable : ""
     }
     DragMarkers {
         id: dragMarkers

@@ -1,12 +1,13 @@
 #!/usr/bin/env bash
-# Installs what building, running and testing need on Debian 12. Does nothing, and needs no network,
-# when everything is there already.
+# Installs what building, running and testing need on Debian 12 and 13, and the packages given.
+# Does nothing, and needs no network, when everything is there already.
+# Usage: install-packages.sh [package ...]
 set -euo pipefail
 
 packages=(
   # build
   build-essential cmake ninja-build pkg-config ccache
-  qt6-base-dev qt6-declarative-dev qt6-declarative-dev-tools qt6-serialport-dev libqt6svg6 libgl1-mesa-dev
+  qt6-base-dev qt6-declarative-dev qt6-declarative-dev-tools qt6-serialport-dev libgl1-mesa-dev
   libavformat-dev libavcodec-dev libavutil-dev libswscale-dev
   libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev libgstrtspserver-1.0-dev
   # the interface at run time
@@ -21,9 +22,16 @@ packages=(
   # a real joystick, where one is present
   libsdl2-dev
   # tests, benchmarks, pictures, checks
-  ffmpeg lrzsz libbenchmark-dev xvfb xauth xdotool imagemagick librsvg2-bin
+  ffmpeg lrzsz libbenchmark-dev xvfb xauth xdotool imagemagick librsvg2-bin iproute2
   clang-format clang-tidy
+  "$@"
 )
+# The reader of SVG pictures is a package of its own from Debian 13 on.
+if (($(. /etc/os-release && echo "${VERSION_ID:-13}") < 13)); then
+  packages+=(libqt6svg6)
+else
+  packages+=(qt6-svg-plugins)
+fi
 
 missing=()
 for package in "${packages[@]}"; do

@@ -23,7 +23,7 @@ LinkForm {
             customDialog.show(Texts.badBaudRate);
             return false;
         }
-        comSettings.setValue("baudRate", baudRate);
+        mainWindow.store(comSettings, "baudRate", baudRate);
         mainWindow.oldBaudRate = baudRate;
         mainWindow.oldComPort = portslist.portName;
         drawerActions.report("serialConnecting", "orange", portslist.portName + " " + baudRate);

@@ -14,7 +14,7 @@ Section {
             customDialog.show(Texts.badStream);
             return;
         }
-        rtspSettings.setValue("rtspIp", address);
+        mainWindow.store(rtspSettings, "rtspIp", address);
         root.urlChanged(address);
         drawerActions.report("streamUpdated", "green", address);
         drawerActions.giveFocusBack();

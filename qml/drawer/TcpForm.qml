@@ -21,8 +21,8 @@ LinkForm {
             return false;
         }
         const address = Validation.addressBytes(ipInput.text).join(".");
-        tcpSettings.setValue("deviceIp", address);
-        tcpSettings.setValue("devicePort", port);
+        mainWindow.store(tcpSettings, "deviceIp", address);
+        mainWindow.store(tcpSettings, "devicePort", port);
         mainWindow.oldDeviceIp = address;
         mainWindow.oldDevicePort = port;
         drawerActions.report("tcpConnecting", "orange", address + ":" + port);

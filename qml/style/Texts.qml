@@ -32,6 +32,12 @@ QtObject {
     readonly property string connected: pick("已连接", "Connected")
     readonly property string disconnected: pick("未连接", "Disconnected")
     readonly property string stale: pick("超过 2 秒没有收到吊舱状态", "No pod status for more than 2 seconds")
+    readonly property string settingsUnwritable: pick("设置无法保存：文件夹只读或磁盘已满",
+        "Settings cannot be saved: the folder is read-only or the disk is full")
+    function settingsDamaged(keptAs: string): string {
+        return pick("设置文件已损坏，已恢复默认设置", "The settings file was damaged; the defaults are used")
+            + (keptAs !== "" ? pick("，原文件保存为 ", ". It is kept as ") + keptAs : "");
+    }
     readonly property string podInfo: pick("吊舱姿态与目标位置", "Pod attitude and target position")
     readonly property string settings: pick("设置", "Settings")
     readonly property string minimize: pick("最小化", "Minimize")
@@ -83,7 +89,6 @@ QtObject {
     readonly property string podVersion: pick("吊舱版本", "Pod version")
     readonly property string noVersion: pick("未读取", "not read yet")
     readonly property string streamSection: pick("视频流", "Video stream")
-    readonly property string streamAddress: pick("流地址", "Address")
     readonly property string streamUpdated: pick("URL 已更新: ", "URL updated: ")
     readonly property string badStream: pick("请输入以 rtsp:// 或 udp:// 开头的流地址",
         "Please enter an address that begins with rtsp:// or udp://")
@@ -235,7 +240,6 @@ QtObject {
         "No joystick found, please connect one")
     readonly property string axesSection: pick("摇杆轴", "Axes")
     readonly property string buttonsSection: pick("按键", "Buttons")
-    readonly property string axisDeflection: pick("偏移", "Deflection")
     readonly property string axisFunction: pick("功能", "Function")
     readonly property string shortPress: pick("短按", "Short press")
     readonly property string longPress: pick("长按", "Long press")
@@ -285,7 +289,6 @@ QtObject {
     readonly property string updateStarts: pick("5秒后开始升级", "The update starts in 5 seconds")
     readonly property string updateFinished: pick("固件已发送完成", "The firmware was sent")
     readonly property string noFile: pick("请选择固件文件", "Please choose a firmware file")
-    readonly property string upgradeRunning: pick("升级进行中", "An update is running")
     readonly property string chooseFile: pick("选择文件", "Select File")
     readonly property string allFiles: pick("所有文件 (*.*)", "All Files (*.*)")
     readonly property string tipUpdate: pick("断开连接并从服务器升级固件",

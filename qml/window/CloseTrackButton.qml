@@ -27,17 +27,11 @@ Item {
             border.color: closeTrackBtn.hovered ? Theme.value : Theme.outline
         }
 
-        Image {
+        StripIcon {
             id: imageLoader
             objectName: "imageLoader"
-            width: Theme.iconSize
-            height: Theme.iconSize
-            anchors.centerIn: parent
             source: cMain.tracking ? "qrc:/src/image/tingzhigenzong.png"
                                    : "qrc:/src/image/kaishigenzong.png"
-            sourceSize.width: width
-            sourceSize.height: height
-            fillMode: Image.PreserveAspectFit
         }
         onClicked: cMain.pointtrackstop()
 

@@ -10,11 +10,7 @@ Rectangle {
     color: Theme.panel
     radius: 10
 
-    MouseArea {
-        anchors.fill: parent
-        acceptedButtons: Qt.AllButtons
-        onWheel: wheel => wheel.accepted = true
-    }
+    PointerStop {}
 
     Column {
         id: buttonColumn

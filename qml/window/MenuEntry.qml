@@ -18,14 +18,8 @@ Rectangle {
     radius: Theme.radius
     color: mouse.shade
 
-    Image {
+    StripIcon {
         id: image
-        width: Theme.iconSize
-        height: Theme.iconSize
-        anchors.centerIn: parent
-        sourceSize.width: width
-        sourceSize.height: height
-        fillMode: Image.PreserveAspectFit
     }
     PressArea {
         id: mouse

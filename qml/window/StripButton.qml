@@ -8,7 +8,6 @@ Rectangle {
     property alias icon: image.source
     property string tip: ""
     property bool menuOpen: false
-    readonly property Item iconItem: image
 
     signal clicked()
 
@@ -17,14 +16,8 @@ Rectangle {
     radius: Theme.radius
     color: menuOpen ? Theme.pressed : mouse.shade
 
-    Image {
+    StripIcon {
         id: image
-        width: Theme.iconSize
-        height: Theme.iconSize
-        anchors.centerIn: parent
-        sourceSize.width: width
-        sourceSize.height: height
-        fillMode: Image.PreserveAspectFit
     }
     PressArea {
         id: mouse

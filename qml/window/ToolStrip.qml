@@ -19,11 +19,7 @@ Rectangle {
     color: Theme.strip
     radius: Theme.panelRadius
 
-    MouseArea {
-        anchors.fill: parent
-        acceptedButtons: Qt.AllButtons
-        onWheel: wheel => wheel.accepted = true
-    }
+    PointerStop {}
 
     Column {
         id: toolStripColumn

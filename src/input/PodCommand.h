@@ -12,13 +12,6 @@ struct PodCommand
     int argument1 = 0;
 
     bool operator==(const PodCommand &) const = default;
-
-    /// Whether the command ends a motion.
-    bool isStop() const
-    {
-        return command == protocol::Command::StopMove || command == protocol::Command::ZoomStop
-               || command == protocol::Command::ManualFocusStop;
-    }
 };
 
 } // namespace input

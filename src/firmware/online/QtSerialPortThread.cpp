@@ -14,6 +14,8 @@ struct Overloaded : Ts...
 {
     using Ts::operator()...;
 };
+template<class... Ts>
+Overloaded(Ts...) -> Overloaded<Ts...>; // clang learnt to do without in version 17
 
 } // namespace
 
@@ -86,7 +88,7 @@ void QtSerialPortThread::run()
 {
     while (!m_queue.isStopped()) {
         if (const auto item = m_queue.takeOrWait()) {
-            emit lineCleared({});
+            emit lineCleared(QPrivateSignal());
             const auto queued = SendQueue::Clock::now() - item->enqueuedAt;
             emit dataSent(item->line,
                           std::chrono::duration_cast<std::chrono::microseconds>(queued).count());
