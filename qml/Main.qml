@@ -37,6 +37,8 @@ ApplicationWindow {
     property bool isPodInfoValuesShow: false
 
     property bool streamStarted: false
+    // The video's state has changed under a report and is to be told when that has had its time.
+    property bool videoStateDue: false
 
     width: 1080
     height: 720
@@ -127,19 +129,33 @@ ApplicationWindow {
             && scenePoint.y >= 0 && scenePoint.y < height;
     }
 
-    function showStatus(text: string, color: color) {
-        statusText.text = text;
+    // A text that depends on the language comes as a function, so that the line follows it.
+    function showStatus(text: var, color: color) {
+        reportTimer.stop();
+        statusText.text = typeof text === "function" ? Qt.binding(text) : text;
         statusText.color = color;
     }
 
-    function showError(text: string) {
+    // What came of something that the operator did: a text of Texts, by its name, and what follows
+    // it. The video's state has to wait for it: while the stream is being reconnected it changes all
+    // the time.
+    function report(name: string, color: color, detail = "") {
+        errorTimer.stop();
+        showStatus(() => Texts[name] + detail, color);
+        videoStateDue = false;
+        reportTimer.restart();
+    }
+
+    function showError(text: var) {
         showStatus(text, Theme.statusError);
         errorTimer.restart();
     }
 
     function showVideoState() {
-        showStatus("状态: " + videoRenderer.status,
-                   videoRenderer.playing ? Theme.statusGood : Theme.statusIdle);
+        videoStateDue = reportTimer.running;
+        if (!videoStateDue)
+            showStatus("状态: " + videoRenderer.status,
+                       videoRenderer.playing ? Theme.statusGood : Theme.statusIdle);
     }
 
     // What makes no sense as a number leaves the default standing.
@@ -238,6 +254,11 @@ ApplicationWindow {
         onTriggered: mainWindow.showVideoState()
     }
     Timer {
+        id: reportTimer
+        interval: 2000
+        onTriggered: if (mainWindow.videoStateDue) mainWindow.showVideoState()
+    }
+    Timer {
         id: reconnectTimer
         interval: 100
         onTriggered: {
@@ -264,7 +285,9 @@ ApplicationWindow {
     }
     Connections {
         target: cMain
-        function onSbusDataError(error: string) { mainWindow.showError("错误: " + error); }
+        function onSbusDataError(error: string) {
+            mainWindow.showError(() => Texts.error + Texts.translated(error));
+        }
     }
 
     ColumnLayout {
@@ -395,6 +418,7 @@ ApplicationWindow {
         anchors.top: parent.top
         anchors.margins: mainWindow.margin
         z: 1
+        tipsBeside: podControlDrawer.visible ? podControlDrawer : podSettings
         onSettingsClicked: mainWindow.showDrawer(!podControlDrawer.visible)
     }
     CloseTrackButton {
@@ -432,6 +456,12 @@ ApplicationWindow {
         id: dragMarkers
         anchors.fill: parent
         z: 999
+    }
+    TipLayer {
+        id: tipLayer
+        parent: mainWindow.contentItem.parent
+        anchors.fill: parent
+        z: 1000001 // one above the popups
     }
     ResizeHandles {
         parent: mainWindow.contentItem.parent

@@ -9,6 +9,7 @@ Section {
 
     // The backend's name of this kind of link.
     required property string type
+    // Names in Texts, as report() takes them.
     required property string connectedText
     required property string failedText
     required property string closedText
@@ -51,7 +52,7 @@ Section {
             sendversiontimer.restart();
         } else {
             drawerActions.report(failedText, "red");
-            customDialog.show(failedText + (drawerActions.refusal ? "\n" + drawerActions.refusal : ""));
+            customDialog.show(Texts[failedText] + (drawerActions.refusal ? "\n" + drawerActions.refusal : ""));
         }
     }
 

@@ -5,16 +5,16 @@ import "../style"
 LinkForm {
     type: "Serial"
     caption: Texts.serialSection
-    connectedText: Texts.serialConnected
-    failedText: Texts.serialFailed
-    closedText: Texts.serialClosed
+    connectedText: "serialConnected"
+    failedText: "serialFailed"
+    closedText: "serialClosed"
     closedLog: "已断开串口连接"
     buttonName: "comButton"
     buttonTip: Texts.tipSerial
 
     function prepare(): bool {
         if (portslist.portName === "") {
-            drawerActions.report(Texts.noPort, "red");
+            drawerActions.report("noPort", "red");
             customDialog.show(Texts.noPort);
             return false;
         }
@@ -26,7 +26,7 @@ LinkForm {
         mainWindow.store(comSettings, "baudRate", baudRate);
         mainWindow.oldBaudRate = baudRate;
         mainWindow.oldComPort = portslist.portName;
-        drawerActions.report(Texts.serialConnecting + portslist.portName + " " + baudRate, "orange");
+        drawerActions.report("serialConnecting", "orange", portslist.portName + " " + baudRate);
         return true;
     }
     function openLink(): bool {

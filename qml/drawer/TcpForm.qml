@@ -7,9 +7,9 @@ LinkForm {
 
     type: "TCP"
     caption: Texts.tcpSection
-    connectedText: Texts.tcpConnected
-    failedText: Texts.tcpFailed
-    closedText: Texts.tcpClosed
+    connectedText: "tcpConnected"
+    failedText: "tcpFailed"
+    closedText: "tcpClosed"
     closedLog: "已断开 TCP 连接"
     buttonName: "tcpButton"
     buttonTip: Texts.tipTcp
@@ -25,7 +25,7 @@ LinkForm {
         mainWindow.store(tcpSettings, "devicePort", port);
         mainWindow.oldDeviceIp = address;
         mainWindow.oldDevicePort = port;
-        drawerActions.report(Texts.tcpConnecting + address + ":" + port, "orange");
+        drawerActions.report("tcpConnecting", "orange", address + ":" + port);
         return true;
     }
     function openLink(): bool {
