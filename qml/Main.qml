@@ -187,9 +187,6 @@ ApplicationWindow {
         console.log("手动应用新 URL:", newUrl);
         isManuallyUpdating = true;
         rtspUrl = newUrl;
-        // The item goes on playing what it has; only a stopped one opens the new address.
-        if (videoRenderer.playing)
-            videoRenderer.stop();
         showStatus("URL已更新，重新连接中...", Theme.statusWarning);
         reconnectTimer.restart();
     }
@@ -263,6 +260,10 @@ ApplicationWindow {
         interval: 100
         onTriggered: {
             console.log("手动重新连接...");
+            // The item goes on playing what it has; only a stopped one opens the new address. Not
+            // in applyUrl(): stop() serves events, one of which may destroy who called that.
+            if (videoRenderer.playing)
+                videoRenderer.stop();
             videoRenderer.play();
             mainWindow.isManuallyUpdating = false;
             mainWindow.showVideoState();

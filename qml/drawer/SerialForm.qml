@@ -12,25 +12,22 @@ LinkForm {
     buttonName: "comButton"
     buttonTip: Texts.tipSerial
 
-    function prepare(): bool {
+    function prepare(): var {
         if (portslist.portName === "") {
             drawerActions.report("noPort", "red");
             customDialog.show(Texts.noPort);
-            return false;
+            return null;
         }
         const baudRate = Validation.integerIn(baudRateInput.text, 1, Validation.largestBaudRate);
         if (isNaN(baudRate)) {
             customDialog.show(Texts.badBaudRate);
-            return false;
+            return null;
         }
         mainWindow.store(comSettings, "baudRate", baudRate);
         mainWindow.oldBaudRate = baudRate;
         mainWindow.oldComPort = portslist.portName;
         drawerActions.report("serialConnecting", "orange", portslist.portName + " " + baudRate);
-        return true;
-    }
-    function openLink(): bool {
-        return cMain.connectSerial(mainWindow.oldComPort, mainWindow.oldBaudRate);
+        return {target: portslist.portName, value: baudRate};
     }
 
     fields: [

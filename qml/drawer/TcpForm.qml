@@ -14,11 +14,11 @@ LinkForm {
     buttonName: "tcpButton"
     buttonTip: Texts.tipTcp
 
-    function prepare(): bool {
+    function prepare(): var {
         const port = Validation.integerIn(portInput.text, 1, Validation.largestPort);
         if (!Validation.isIpAddress(ipInput.text) || isNaN(port)) {
             customDialog.show(isNaN(port) ? Texts.badPort : Texts.badAddress);
-            return false;
+            return null;
         }
         const address = Validation.addressBytes(ipInput.text).join(".");
         mainWindow.store(tcpSettings, "deviceIp", address);
@@ -26,10 +26,7 @@ LinkForm {
         mainWindow.oldDeviceIp = address;
         mainWindow.oldDevicePort = port;
         drawerActions.report("tcpConnecting", "orange", address + ":" + port);
-        return true;
-    }
-    function openLink(): bool {
-        return cMain.connectTCP(mainWindow.oldDeviceIp, mainWindow.oldDevicePort);
+        return {target: address, value: port};
     }
 
     fields: [

@@ -119,7 +119,19 @@ private:
             avformat_find_stream_info(m_format.get(), nullptr);
             m_videoIndex = bestVideo();
         }
-        return m_videoIndex >= 0 || fail(QStringLiteral("未找到视频流"));
+        if (m_videoIndex < 0)
+            return fail(QStringLiteral("未找到视频流"));
+        ignoreLaterStreams();
+        return true;
+    }
+
+    // The transport stream demultiplexer takes every PID that its tables do not name for a stream
+    // of its own, up to a thousand; after that each packet of another one fails the read that it
+    // interrupts. The picture is found by now, so it need not look any more.
+    void ignoreLaterStreams()
+    {
+        if (m_format->priv_data && m_format->iformat->priv_class)
+            av_opt_set_int(m_format->priv_data, "skip_changes", 1, 0);
     }
 
     int bestVideo() const
