@@ -76,8 +76,7 @@ run_target() {
 short() {
   local target=$1 seeds
   seeds=$(find "$work/seeds/$target" -type f | sort | paste -sd ,)
-  run_target "$work" "$target" -seed=1 -runs="${short_runs[$target]}" -seed_inputs="$seeds" 2>&1 |
-    tail -n 40
+  run_target "$work" "$target" -verbosity=0 -seed=1 -runs="${short_runs[$target]}" -seed_inputs="$seeds"
 }
 
 long() {
