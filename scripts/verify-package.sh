@@ -56,7 +56,7 @@ if grep -E "is not installed|is not a type|is not defined|Cannot open|Failed to"
 fi
 
 add podconsole-sim
-in_root "$root" su --login pilot --command \
+scripts/in-root.sh "$root" su --login pilot --command \
   "exec podsim --port 0 --rtsp-port 0 --fault-port 0 --model 1" >run/podsim.out &
 started+=($!)
 for ((i = 0; i < 300; ++i)); do
