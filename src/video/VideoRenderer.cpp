@@ -239,6 +239,7 @@ void VideoRenderer::enterPlaying()
 void VideoRenderer::showFrame(const QImage &frame)
 {
     m_currentFrame = frame;
+    m_arrivedUs = m_player->arrivalUs(frame);
     updateContentRect();
     update();
 }
@@ -261,11 +262,33 @@ void VideoRenderer::geometryChange(const QRectF &newGeometry, const QRectF &oldG
 
 void VideoRenderer::paint(QPainter *painter)
 {
+    const qint64 beginUs = PlaybackState::nowUs();
     painter->fillRect(boundingRect(), Qt::black);
     if (m_currentFrame.isNull())
         paintWithoutPicture(*painter);
     else
         paintPicture(*painter);
+    countPainted(double(PlaybackState::nowUs() - beginUs) / 1000);
+}
+
+void VideoRenderer::countPainted(double paintMs)
+{
+    if (m_currentFrame.isNull() || m_currentFrame.cacheKey() == m_paintedKey)
+        return;
+    m_paintedKey = m_currentFrame.cacheKey();
+    ++m_painted.presented;
+    m_painted.paintMs = paintMs;
+    if (m_arrivedUs > 0)
+        m_painted.ageMs = double(PlaybackState::nowUs() - m_arrivedUs) / 1000;
+}
+
+VideoStatistics VideoRenderer::statistics() const
+{
+    VideoStatistics statistics = m_player->statistics();
+    statistics.presented = m_painted.presented;
+    statistics.paintMs = m_painted.paintMs;
+    statistics.ageMs = m_painted.ageMs;
+    return statistics;
 }
 
 QString VideoRenderer::retryText() const
