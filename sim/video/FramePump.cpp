@@ -74,6 +74,12 @@ void FramePump::setStalled(bool stalled)
     m_wake.notify_all();
 }
 
+QString FramePump::launchLine() const
+{
+    const VideoFormat current = format();
+    return QStringLiteral("%1 ! %2").arg(current.encoderPipeline(), current.rtpPayloader());
+}
+
 void FramePump::addSink(GstAppSrc *source)
 {
     {

@@ -1,11 +1,9 @@
 #pragma once
 
 #include "SceneRenderer.h"
+#include "VideoFeed.h"
 #include "VideoFormat.h"
 
-#include <gst/app/gstappsrc.h>
-
-#include <atomic>
 #include <condition_variable>
 #include <list>
 #include <memory>
@@ -14,11 +12,11 @@
 
 /// Draws pictures at the format's rate, on a thread of its own, for as long as someone takes
 /// them, and pushes each into every pipeline. All methods are safe from any thread.
-class FramePump
+class FramePump : public VideoFeed
 {
 public:
     explicit FramePump(const VideoFormat &format);
-    ~FramePump();
+    ~FramePump() override;
     FramePump(const FramePump &) = delete;
     FramePump &operator=(const FramePump &) = delete;
 
@@ -31,12 +29,11 @@ public:
     /// Stalled, the pump leaves its pipelines without pictures but alive.
     void setStalled(bool stalled);
 
-    void addSink(GstAppSrc *source);
-    void removeSink(GstAppSrc *source);
+    QString launchLine() const override;
+    void addSink(GstAppSrc *source) override;
+    void removeSink(GstAppSrc *source) override;
     /// Ends the stream in every pipeline and forgets them.
     void endStreams();
-
-    std::atomic<bool> garbage = false; ///< damage what the encoders make of the pictures
 
 private:
     struct Unref

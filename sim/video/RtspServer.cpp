@@ -11,7 +11,7 @@ GstRTSPFilterResult removeEvery(GstRTSPServer *, GstRTSPClient *, gpointer)
 
 struct SinkBinding
 {
-    FramePump *pump;
+    VideoFeed *feed;
     GstAppSrc *source;
 };
 
@@ -20,7 +20,7 @@ void releaseSink(gpointer data, GObject *) { delete static_cast<SinkBinding *>(d
 void onUnprepared(GstRTSPMedia *, gpointer data)
 {
     const auto *binding = static_cast<SinkBinding *>(data);
-    binding->pump->removeSink(binding->source);
+    binding->feed->removeSink(binding->source);
 }
 
 constexpr guint kSweepMs = 500;
@@ -29,7 +29,7 @@ constexpr gsize kDamageStep = 41;
 
 GstPadProbeReturn damage(GstPad *, GstPadProbeInfo *info, gpointer data)
 {
-    if (!static_cast<FramePump *>(data)->garbage)
+    if (!static_cast<VideoFeed *>(data)->garbage)
         return GST_PAD_PROBE_OK;
     GstBuffer *buffer = gst_buffer_make_writable(GST_PAD_PROBE_INFO_BUFFER(info));
     GstMapInfo bytes;
@@ -61,8 +61,8 @@ gboolean endOldSessions(gpointer pool)
 
 } // namespace
 
-RtspServer::RtspServer(FramePump &pump, const QHostAddress &address, const QString &path)
-    : m_pump(pump)
+RtspServer::RtspServer(VideoFeed &feed, const QHostAddress &address, const QString &path)
+    : m_feed(feed)
     , m_address(address)
     , m_path(path)
     , m_context(g_main_context_new())
@@ -107,10 +107,8 @@ void RtspServer::inLoop(const std::function<void()> &call)
 
 GstRTSPMediaFactory *RtspServer::makeFactory()
 {
-    const VideoFormat format = m_pump.format();
     GstRTSPMediaFactory *factory = gst_rtsp_media_factory_new();
-    const QString launch =
-        QStringLiteral("( %1 ! %2 )").arg(format.encoderPipeline(), format.rtpPayloader());
+    const QString launch = QStringLiteral("( %1 )").arg(m_feed.launchLine());
     gst_rtsp_media_factory_set_launch(factory, launch.toUtf8().constData());
     gst_rtsp_media_factory_set_shared(factory, TRUE);
     g_signal_connect(factory, "media-configure", G_CALLBACK(&RtspServer::configure), this);
@@ -119,17 +117,17 @@ GstRTSPMediaFactory *RtspServer::makeFactory()
 
 void RtspServer::configure(GstRTSPMediaFactory *, GstRTSPMedia *media, gpointer server)
 {
-    FramePump &pump = static_cast<RtspServer *>(server)->m_pump;
+    VideoFeed &feed = static_cast<RtspServer *>(server)->m_feed;
     GstElement *bin = gst_rtsp_media_get_element(media);
     GstElement *source = gst_bin_get_by_name(GST_BIN(bin), "src");
-    pump.addSink(GST_APP_SRC(source));
-    auto *binding = new SinkBinding{&pump, GST_APP_SRC(source)}; // dies with the media
+    feed.addSink(GST_APP_SRC(source));
+    auto *binding = new SinkBinding{&feed, GST_APP_SRC(source)}; // dies with the media
     g_object_weak_ref(G_OBJECT(media), releaseSink, binding);
     g_signal_connect(media, "unprepared", G_CALLBACK(onUnprepared), binding);
     gst_object_unref(source);
     GstElement *payloader = gst_bin_get_by_name(GST_BIN(bin), "pay0");
     GstPad *pad = gst_element_get_static_pad(payloader, "sink");
-    gst_pad_add_probe(pad, GST_PAD_PROBE_TYPE_BUFFER, damage, &pump, nullptr);
+    gst_pad_add_probe(pad, GST_PAD_PROBE_TYPE_BUFFER, damage, &feed, nullptr);
     gst_object_unref(pad);
     gst_object_unref(payloader);
     gst_object_unref(bin);

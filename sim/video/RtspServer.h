@@ -1,6 +1,6 @@
 #pragma once
 
-#include "FramePump.h"
+#include "VideoFeed.h"
 
 #include <QHostAddress>
 #include <QString>
@@ -12,12 +12,12 @@
 #include <memory>
 #include <thread>
 
-/// Serves the pump's pictures over RTSP, on a main loop and thread of its own. One encoder feeds
+/// Serves a feed's pictures over RTSP, on a main loop and thread of its own. One encoder feeds
 /// every client.
 class RtspServer
 {
 public:
-    RtspServer(FramePump &pump, const QHostAddress &address, const QString &path);
+    RtspServer(VideoFeed &feed, const QHostAddress &address, const QString &path);
     ~RtspServer();
     RtspServer(const RtspServer &) = delete;
     RtspServer &operator=(const RtspServer &) = delete;
@@ -27,7 +27,7 @@ public:
     /// Closes the listening socket and cuts every client off.
     void kill();
     bool isRunning() const { return m_attached != 0; }
-    /// The next client gets what the pump's format then is.
+    /// The next client gets the feed as it then is.
     void applyFormat();
     QString url() const;
 
@@ -38,7 +38,7 @@ private:
     GstRTSPMediaFactory *makeFactory();
     static void configure(GstRTSPMediaFactory *factory, GstRTSPMedia *media, gpointer server);
 
-    FramePump &m_pump;
+    VideoFeed &m_feed;
     QHostAddress m_address;
     QString m_path;
     quint16 m_port = 0;
