@@ -64,7 +64,7 @@ build() {
 run_target() {
   local build=$1 target=$2 options
   shift 2
-  options=(-max_len="${longest[$target]}" -timeout=60 -rss_limit_mb=1024 -malloc_limit_mb=256
+  options=(-max_len="${longest[$target]}" -timeout=60 -report_slow_units=60 -rss_limit_mb=1024 -malloc_limit_mb=256
     -artifact_prefix="$work/findings/$target-" -print_final_stats=1)
   # What QSettings keeps looks like a leak to the check after each input; the one at the end knows.
   [[ $target == settings ]] && options+=(-detect_leaks=0)
