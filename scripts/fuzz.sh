@@ -12,16 +12,18 @@ work=build/fuzz
 [[ -w /dev/shm ]] && export TMPDIR=/dev/shm
 # By target: how many inputs the short run takes, the longest input, and which files of src/ it is
 # there for.
-targets=(inbound line_frames net_packet local_upgrade settings player)
+targets=(inbound line_frames net_packet local_upgrade settings pictures player)
 declare -A short_runs=([inbound]=20000 [line_frames]=20000 [net_packet]=20000 [local_upgrade]=10000
-  [settings]=5000 [player]=100)
-declare -A longest=([inbound]=128 [line_frames]=512 [net_packet]=512 [local_upgrade]=256 [settings]=256 [player]=32768)
+  [settings]=5000 [pictures]=20000 [player]=100)
+declare -A longest=([inbound]=128 [line_frames]=512 [net_packet]=512 [local_upgrade]=256 [settings]=256
+  [pictures]=2048 [player]=32768)
 declare -A sources=(
   [inbound]='protocol/(InboundFrames|Field|ModelTable)|CMainInbound'
   [line_frames]='LineFrameAssembler|LineCoding|FrameObject|UpgradeExchange'
   [net_packet]='NetPacket|FirmwareChunks|UpgradeExchange'
   [local_upgrade]='firmware/(local/|UpgradeLog)'
   [settings]='settings/SettingsText|compat/Settings'
+  [pictures]='video/PictureAssembler'
   [player]='video/(MediaStream|DecodeTask|FrameConverter|PlaybackState|StreamOptions)'
 )
 
@@ -62,7 +64,7 @@ build() {
 run_target() {
   local build=$1 target=$2 options
   shift 2
-  options=(-max_len="${longest[$target]}" -timeout=60 -rss_limit_mb=1024 -malloc_limit_mb=256
+  options=(-max_len="${longest[$target]}" -timeout=60 -report_slow_units=60 -rss_limit_mb=1024 -malloc_limit_mb=256
     -artifact_prefix="$work/findings/$target-" -print_final_stats=1)
   # What QSettings keeps looks like a leak to the check after each input; the one at the end knows.
   [[ $target == settings ]] && options+=(-detect_leaks=0)
