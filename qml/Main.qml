@@ -5,6 +5,7 @@ import QtQuick.Layouts
 import QtQuick.Controls.Material
 import QtCore
 import MotionGuard
+import SettingsFile
 import VideoRenderer
 import "style"
 import "window"
@@ -17,6 +18,9 @@ ApplicationWindow {
 
     readonly property string defaultPodAddress: "192.168.10.20"
     readonly property int margin: 5
+    // How long a decoded picture may wait for the window, in ms. Several times the rate of any
+    // stream: asking for a picture that is shown already costs nothing.
+    readonly property int frameInterval: 5
 
     property string rtspUrl: ""
     property string oldDeviceIp: ""
@@ -36,6 +40,8 @@ ApplicationWindow {
     property bool isPodInfoValuesShow: false
 
     property bool streamStarted: false
+    // The video's state has changed under a report and is to be told when that has had its time.
+    property bool videoStateDue: false
 
     width: 1080
     height: 720
@@ -126,27 +132,52 @@ ApplicationWindow {
             && scenePoint.y >= 0 && scenePoint.y < height;
     }
 
-    function showStatus(text: string, color: color) {
-        statusText.text = text;
+    // A text that depends on the language comes as a function, so that the line follows it.
+    function showStatus(text: var, color: color) {
+        reportTimer.stop();
+        statusText.text = typeof text === "function" ? Qt.binding(text) : text;
         statusText.color = color;
     }
 
-    function showError(text: string) {
+    // What came of something that the operator did: a text of Texts, by its name, and what follows
+    // it. The video's state has to wait for it: while the stream is being reconnected it changes all
+    // the time.
+    function report(name: string, color: color, detail = "") {
+        errorTimer.stop();
+        showStatus(() => Texts[name] + detail, color);
+        videoStateDue = false;
+        reportTimer.restart();
+    }
+
+    function showError(text: var) {
         showStatus(text, Theme.statusError);
         errorTimer.restart();
     }
 
     function showVideoState() {
-        showStatus("状态: " + videoRenderer.status,
-                   videoRenderer.playing ? Theme.statusGood : Theme.statusIdle);
+        videoStateDue = reportTimer.running;
+        if (!videoStateDue)
+            showStatus("状态: " + videoRenderer.status,
+                       videoRenderer.playing ? Theme.statusGood : Theme.statusIdle);
+    }
+
+    // What makes no sense as a number leaves the default standing.
+    function readNumber(settings: var, key: string, most: int, byDefault: int): int {
+        const value = Validation.integerIn(String(settings.value(key, byDefault)), 0, most);
+        return isNaN(value) ? byDefault : value;
+    }
+
+    function store(settings: var, key: string, value: var) {
+        settings.setValue(key, value);
+        settingsFile.checkWritable();
     }
 
     function readSettings() {
         rtspUrl = rtspSettings.value("rtspIp", "rtsp://" + defaultPodAddress + ":554/live0");
         oldDeviceIp = tcpSettings.value("deviceIp", defaultPodAddress);
-        oldDevicePort = tcpSettings.value("devicePort", 2000);
-        oldBaudRate = comSettings.value("baudRate", 115200);
-        oldLanguageIndex = generalSettings.value("languageIndex", 0);
+        oldDevicePort = readNumber(tcpSettings, "devicePort", Validation.largestPort, 2000);
+        oldBaudRate = readNumber(comSettings, "baudRate", Validation.largestBaudRate, 115200);
+        oldLanguageIndex = readNumber(generalSettings, "languageIndex", 1, 0);
     }
 
     function showDrawer(shown: bool) {
@@ -159,18 +190,21 @@ ApplicationWindow {
         console.log("手动应用新 URL:", newUrl);
         isManuallyUpdating = true;
         rtspUrl = newUrl;
-        // The item goes on playing what it has; only a stopped one opens the new address.
-        if (videoRenderer.playing)
-            videoRenderer.stop();
         showStatus("URL已更新，重新连接中...", Theme.statusWarning);
         reconnectTimer.restart();
     }
 
     Component.onCompleted: {
+        videoRenderer.setFrameInterval(frameInterval);
         readSettings();
         console.log("RTSP播放器启动完成");
     }
 
+    // Before the settings, which would read a damaged file.
+    SettingsFile {
+        id: settingsFile
+        path: "device_config.ini"
+    }
     Settings {
         id: rtspSettings
         category: "RTSP"
@@ -221,10 +255,19 @@ ApplicationWindow {
         onTriggered: mainWindow.showVideoState()
     }
     Timer {
+        id: reportTimer
+        interval: 2000
+        onTriggered: if (mainWindow.videoStateDue) mainWindow.showVideoState()
+    }
+    Timer {
         id: reconnectTimer
         interval: 100
         onTriggered: {
             console.log("手动重新连接...");
+            // The item goes on playing what it has; only a stopped one opens the new address. Not
+            // in applyUrl(): stop() serves events, one of which may destroy who called that.
+            if (videoRenderer.playing)
+                videoRenderer.stop();
             videoRenderer.play();
             mainWindow.isManuallyUpdating = false;
             mainWindow.showVideoState();
@@ -247,7 +290,9 @@ ApplicationWindow {
     }
     Connections {
         target: cMain
-        function onSbusDataError(error: string) { mainWindow.showError("错误: " + error); }
+        function onSbusDataError(error: string) {
+            mainWindow.showError(() => Texts.error + Texts.translated(error));
+        }
     }
 
     ColumnLayout {
@@ -378,6 +423,7 @@ ApplicationWindow {
         anchors.top: parent.top
         anchors.margins: mainWindow.margin
         z: 1
+        tipsBeside: podControlDrawer.visible ? podControlDrawer : podSettings
         onSettingsClicked: mainWindow.showDrawer(!podControlDrawer.visible)
     }
     CloseTrackButton {
@@ -400,10 +446,27 @@ ApplicationWindow {
         z: 999
         visible: cMain.isManualFocus
     }
+    Notice {
+        id: notice
+        objectName: "notice"
+        anchors.left: parent.left
+        anchors.top: parent.top
+        anchors.margins: mainWindow.margin
+        width: Math.min(420, podControlsTools.x - 2 * mainWindow.margin)
+        z: 2
+        text: settingsFile.state === SettingsFile.Damaged ? Texts.settingsDamaged(settingsFile.keptAs)
+            : settingsFile.state === SettingsFile.Unwritable ? Texts.settingsUnwritable : ""
+    }
     DragMarkers {
         id: dragMarkers
         anchors.fill: parent
         z: 999
+    }
+    TipLayer {
+        id: tipLayer
+        parent: mainWindow.contentItem.parent
+        anchors.fill: parent
+        z: 1000001 // one above the popups
     }
     ResizeHandles {
         parent: mainWindow.contentItem.parent

@@ -22,8 +22,10 @@ packages=(
   # a real joystick, where one is present
   libsdl2-dev
   # tests, benchmarks, pictures, checks
-  ffmpeg lrzsz libbenchmark-dev xvfb xauth xdotool imagemagick librsvg2-bin
+  ffmpeg lrzsz libbenchmark-dev xvfb xauth xdotool imagemagick librsvg2-bin iproute2
   clang-format clang-tidy
+  # fuzzing
+  clang llvm libclang-rt-dev
   "$@"
 )
 # The reader of SVG pictures is a package of its own from Debian 13 on.

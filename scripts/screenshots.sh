@@ -10,7 +10,7 @@ cmake --build --preset release --target shoot podsim
 taken=$(mktemp -d)
 trap 'rm -rf "$taken"' EXIT
 QT_QPA_PLATFORM=offscreen QT_QUICK_BACKEND=software \
-  build/release/tests/ui/shoot "$taken" 2>"$taken/log" || {
+  build/release/tools/shoot "$taken" 2>"$taken/log" || {
   tail -n 20 "$taken/log" >&2
   exit 1
 }

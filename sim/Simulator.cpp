@@ -75,6 +75,8 @@ bool Simulator::startVideo(QString &error)
     if (!m_options.udpHost.isEmpty()) {
         udp = std::make_unique<UdpSender>(*pump, m_options.udpHost, m_options.udpPort);
         error = udp->errorString();
+        dataPids =
+            std::make_unique<DataPids>(QHostAddress(m_options.udpHost), m_options.udpPort);
     }
     return error.isEmpty();
 }
@@ -189,6 +191,13 @@ bool Simulator::restartRtsp()
         return false;
     rtsp->kill();
     return rtsp->start(0);
+}
+
+bool Simulator::setPlugged(bool plugged)
+{
+    QString error;
+    m_pty.hangUp();
+    return m_options.pty && (!plugged || m_pty.open(m_options.ptyLink, error));
 }
 
 QString Simulator::execute(const QString &faultLine) { return faults::execute(*this, faultLine); }

@@ -8,6 +8,7 @@
 #include "control/PtyControlLink.h"
 #include "control/TcpControlLink.h"
 #include "model/PodModel.h"
+#include "video/DataPids.h"
 #include "video/FramePump.h"
 #include "video/RtspServer.h"
 #include "video/UdpSender.h"
@@ -40,11 +41,14 @@ public:
     std::unique_ptr<FramePump> pump; ///< null without video, as the next
     std::unique_ptr<RtspServer> rtsp;
     std::unique_ptr<UdpSender> udp;
+    std::unique_ptr<DataPids> dataPids; ///< null where nothing is sent over UDP
 
     void setStatusRate(int hz);
     void setStatusType(bool plain);
     void setFormat(const VideoFormat &format);
     bool restartRtsp();
+    /// Pulls the serial line's plug, or puts it back where it was. False without a serial line.
+    bool setPlugged(bool plugged);
 
     struct ReceivedFrame
     {

@@ -2,8 +2,10 @@
 
 #include "compat/KeyRepeat.h"
 #include "compat/QtCompat.h"
+#include "compat/SceneGraph.h"
 #include "input/JoystickInput.h"
 #include "input/MotionGuard.h"
+#include "settings/SettingsFile.h"
 #include "video/VideoRenderer.h"
 
 #include <QFont>
@@ -28,9 +30,11 @@ void prepareInterface()
 {
     qmlRegisterType<VideoRenderer>("VideoRenderer", 1, 0, "VideoRenderer");
     qmlRegisterType<MotionGuard>("MotionGuard", 1, 0, "MotionGuard");
+    qmlRegisterType<SettingsFile>("SettingsFile", 1, 0, "SettingsFile");
     qmlRegisterType<JoystickInput>("Joystick", 1, 0, "JoystickInput");
     compat::provideSettingsType();
     compat::makeKeyRepeatTellable();
+    compat::avoidEmulatedOpenGL();
     QQuickStyle::setStyle(QStringLiteral("Material"));
     setApplicationFont();
 }

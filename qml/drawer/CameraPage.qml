@@ -122,7 +122,7 @@ DrawerPage {
                 model: Texts.languages
                 tip: Texts.tipLanguage
                 onChosen: index => {
-                    generalSettings.setValue("languageIndex", index);
+                    mainWindow.store(generalSettings, "languageIndex", index);
                     mainWindow.oldLanguageIndex = index;
                 }
             }

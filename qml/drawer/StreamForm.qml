@@ -14,9 +14,9 @@ Section {
             customDialog.show(Texts.badStream);
             return;
         }
-        rtspSettings.setValue("rtspIp", address);
+        mainWindow.store(rtspSettings, "rtspIp", address);
         root.urlChanged(address);
-        drawerActions.report(Texts.streamUpdated + address, "green");
+        drawerActions.report("streamUpdated", "green", address);
         drawerActions.giveFocusBack();
     }
 

@@ -22,6 +22,8 @@ QtObject {
         "读取超时": "The pod did not answer"
     })
 
+    readonly property string error: pick("错误: ", "Error: ")
+
     function translated(refusal: string): string {
         return pick(refusal, refusals[refusal] ?? refusal);
     }
@@ -30,6 +32,12 @@ QtObject {
     readonly property string connected: pick("已连接", "Connected")
     readonly property string disconnected: pick("未连接", "Disconnected")
     readonly property string stale: pick("超过 2 秒没有收到吊舱状态", "No pod status for more than 2 seconds")
+    readonly property string settingsUnwritable: pick("设置无法保存：文件夹只读或磁盘已满",
+        "Settings cannot be saved: the folder is read-only or the disk is full")
+    function settingsDamaged(keptAs: string): string {
+        return pick("设置文件已损坏，已恢复默认设置", "The settings file was damaged; the defaults are used")
+            + (keptAs !== "" ? pick("，原文件保存为 ", ". It is kept as ") + keptAs : "");
+    }
     readonly property string podInfo: pick("吊舱姿态与目标位置", "Pod attitude and target position")
     readonly property string settings: pick("设置", "Settings")
     readonly property string minimize: pick("最小化", "Minimize")
@@ -213,6 +221,7 @@ QtObject {
     readonly property string sbusUnread: pick("尚未从吊舱读取", "Not read from the pod yet")
     readonly property string sbusRead: pick("已从吊舱读取", "Read from the pod")
     readonly property string sbusEdited: pick("有未写入的修改", "Changes not written yet")
+    readonly property string sbusWritten: pick("已发送，可查询核对", "Sent; query to check")
     readonly property string sbusQueryFirst: pick("尚未读取吊舱的通道分配，未写入。\n正在查询，请核对后再设置。",
         "The pod's assignment has not been read: nothing was written.\nReading it now; please check it, then set.")
     readonly property string sbusSet: pick("通道分配已发送", "The assignment was sent")

@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 namespace {
 
@@ -93,12 +94,14 @@ void PtyControlLink::hangUp()
 {
     m_watch.stop();
     m_notifier.reset();
-    m_hasClient = false;
+    const bool hadClient = std::exchange(m_hasClient, false);
     for (int *const terminal : {&m_heldSlave, &m_master}) {
         if (*terminal >= 0)
             ::close(*terminal);
         *terminal = -1;
     }
+    if (hadClient)
+        Q_EMIT clientChanged();
 }
 
 void PtyControlLink::watch()

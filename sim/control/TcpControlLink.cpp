@@ -7,6 +7,7 @@
 namespace {
 
 constexpr qint64 kUnreadMax = 64 * 1024; // bytes waiting for a client that does not read
+constexpr int kNarrowBytes = 2304;       // the least that the kernel keeps for a socket
 
 } // namespace
 
@@ -80,4 +81,14 @@ bool TcpControlLink::setRefusing(bool refusing)
         return true;
     }
     return m_server.isListening() || m_server.listen(m_address, m_port);
+}
+
+void TcpControlLink::setReading(bool reading)
+{
+    for (QTcpSocket *client : std::as_const(m_clients)) {
+        if (!reading)
+            setsockopt(int(client->socketDescriptor()), SOL_SOCKET, SO_RCVBUF, &kNarrowBytes,
+                       sizeof kNarrowBytes);
+        client->setReadBufferSize(reading ? 0 : 1);
+    }
 }

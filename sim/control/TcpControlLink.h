@@ -27,6 +27,8 @@ public:
     void dropClients(Drop how);
     /// Refusing closes the listening socket, so that connects fail at once.
     bool setRefusing(bool refusing);
+    /// Not reading leaves what the clients send in the kernel, and soon no room for more.
+    void setReading(bool reading);
 
 private:
     void takeClient();

@@ -153,6 +153,52 @@ Answer killVideo(Simulator &s, Arguments)
 
 Answer restartVideo(Simulator &s, Arguments) { return done(s.restartRtsp()); }
 
+Answer stallControl(Simulator &s, Arguments a)
+{
+    const auto on = onOff(a);
+    if (on)
+        s.tcp.setReading(!*on);
+    return done(on.has_value());
+}
+
+template<bool plugged>
+Answer plugLine(Simulator &s, Arguments)
+{
+    return done(s.setPlugged(plugged));
+}
+
+Answer resizeVideo(Simulator &s, Arguments a)
+{
+    const auto format = parseVideoFormat(a.value(0), QStringLiteral("25"), QStringLiteral("h264"));
+    if (format && s.pump)
+        s.pump->resize(format->size);
+    return done(format && s.pump);
+}
+
+Answer damageVideo(Simulator &s, Arguments a)
+{
+    const auto on = onOff(a);
+    if (on && s.pump)
+        s.pump->garbage = *on;
+    return done(on && s.pump);
+}
+
+Answer setSession(Simulator &s, Arguments a)
+{
+    const auto seconds = number(a, 0, 1, 3600);
+    if (seconds && s.rtsp)
+        s.rtsp->sessionSeconds = *seconds;
+    return done(seconds && s.rtsp);
+}
+
+Answer mixDataPids(Simulator &s, Arguments a)
+{
+    const auto on = onOff(a);
+    if (on && s.dataPids)
+        s.dataPids->setOn(*on);
+    return done(on && s.dataPids);
+}
+
 Answer help(Simulator &, Arguments);
 
 constexpr auto kRows = std::to_array<Row<Simulator>>({
@@ -166,6 +212,9 @@ constexpr auto kRows = std::to_array<Row<Simulator>>({
     {"status type", "01|03", "kind of status frame", setType},
     {"control drop", "fin|rst", "cut the TCP clients off", dropClients},
     {"control refuse", "on|off", "close or open the TCP port", refuse},
+    {"control stall", "on|off", "stop reading, or go on", stallControl},
+    {"control unplug", "", "pull the serial line's plug", plugLine<false>},
+    {"control replug", "", "put it back at the same path", plugLine<true>},
     {"control delay", "MS", "hold every outgoing frame back", setCount<&Outbox::Faults::delayMs>},
     {"control corrupt", "N", "damage the next N frames", setCount<&Outbox::Faults::corruptNext>},
     {"control split", "on|off", "each frame in two writes", setSwitch<&Outbox::Faults::split>},
@@ -177,6 +226,10 @@ constexpr auto kRows = std::to_array<Row<Simulator>>({
     {"video kill", "", "close the RTSP server", killVideo},
     {"video restart", "", "open it again on the same port", restartVideo},
     {"video format", "WxH FPS h264|h265", "cut everyone off and serve this", setFormat},
+    {"video resize", "WxH", "go over to this size in mid-stream", resizeVideo},
+    {"video garbage", "on|off", "damage every picture on its way", damageVideo},
+    {"video session", "SECONDS", "life of a new session whose client is silent", setSession},
+    {"video data", "on|off", "mix packets of unknown PIDs into the UDP stream", mixDataPids},
 });
 
 Answer help(Simulator &, Arguments) { return listRows(kRows); }

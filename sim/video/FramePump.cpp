@@ -49,6 +49,16 @@ void FramePump::setFormat(const VideoFormat &format)
     m_format = format;
 }
 
+void FramePump::resize(const QSize &size)
+{
+    const std::lock_guard lock(m_mutex);
+    m_format.size = size;
+    GstCaps *caps = gst_caps_from_string(m_format.rawCaps().toLatin1().constData());
+    for (const SinkPtr &sink : m_sinks)
+        gst_app_src_set_caps(sink.get(), caps);
+    gst_caps_unref(caps);
+}
+
 VideoFormat FramePump::format() const
 {
     const std::lock_guard lock(m_mutex);
@@ -62,6 +72,12 @@ void FramePump::setStalled(bool stalled)
         m_stalled = stalled;
     }
     m_wake.notify_all();
+}
+
+QString FramePump::launchLine() const
+{
+    const VideoFormat current = format();
+    return QStringLiteral("%1 ! %2").arg(current.encoderPipeline(), current.rtpPayloader());
 }
 
 void FramePump::addSink(GstAppSrc *source)

@@ -1,9 +1,8 @@
 #pragma once
 
 #include "SceneRenderer.h"
+#include "VideoFeed.h"
 #include "VideoFormat.h"
-
-#include <gst/app/gstappsrc.h>
 
 #include <condition_variable>
 #include <list>
@@ -13,23 +12,26 @@
 
 /// Draws pictures at the format's rate, on a thread of its own, for as long as someone takes
 /// them, and pushes each into every pipeline. All methods are safe from any thread.
-class FramePump
+class FramePump : public VideoFeed
 {
 public:
     explicit FramePump(const VideoFormat &format);
-    ~FramePump();
+    ~FramePump() override;
     FramePump(const FramePump &) = delete;
     FramePump &operator=(const FramePump &) = delete;
 
     void setView(const SceneView &view);
     /// Pipelines of the old format must be gone first, or get pictures that they cannot read.
     void setFormat(const VideoFormat &format);
+    /// Goes over to another size in the middle of every stream.
+    void resize(const QSize &size);
     VideoFormat format() const;
     /// Stalled, the pump leaves its pipelines without pictures but alive.
     void setStalled(bool stalled);
 
-    void addSink(GstAppSrc *source);
-    void removeSink(GstAppSrc *source);
+    QString launchLine() const override;
+    void addSink(GstAppSrc *source) override;
+    void removeSink(GstAppSrc *source) override;
     /// Ends the stream in every pipeline and forgets them.
     void endStreams();
 

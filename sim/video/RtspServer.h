@@ -1,22 +1,23 @@
 #pragma once
 
-#include "FramePump.h"
+#include "VideoFeed.h"
 
 #include <QHostAddress>
 #include <QString>
 
 #include <gst/rtsp-server/rtsp-server.h>
 
+#include <atomic>
 #include <functional>
 #include <memory>
 #include <thread>
 
-/// Serves the pump's pictures over RTSP, on a main loop and thread of its own. One encoder feeds
+/// Serves a feed's pictures over RTSP, on a main loop and thread of its own. One encoder feeds
 /// every client.
 class RtspServer
 {
 public:
-    RtspServer(FramePump &pump, const QHostAddress &address, const QString &path);
+    RtspServer(VideoFeed &feed, const QHostAddress &address, const QString &path);
     ~RtspServer();
     RtspServer(const RtspServer &) = delete;
     RtspServer &operator=(const RtspServer &) = delete;
@@ -26,16 +27,18 @@ public:
     /// Closes the listening socket and cuts every client off.
     void kill();
     bool isRunning() const { return m_attached != 0; }
-    /// The next client gets what the pump's format then is.
+    /// The next client gets the feed as it then is.
     void applyFormat();
     QString url() const;
+
+    std::atomic<int> sessionSeconds = 60; ///< life of a new session without a sign of its client
 
 private:
     void inLoop(const std::function<void()> &call);
     GstRTSPMediaFactory *makeFactory();
     static void configure(GstRTSPMediaFactory *factory, GstRTSPMedia *media, gpointer server);
 
-    FramePump &m_pump;
+    VideoFeed &m_feed;
     QHostAddress m_address;
     QString m_path;
     quint16 m_port = 0;
@@ -43,5 +46,6 @@ private:
     GMainLoop *m_loop;
     GstRTSPServer *m_server = nullptr;
     guint m_attached = 0;
+    GSource *m_sweep = nullptr; // ends the sessions whose time is up
     std::thread m_thread;
 };

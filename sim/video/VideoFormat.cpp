@@ -20,6 +20,14 @@ bool within(const QSize &size)
 
 } // namespace
 
+QString VideoFormat::rawCaps() const
+{
+    return QStringLiteral("video/x-raw,format=BGRx,width=%1,height=%2,framerate=%3/1")
+        .arg(size.width())
+        .arg(size.height())
+        .arg(fps);
+}
+
 QString VideoFormat::encoderPipeline() const
 {
     const int kbps = std::max(500, int(kBitsPerPixel * size.width() * size.height() * fps / 1000));
@@ -30,12 +38,9 @@ QString VideoFormat::encoderPipeline() const
             : QStringLiteral("x265enc tune=zerolatency speed-preset=ultrafast key-int-max=%1 "
                              "bitrate=%2 option-string=bframes=0:log-level=none");
     return QStringLiteral("appsrc name=src is-live=true format=time do-timestamp=true "
-                          "max-buffers=2 leaky-type=downstream "
-                          "caps=video/x-raw,format=BGRx,width=%1,height=%2,framerate=%3/1 "
+                          "max-buffers=2 leaky-type=downstream caps=%1 "
                           "! videoconvert ! video/x-raw,format=I420 ! ")
-               .arg(size.width())
-               .arg(size.height())
-               .arg(fps)
+               .arg(rawCaps())
            + encoder.arg(fps).arg(kbps);
 }
 

@@ -14,6 +14,8 @@ struct VideoFormat
     int fps = 25;
     Codec codec = Codec::H264;
 
+    /// What the appsrc takes.
+    QString rawCaps() const;
     /// The appsrc named "src" with the encoder behind it; the parameter sets repeat with every key
     /// frame, one a second, and nothing waits for a later picture.
     QString encoderPipeline() const;

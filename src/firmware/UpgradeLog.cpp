@@ -1,17 +1,30 @@
 #include "UpgradeLog.h"
 
 #include <QDebug>
+#include <QLoggingCategory>
 #include <QTime>
 
 namespace upgrade_log {
+namespace {
+
+// A line costs more to put together than most steps of an upgrade take.
+bool isHeard() { return QLoggingCategory::defaultCategory()->isDebugEnabled(); }
+
+} // namespace
 
 void logLine(const QString &text)
 {
+    if (!isHeard())
+        return;
     const QString now = QTime::currentTime().toString(QStringLiteral("hh:mm:ss.zzz"));
     qDebug().noquote().nospace() << '[' << now << "] " << text;
 }
 
-void logBytes(QByteArrayView bytes) { logLine(renderBytes(bytes)); }
+void logBytes(QByteArrayView bytes)
+{
+    if (isHeard())
+        logLine(renderBytes(bytes));
+}
 
 QString renderBytes(QByteArrayView bytes)
 {

@@ -8,7 +8,7 @@ class QTcpSocket;
 /// range - within about kNoticeMs, whether or not there is something to send to it.
 namespace keep_alive {
 
-inline constexpr int kIdleSeconds = 3;
+inline constexpr int kIdleSeconds = 2;
 inline constexpr int kIntervalSeconds = 2;
 inline constexpr int kProbes = 3;
 inline constexpr int kNoticeMs = (kIdleSeconds + kIntervalSeconds * kProbes) * 1000;

@@ -1,82 +1,27 @@
+#include "PodSocket.h"
 #include "VirtualJoystick.h"
 
 #include "CMain.h"
 #include "input/JoystickInput.h"
-#include "input/PodCommand.h"
 
 #include <QSignalSpy>
-#include <QTcpServer>
-#include <QTcpSocket>
 #include <QTemporaryDir>
 #include <QtTest>
 
-#include <array>
 #include <memory>
-#include <numeric>
 
-using protocol::Command;
+using namespace Qt::StringLiterals;
+using input::ButtonAction;
 
 namespace {
 
 constexpr int kWaitMs = 10000;
-constexpr int kZoomAxis = 2;
-constexpr int kFocusAxis = 3;
 constexpr int kSpareAxis = 4;
 
-/// The pod's end of the link: keeps what arrives, as frames.
-class RecordingPod
-{
-public:
-    RecordingPod()
-    {
-        m_server.listen(QHostAddress::LocalHost);
-        QObject::connect(&m_server, &QTcpServer::newConnection, &m_server, [this] {
-            m_peer = m_server.nextPendingConnection();
-            QObject::connect(m_peer, &QTcpSocket::readyRead, m_peer,
-                             [this] { m_bytes += m_peer->readAll(); });
-        });
-    }
-
-    int port() const { return m_server.serverPort(); }
-
-    bool hasPeer() const { return m_peer && m_peer->state() == QAbstractSocket::ConnectedState; }
-
-    void hangUp() { m_peer->abort(); }
-
-    void reportRecordingInLockMode()
-    {
-        QByteArray frame(29, '\0'); // a status frame: head, recording, mode, checksum
-        frame.replace(0, 3, QByteArray::fromHex("ee011d"));
-        frame[25] = 1;
-        frame[27] = 1;
-        frame[28] = static_cast<char>(std::accumulate(frame.cbegin(), frame.cend(), 0) & 0xFF);
-        m_peer->write(frame);
-    }
-
-    void clear() { m_bytes.clear(); }
-
-    qsizetype frameCount() const { return m_bytes.size() / kFrameSize; }
-
-    qsizetype count(Command command, int argument0 = 0, int argument1 = 0) const
-    {
-        const QByteArray wanted = protocol::buildCommand(command, argument0, argument1);
-        qsizetype found = 0;
-        for (qsizetype i = 0; i + kFrameSize <= m_bytes.size(); i += kFrameSize)
-            found += m_bytes.mid(i, kFrameSize) == wanted ? 1 : 0;
-        return found;
-    }
-
-    QByteArray lastFrame() const { return m_bytes.right(kFrameSize); }
-
-private:
-    static constexpr qsizetype kFrameSize = 7;
-
-    QTcpServer m_server;
-    QPointer<QTcpSocket> m_peer;
-    QByteArray m_bytes;
-};
-
-QByteArray frameOf(Command command) { return protocol::buildCommand(command); }
+// Full deflection to the right, in and far at a speed of 200, and the stops of the three motions.
+const QString kRight = u"00 02 c8 00"_s;
+const QStringList kMotions = {kRight, u"00 40 04 00"_s, u"1d 03 00 00"_s};
+const QStringList kStops = {u"00 00 00 00"_s, u"00 60 00 00"_s, u"1d 04 00 00"_s};
 
 } // namespace
 
@@ -95,9 +40,7 @@ private slots:
     void stickSteersAndItsReturnStops();
     void endOfAMotionSendsItsStopOnce_data();
     void endOfAMotionSendsItsStopOnce();
-    void stopFallingDueWithoutALinkIsSentWhenItIsBack();
     void withoutALinkNothingIsTried();
-    void buttonsAct();
     void everyActionReachesThePod();
     void buttonsGoByWhatThePodReports();
     void assignmentIsRestoredAfterARestart();
@@ -107,21 +50,17 @@ private:
     void connectLink();
     /// Waits until the device has been looked at once more: moves the axis that has no function.
     void awaitLook();
-    /// Moves all three motions and waits for their commands to arrive.
-    void moveEverything();
 
-    QString m_startFolder;
+    const QString m_startFolder = QDir::currentPath();
     std::unique_ptr<QTemporaryDir> m_folder;
     std::unique_ptr<VirtualJoystick> m_device;
-    std::unique_ptr<RecordingPod> m_pod;
+    std::unique_ptr<PodSocket> m_pod;
     std::unique_ptr<CMain> m_backend;
     std::unique_ptr<JoystickInput> m_input;
-    double m_spareAxis = 0;
 };
 
 void TestJoystick::initTestCase()
 {
-    m_startFolder = QDir::currentPath();
     QVERIFY2(VirtualJoystick::prepare(), SDL_GetError());
     if (SDL_NumJoysticks() > 0)
         QSKIP("A real joystick is plugged in; it would be read instead of the virtual one");
@@ -135,12 +74,11 @@ void TestJoystick::cleanupTestCase()
 
 void TestJoystick::init()
 {
-    m_spareAxis = 0;
     m_folder = std::make_unique<QTemporaryDir>();
     QDir::setCurrent(m_folder->path());
     m_device = std::make_unique<VirtualJoystick>();
     QVERIFY2(m_device->isValid(), SDL_GetError());
-    m_pod = std::make_unique<RecordingPod>();
+    m_pod = std::make_unique<PodSocket>();
     m_backend = std::make_unique<CMain>();
     m_backend->setMoveSpeed(200);
     m_input = std::make_unique<JoystickInput>();
@@ -162,36 +100,20 @@ void TestJoystick::cleanup()
 
 void TestJoystick::connectLink()
 {
-    QVERIFY(m_backend->connectTCP(QStringLiteral("127.0.0.1"), m_pod->port()));
-    QTRY_VERIFY_WITH_TIMEOUT(m_pod->hasPeer(), kWaitMs);
+    QVERIFY(m_backend->connectTCP(u"127.0.0.1"_s, m_pod->port()));
     QTRY_VERIFY_WITH_TIMEOUT(m_input->isConnected(), kWaitMs);
     awaitLook(); // the stick is seen at its centre, over the new link
 }
 
 void TestJoystick::awaitLook()
 {
-    m_spareAxis = m_spareAxis < 0 ? 1 : -1;
-    m_device->setAxis(kSpareAxis, m_spareAxis);
-    QTRY_COMPARE_WITH_TIMEOUT(m_input->axes().at(kSpareAxis), m_spareAxis, kWaitMs);
-}
-
-void TestJoystick::moveEverything()
-{
-    m_device->setAxis(0, 1);
-    m_device->setAxis(kZoomAxis, 1);
-    m_device->setAxis(kFocusAxis, 1);
-    QTRY_VERIFY_WITH_TIMEOUT(m_pod->count(Command::MoveRight, 200) > 0, kWaitMs);
-    QTRY_VERIFY_WITH_TIMEOUT(m_pod->count(Command::ZoomIn, 4) > 0, kWaitMs);
-    QTRY_VERIFY_WITH_TIMEOUT(m_pod->count(Command::ManualFocusFar) > 0, kWaitMs);
+    const double spare = m_input->axes().at(kSpareAxis) < 0 ? 1 : -1;
+    m_device->setAxis(kSpareAxis, spare);
+    QTRY_COMPARE_WITH_TIMEOUT(m_input->axes().at(kSpareAxis), spare, kWaitMs);
 }
 
 void TestJoystick::deviceComesAndGoes()
 {
-    QVERIFY(m_input->isAvailable());
-    QVERIFY(!m_input->deviceName().isEmpty());
-    QCOMPARE(m_input->axes().size(), input::kAxisCount);
-    QCOMPARE(m_input->buttons().size(), input::kButtonCount);
-
     m_device->setAxis(4, -1);
     m_device->setButton(9, true);
     QTRY_COMPARE_WITH_TIMEOUT(m_input->axes().last(), -1.0, kWaitMs);
@@ -210,64 +132,60 @@ void TestJoystick::deviceComesAndGoes()
 void TestJoystick::stickSteersAndItsReturnStops()
 {
     m_device->setAxis(0, 1);
-    QTRY_VERIFY_WITH_TIMEOUT(m_pod->count(Command::MoveRight, 200) > 1, kWaitMs); // it repeats
+    QTRY_VERIFY_WITH_TIMEOUT(m_pod->count(kRight) > 1, kWaitMs); // it repeats
     m_device->setAxis(1, -1);
-    QTRY_VERIFY_WITH_TIMEOUT(m_pod->count(Command::MoveRightUp, 200, 200) > 0, kWaitMs);
+    QTRY_VERIFY_WITH_TIMEOUT(m_pod->count(u"00 0a c8 c8"_s) > 0, kWaitMs);
     m_device->setAxis(0, 0);
-    QTRY_VERIFY_WITH_TIMEOUT(m_pod->count(Command::MoveUp, 200) > 0, kWaitMs);
+    QTRY_VERIFY_WITH_TIMEOUT(m_pod->count(u"00 08 00 c8"_s) > 0, kWaitMs);
     m_device->setAxis(1, 0);
-    QTRY_COMPARE_WITH_TIMEOUT(m_pod->lastFrame(), frameOf(Command::StopMove), kWaitMs);
-    QCOMPARE(m_pod->count(Command::StopMove), 1);
+    QTRY_COMPARE_WITH_TIMEOUT(m_pod->frames().last(), kStops.first(), kWaitMs);
+    QCOMPARE(m_pod->count(kStops.first()), 1);
 }
 
 void TestJoystick::endOfAMotionSendsItsStopOnce_data()
 {
     QTest::addColumn<QString>("end");
-    for (const char *end : {"device lost", "quit", "destroyed", "told to", "backend taken away"})
+    for (const char *end :
+         {"device lost", "quit", "destroyed", "told to", "backend taken away", "link lost"})
         QTest::newRow(end) << QString::fromLatin1(end);
 }
 
 void TestJoystick::endOfAMotionSendsItsStopOnce()
 {
     QFETCH(QString, end);
-    moveEverything();
-    if (end == QLatin1String("device lost"))
+    for (const int axis : {0, 2, 3})
+        m_device->setAxis(axis, 1);
+    for (const QString &motion : kMotions)
+        QTRY_VERIFY_WITH_TIMEOUT(m_pod->count(motion) > 0, kWaitMs);
+    if (end == "device lost"_L1)
         m_device.reset();
-    else if (end == QLatin1String("quit"))
+    else if (end == "quit"_L1)
         QMetaObject::invokeMethod(qApp, "aboutToQuit", Qt::DirectConnection);
-    else if (end == QLatin1String("destroyed"))
+    else if (end == "destroyed"_L1)
         m_input.reset();
-    else if (end == QLatin1String("told to"))
+    else if (end == "told to"_L1)
         m_input->releaseAll();
-    else
+    else if (end == "backend taken away"_L1)
         m_input->setBackend(nullptr);
-
-    for (const Command stop : {Command::StopMove, Command::ZoomStop, Command::ManualFocusStop})
+    else { // the stops are owed until it is back
+        m_pod->drop();
+        QTRY_VERIFY_WITH_TIMEOUT(!m_backend->isConnected(), kWaitMs);
+        m_pod->take();
+        connectLink();
+    }
+    for (const QString &stop : kStops)
         QTRY_COMPARE_WITH_TIMEOUT(m_pod->count(stop), 1, kWaitMs);
-    // Nothing follows, though the stick may still be held.
-    const qsizetype frames = m_pod->frameCount();
+    // Nothing follows, though the stick may still be held and must be centred first.
+    const qsizetype frames = m_pod->frames().size();
     QTest::qWait(3 * input::JoystickMapping::kCommandIntervalMs);
-    QCOMPARE(m_pod->frameCount(), frames);
-}
-
-void TestJoystick::stopFallingDueWithoutALinkIsSentWhenItIsBack()
-{
-    moveEverything();
-    m_pod->hangUp();
-    QTRY_VERIFY_WITH_TIMEOUT(!m_backend->isConnected(), kWaitMs);
-    m_pod->clear();
-    connectLink();
-    for (const Command stop : {Command::StopMove, Command::ZoomStop, Command::ManualFocusStop})
-        QTRY_COMPARE_WITH_TIMEOUT(m_pod->count(stop), 1, kWaitMs);
-    QTest::qWait(3 * input::JoystickMapping::kCommandIntervalMs);
-    QCOMPARE(m_pod->frameCount(), 3); // the stick is still held and must be centred first
+    QCOMPARE(m_pod->frames().size(), frames);
 }
 
 void TestJoystick::withoutALinkNothingIsTried()
 {
     m_backend->disconnect();
     QSignalSpy refusals(m_backend.get(), &CMain::sbusDataError);
-    m_input->setButtonAction(0, false, static_cast<int>(input::ButtonAction::Photo));
+    m_input->setButtonAction(0, false, int(ButtonAction::Photo));
     m_device->setAxis(0, 1);
     m_device->setButton(0, true);
     QTRY_COMPARE_WITH_TIMEOUT(m_input->axes().first(), 1.0, kWaitMs);
@@ -277,72 +195,55 @@ void TestJoystick::withoutALinkNothingIsTried()
     QCOMPARE(refusals.size(), 0);
 }
 
-void TestJoystick::buttonsAct()
-{
-    m_input->setButtonAction(0, false, static_cast<int>(input::ButtonAction::Photo));
-    m_input->setButtonAction(0, true, static_cast<int>(input::ButtonAction::StartTrack));
-    awaitLook(); // the button is seen up
-
-    m_device->setButton(0, true);
-    QTRY_COMPARE_WITH_TIMEOUT(m_pod->count(Command::Pointtrack, 128, 128), 1, kWaitMs);
-    m_device->setButton(0, false);
-    QTRY_VERIFY_WITH_TIMEOUT(!m_input->buttons().first(), kWaitMs);
-    QCOMPARE(m_pod->count(Command::TakePhoto), 0);
-    QCOMPARE(m_pod->frameCount(), 1);
-}
-
 void TestJoystick::everyActionReachesThePod()
 {
     // A long press on each button, so that a slow machine cannot turn it into the other kind.
-    constexpr std::array kFirst = {
-        Command::PitchDownOnly,  Command::ModeYawFollow,  Command::TakePhoto, Command::StartRecord,
-        Command::Pointtrack,     Command::SetHZH,         Command::SetWC,     Command::OsdClose,
-        Command::LaserLightOpen, Command::Pointtrackstop,
-    };
-    QCOMPARE(m_input->actionIds().size(), std::ssize(kFirst));
-    QSignalSpy osdSpy(m_input.get(), &JoystickInput::osdOnChanged);
-    for (int i = 0; i < input::kButtonCount; ++i)
+    const QStringList expected = {
+        u"13 05 00 00"_s, u"13 00 00 00"_s, u"12 00 00 00"_s, u"12 01 00 00"_s, u"11 00 80 80"_s,
+        u"14 00 00 00"_s, u"15 00 00 00"_s, u"19 01 00 00"_s, u"1b 00 00 00"_s, u"11 01 00 00"_s};
+    QCOMPARE(m_input->actionIds().size(), expected.size());
+    for (int i = 0; i < input::kButtonCount; ++i) {
         m_input->setButtonAction(i, true, i);
+        m_input->setButtonAction(i, false, int(ButtonAction::Photo));
+    }
     awaitLook();
     for (int i = 0; i < input::kButtonCount; ++i)
         m_device->setButton(i, true);
-    for (const Command command : kFirst) {
-        const int centre = command == Command::Pointtrack ? 128 : 0;
-        QTRY_COMPARE_WITH_TIMEOUT(m_pod->count(command, centre, centre), 1, kWaitMs);
-    }
-    QCOMPARE(m_pod->frameCount(), std::ssize(kFirst));
-    QCOMPARE(osdSpy.size(), 1);
+    for (const QString &command : expected)
+        QTRY_COMPARE_WITH_TIMEOUT(m_pod->count(command), 1, kWaitMs);
     QVERIFY(!m_input->isOsdOn());
     QVERIFY(m_input->isLaserLightOn());
+    for (int i = 0; i < input::kButtonCount; ++i)
+        m_device->setButton(i, false);
+    QTRY_VERIFY_WITH_TIMEOUT(!m_input->buttons().contains(true), kWaitMs);
+    QCOMPARE(m_pod->frames().size(), expected.size()); // no photos
 }
 
 void TestJoystick::buttonsGoByWhatThePodReports()
 {
-    m_input->setButtonAction(0, true, static_cast<int>(input::ButtonAction::Record));
-    m_input->setButtonAction(1, true, static_cast<int>(input::ButtonAction::ModeChange));
+    m_input->setButtonAction(0, true, int(ButtonAction::Record));
+    m_input->setButtonAction(1, true, int(ButtonAction::ModeChange));
     awaitLook();
-    m_pod->reportRecordingInLockMode();
+    m_pod->send(statusFrame({{25, 1}, {27, 1}})); // recording, in lock mode
     QTRY_VERIFY_WITH_TIMEOUT(m_backend->recording(), kWaitMs);
     m_device->setButton(0, true);
     m_device->setButton(1, true);
-    QTRY_COMPARE_WITH_TIMEOUT(m_pod->count(Command::StopRecord), 1, kWaitMs);
-    QTRY_COMPARE_WITH_TIMEOUT(m_pod->count(Command::ModeFPV), 1, kWaitMs);
-    QCOMPARE(m_pod->frameCount(), 2);
+    EXPECT_FRAMES(*m_pod, u"12 02 00 00, 13 06 00 00"_s);
 }
 
 void TestJoystick::assignmentIsRestoredAfterARestart()
 {
     m_input->setAxisInverted(0, true);
-    m_input->setButtonAction(9, true, static_cast<int>(input::ButtonAction::StopTrack));
+    m_input->setButtonAction(9, true, int(ButtonAction::StopTrack));
     m_input = std::make_unique<JoystickInput>();
     m_input->setBackend(m_backend.get());
     QCOMPARE(m_input->axisFunctions(), (QList{1, 2, 3, 4, 0}));
     QCOMPARE(m_input->axisInverted().first(), true);
-    QCOMPARE(m_input->longActions().last(), static_cast<int>(input::ButtonAction::StopTrack));
+    QCOMPARE(m_input->longActions().last(), int(ButtonAction::StopTrack));
     QCOMPARE(m_input->shortActions().last(), -1);
     awaitLook();
     m_device->setAxis(0, 1);
-    QTRY_VERIFY_WITH_TIMEOUT(m_pod->count(Command::MoveLeft, 200) > 0, kWaitMs);
+    QTRY_VERIFY_WITH_TIMEOUT(m_pod->count(u"00 04 c8 00"_s) > 0, kWaitMs);
 }
 
 void TestJoystick::numbersOutOfRangeChangeNothing()

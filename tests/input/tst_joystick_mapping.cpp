@@ -11,8 +11,6 @@ using namespace input;
 
 namespace {
 
-constexpr double kFull = 1.0;
-
 /// X yaw, Y pitch, Z zoom, R focus; every button photo for a short press, record for a long one.
 JoystickAssignment usualAssignment()
 {
@@ -25,21 +23,16 @@ JoystickAssignment usualAssignment()
     return assignment;
 }
 
-/// A command as text, "moveRight 128 0", so that a failed comparison says what was sent.
-QString textOf(const PodCommand &command)
-{
-    const auto name = protocol::commandSpec(command.command).name;
-    return QStringLiteral("%1 %2 %3")
-        .arg(QLatin1String(name.data(), static_cast<qsizetype>(name.size())))
-        .arg(command.argument0)
-        .arg(command.argument1);
-}
-
+/// Commands as text, "moveRight 128; stopMove", arguments of zero left out.
 QString textOf(const QList<PodCommand> &commands)
 {
     QStringList texts;
-    for (const PodCommand &command : commands)
-        texts.append(textOf(command));
+    for (const PodCommand &command : commands) {
+        const auto name = protocol::commandSpec(command.command).name;
+        texts.append(QString::fromLatin1(name.data(), qsizetype(name.size())));
+        for (const int argument : {command.argument0, command.argument1})
+            texts.last() += argument ? QStringLiteral(" %1").arg(argument) : QString();
+    }
     return texts.join(QStringLiteral("; "));
 }
 
@@ -62,14 +55,18 @@ struct Rig
         nowMs += laterMs;
         return mapping.update(readings, limits, nowMs);
     }
-
-    QString move(double x, double y, qint64 laterMs)
-    {
-        readings.axes[0] = x;
-        readings.axes[1] = y;
-        return textOf(look(laterMs).motions);
-    }
 };
+
+using Axes = std::array<double, kAxisCount>;
+
+struct Look
+{
+    qint64 laterMs;
+    Axes axes;
+    const char *motions;
+};
+
+using Looks = QList<Look>;
 
 } // namespace
 
@@ -80,13 +77,10 @@ class TestJoystickMapping : public QObject
 private slots:
     void deflectionBecomesCommandAndStop_data();
     void deflectionBecomesCommandAndStop();
-    void moveSpeedZeroStopsAndMovesNothing();
-    void repeatsAreHeldBackAndStopsAreNot();
-    void axisComingToRestIsStoppedAtOnce();
-    void reversalWithinTheIntervalStopsFirst();
-    void trembleAtTheEdgeOfTheDeadZoneStartsNothing();
+    void timeRulesCommandsNotStops_data();
+    void timeRulesCommandsNotStops();
+    void moveSpeedLimitsTheMotion();
     void heldAxisMovesNothingUntilCentred();
-    void releaseStopsEachMotionOnce();
     void reassignmentStopsOnlyWhatTheAxisMoved();
     void pressLengthPicksTheAction_data();
     void pressLengthPicksTheAction();
@@ -99,113 +93,116 @@ private slots:
 
 void TestJoystickMapping::deflectionBecomesCommandAndStop_data()
 {
-    QTest::addColumn<QList<double>>("axes");
-    QTest::addColumn<QList<int>>("inverted");
+    QTest::addColumn<Axes>("axes");
+    QTest::addColumn<int>("inverted"); // the axis, or -1
     QTest::addColumn<QString>("command");
     QTest::addColumn<QString>("stop");
-
-    const auto row = [](const char *name, const QList<double> &axes, const char *command,
-                        const char *stop, const QList<int> &inverted = {}) {
+    const auto row = [](const char *name, const Axes &axes, const char *command,
+                        const char *stop = "stopMove", int inverted = -1) {
         QTest::newRow(name) << axes << inverted << QString::fromLatin1(command)
                             << QString::fromLatin1(stop);
     };
-    row("right", {1, 0, 0, 0}, "moveRight 100 0", "stopMove 0 0");
-    row("left", {-1, 0, 0, 0}, "moveLeft 100 0", "stopMove 0 0");
-    row("up", {0, -1, 0, 0}, "moveUp 100 0", "stopMove 0 0");
-    row("down", {0, 1, 0, 0}, "moveDown 100 0", "stopMove 0 0");
-    row("half way", {0.55, 0, 0, 0}, "moveRight 50 0", "stopMove 0 0");
-    row("barely", {0.119, 0, 0, 0}, "moveRight 2 0", "stopMove 0 0");
-    row("right up", {1, -0.55, 0, 0}, "moveRightUp 100 50", "stopMove 0 0");
-    row("left up", {-0.55, -1, 0, 0}, "moveLeftUp 50 100", "stopMove 0 0");
-    row("right down", {0.55, 1, 0, 0}, "moveRightDown 50 100", "stopMove 0 0");
-    row("left down", {-1, 1, 0, 0}, "moveLeftDown 100 100", "stopMove 0 0");
-    row("zoom in", {0, 0, 1, 0}, "zoomIn 4 0", "zoomStop 0 0");
-    row("zoom out slowly", {0, 0, -0.15, 0}, "zoomOut 1 0", "zoomStop 0 0");
-    row("focus far", {0, 0, 0, 1}, "manualFocusFar 0 0", "manualFocusStop 0 0");
-    row("focus near", {0, 0, 0, -1}, "manualFocusNear 0 0", "manualFocusStop 0 0");
-    row("inverted yaw", {1, 0, 0, 0}, "moveLeft 100 0", "stopMove 0 0", {0});
-    row("inverted pitch on a diagonal", {1, 1, 0, 0}, "moveRightUp 100 100", "stopMove 0 0", {1});
-    row("all at once", {1, 0, 1, -1}, "moveRight 100 0; zoomIn 4 0; manualFocusNear 0 0",
-        "stopMove 0 0; zoomStop 0 0; manualFocusStop 0 0");
+    row("right", {1}, "moveRight 100");
+    row("left", {-1}, "moveLeft 100");
+    row("up", {0, -1}, "moveUp 100");
+    row("down", {0, 1}, "moveDown 100");
+    row("half way", {0.55}, "moveRight 50");
+    row("barely", {0.119}, "moveRight 2");
+    row("right up", {1, -0.55}, "moveRightUp 100 50");
+    row("left up", {-0.55, -1}, "moveLeftUp 50 100");
+    row("right down", {0.55, 1}, "moveRightDown 50 100");
+    row("left down", {-1, 1}, "moveLeftDown 100 100");
+    row("zoom in", {0, 0, 1}, "zoomIn 4", "zoomStop");
+    row("zoom out slowly", {0, 0, -0.15}, "zoomOut 1", "zoomStop");
+    row("focus far", {0, 0, 0, 1}, "manualFocusFar", "manualFocusStop");
+    row("focus near", {0, 0, 0, -1}, "manualFocusNear", "manualFocusStop");
+    row("inverted yaw", {1}, "moveLeft 100", "stopMove", 0);
+    row("inverted pitch on a diagonal", {1, 1}, "moveRightUp 100 100", "stopMove", 1);
+    row("all at once", {1, 0, 1, -1}, "moveRight 100; zoomIn 4; manualFocusNear",
+        "stopMove; zoomStop; manualFocusStop");
     row("in the dead zone", {0.1, -0.1, 0.05, -0.05}, "", "");
 }
 
 void TestJoystickMapping::deflectionBecomesCommandAndStop()
 {
-    QFETCH(QList<double>, axes);
-    QFETCH(QList<int>, inverted);
+    QFETCH(Axes, axes);
+    QFETCH(int, inverted);
     QFETCH(QString, command);
     QFETCH(QString, stop);
-
-    Rig rig;
-    JoystickAssignment assignment = usualAssignment();
-    for (int axis : inverted)
-        assignment.axes[static_cast<std::size_t>(axis)].inverted = true;
-    rig.mapping.setAssignment(assignment);
-    rig.look();
-
-    std::ranges::copy(axes, rig.readings.axes.begin());
-    QCOMPARE(textOf(rig.look().motions), command);
-    rig.readings = {};
-    QCOMPARE(textOf(rig.look().motions), stop);
-    QCOMPARE(textOf(rig.look(1000).motions), QString());
+    for (const bool released : {false, true}) {
+        Rig rig;
+        JoystickAssignment assignment = usualAssignment();
+        if (inverted >= 0)
+            assignment.axes[std::size_t(inverted)].inverted = true;
+        rig.mapping.setAssignment(assignment);
+        rig.look();
+        rig.readings.axes = axes;
+        QCOMPARE(textOf(rig.look().motions), command);
+        if (released) { // by the loss of device or link
+            QCOMPARE(textOf(rig.mapping.release()), stop);
+            QCOMPARE(textOf(rig.look(1000).motions), QString()); // still held
+            QCOMPARE(textOf(rig.mapping.release()), QString());
+            continue;
+        }
+        rig.readings = {};
+        QCOMPARE(textOf(rig.look().motions), stop);
+        QCOMPARE(textOf(rig.look(1000).motions), QString());
+    }
 }
 
-void TestJoystickMapping::moveSpeedZeroStopsAndMovesNothing()
+void TestJoystickMapping::timeRulesCommandsNotStops_data()
+{
+    QTest::addColumn<Looks>("looks");
+    QTest::newRow("repeats are held back, stops are not")
+        << Looks{{0, {1}, "moveRight 100"},
+                 {99, {0.55}, ""},
+                 {1, {0.55}, "moveRight 50"},
+                 {1, {}, "stopMove"},
+                 {1, {1}, ""}, // counts from the last start, not from the stop
+                 {1, {}, ""},  // nothing moves, so nothing is stopped
+                 {97, {1}, "moveRight 100"},
+                 {1, {1, 0, 1}, "zoomIn 4"}}; // each motion has an interval of its own
+    QTest::newRow("an axis coming to rest is stopped at once")
+        << Looks{{0, {1, 1}, "moveRightDown 100 100"},
+                 {1, {0, 1}, "moveDown 100"},
+                 {1, {1, 1}, ""}, // taking it up again has to wait
+                 {1, {1}, "stopMove"},
+                 {98, {1}, "moveRight 100"}};
+    QTest::newRow("a reversal within the interval stops first")
+        << Looks{{0, {1}, "moveRight 100"},
+                 {10, {-1}, "stopMove"},
+                 {10, {-1}, ""},
+                 {80, {-1}, "moveLeft 100"},
+                 {100, {1}, "moveRight 100"}};
+    QTest::newRow("a tremble at the edge of the dead zone starts nothing")
+        << Looks{{200, {0.101}, ""},
+                 {200, {0.099}, ""},
+                 {200, {0.11}, ""},
+                 {200, {0.2}, "moveRight 11"},
+                 {200, {0.105}, "moveRight 1"}, // still off centre
+                 {200, {0.1}, "stopMove"}};
+}
+
+void TestJoystickMapping::timeRulesCommandsNotStops()
+{
+    QFETCH(Looks, looks);
+    Rig rig;
+    for (const auto &[laterMs, axes, motions] : std::as_const(looks)) {
+        rig.readings.axes = axes;
+        QCOMPARE(textOf(rig.look(laterMs).motions), QString::fromLatin1(motions));
+    }
+}
+
+void TestJoystickMapping::moveSpeedLimitsTheMotion()
 {
     Rig rig;
-    QCOMPARE(rig.move(kFull, 0, 0), QStringLiteral("moveRight 100 0"));
+    rig.readings.axes = {1};
+    QCOMPARE(textOf(rig.look().motions), QStringLiteral("moveRight 100"));
     rig.limits.move = 0;
-    QCOMPARE(rig.move(kFull, 0, 1), QStringLiteral("stopMove 0 0"));
-    QCOMPARE(rig.move(kFull, 0, 1000), QString());
+    QCOMPARE(textOf(rig.look(1).motions), QStringLiteral("stopMove"));
+    QCOMPARE(textOf(rig.look(1000).motions), QString());
     rig.limits.move = 300; // more than a byte holds
-    QCOMPARE(rig.move(kFull, 0, 1), QStringLiteral("moveRight 255 0"));
-}
-
-void TestJoystickMapping::repeatsAreHeldBackAndStopsAreNot()
-{
-    Rig rig;
-    QCOMPARE(rig.move(kFull, 0, 0), QStringLiteral("moveRight 100 0"));
-    QCOMPARE(rig.move(0.55, 0, 99), QString());
-    QCOMPARE(rig.move(0.55, 0, 1), QStringLiteral("moveRight 50 0"));
-    QCOMPARE(rig.move(0, 0, 1), QStringLiteral("stopMove 0 0"));
-    // Starting again counts from the last start, not from the stop.
-    QCOMPARE(rig.move(kFull, 0, 1), QString());
-    QCOMPARE(rig.move(0, 0, 1), QString()); // nothing moves, so nothing is stopped
-    QCOMPARE(rig.move(kFull, 0, 97), QStringLiteral("moveRight 100 0"));
-    // Each motion has an interval of its own.
-    rig.readings.axes[2] = kFull;
-    QCOMPARE(textOf(rig.look(1).motions), QStringLiteral("zoomIn 4 0"));
-}
-
-void TestJoystickMapping::axisComingToRestIsStoppedAtOnce()
-{
-    Rig rig;
-    QCOMPARE(rig.move(kFull, kFull, 0), QStringLiteral("moveRightDown 100 100"));
-    QCOMPARE(rig.move(0, kFull, 1), QStringLiteral("moveDown 100 0"));
-    QCOMPARE(rig.move(kFull, kFull, 1), QString()); // taking it up again has to wait
-    QCOMPARE(rig.move(kFull, 0, 1), QStringLiteral("stopMove 0 0"));
-    QCOMPARE(rig.move(kFull, 0, 98), QStringLiteral("moveRight 100 0"));
-}
-
-void TestJoystickMapping::reversalWithinTheIntervalStopsFirst()
-{
-    Rig rig;
-    QCOMPARE(rig.move(kFull, 0, 0), QStringLiteral("moveRight 100 0"));
-    QCOMPARE(rig.move(-kFull, 0, 10), QStringLiteral("stopMove 0 0"));
-    QCOMPARE(rig.move(-kFull, 0, 10), QString());
-    QCOMPARE(rig.move(-kFull, 0, 80), QStringLiteral("moveLeft 100 0"));
-    QCOMPARE(rig.move(kFull, 0, 100), QStringLiteral("moveRight 100 0"));
-}
-
-void TestJoystickMapping::trembleAtTheEdgeOfTheDeadZoneStartsNothing()
-{
-    Rig rig;
-    for (const double x : {0.101, 0.099, 0.11, 0.1})
-        QCOMPARE(rig.move(x, 0, 200), QString());
-    QCOMPARE(rig.move(0.2, 0, 200), QStringLiteral("moveRight 11 0"));
-    QCOMPARE(rig.move(0.105, 0, 200), QStringLiteral("moveRight 1 0")); // still off centre
-    QCOMPARE(rig.move(0.1, 0, 200), QStringLiteral("stopMove 0 0"));
+    QCOMPARE(textOf(rig.look(1).motions), QStringLiteral("moveRight 255"));
 }
 
 void TestJoystickMapping::heldAxisMovesNothingUntilCentred()
@@ -213,61 +210,46 @@ void TestJoystickMapping::heldAxisMovesNothingUntilCentred()
     JoystickMapping mapping;
     mapping.setAssignment(usualAssignment());
     JoystickReadings readings;
-    readings.axes = {kFull, 0, -kFull, 0, 0}; // a trigger rests at its end
-    QVERIFY(mapping.update(readings, {}, 0).motions.isEmpty());
-    QVERIFY(mapping.update(readings, {}, 1000).motions.isEmpty());
-    readings.axes[0] = 0;
-    QVERIFY(mapping.update(readings, {}, 2000).motions.isEmpty());
-    readings.axes[0] = kFull;
-    QCOMPARE(textOf(mapping.update(readings, {}, 3000).motions), QStringLiteral("moveRight 128 0"));
-}
-
-void TestJoystickMapping::releaseStopsEachMotionOnce()
-{
-    Rig rig;
-    rig.readings.axes = {kFull, 0, kFull, kFull, 0};
-    rig.look();
-    QCOMPARE(textOf(rig.mapping.release()),
-             QStringLiteral("stopMove 0 0; zoomStop 0 0; manualFocusStop 0 0"));
-    QVERIFY(rig.mapping.release().isEmpty());
-    QVERIFY(rig.look(1000).motions.isEmpty()); // still held
-    QVERIFY(rig.mapping.release().isEmpty());
+    qint64 nowMs = 0;
+    for (const double x : {1, 1, 0, 1}) {
+        readings.axes = {x, 0, -1}; // a trigger rests at its end
+        nowMs += 1000;
+        QCOMPARE(textOf(mapping.update(readings, {}, nowMs).motions),
+                 nowMs < 4000 ? QString() : QStringLiteral("moveRight 128"));
+    }
 }
 
 void TestJoystickMapping::reassignmentStopsOnlyWhatTheAxisMoved()
 {
     Rig rig;
-    rig.readings.axes = {kFull, 0, kFull, 0, 0};
+    rig.readings.axes = {1, 0, 1};
     rig.look();
-
     JoystickAssignment changed = usualAssignment();
     changed.axes[1].function = AxisFunction::Focus; // idle
     QVERIFY(rig.mapping.setAssignment(changed).isEmpty());
     changed.axes[0].function = AxisFunction::Zoom; // moves the pod
-    QCOMPARE(textOf(rig.mapping.setAssignment(changed)), QStringLiteral("stopMove 0 0"));
+    QCOMPARE(textOf(rig.mapping.setAssignment(changed)), QStringLiteral("stopMove"));
     changed.axes[2].inverted = true;
-    QCOMPARE(textOf(rig.mapping.setAssignment(changed)), QStringLiteral("zoomStop 0 0"));
+    QCOMPARE(textOf(rig.mapping.setAssignment(changed)), QStringLiteral("zoomStop"));
     QVERIFY(rig.look(1000).motions.isEmpty()); // both still held
-
     rig.readings.axes = {};
     rig.look();
-    rig.readings.axes = {0.55, 0, kFull, 0, 0}; // two axes zoom: the one further out counts
-    QCOMPARE(textOf(rig.look(100).motions), QStringLiteral("zoomOut 4 0"));
+    rig.readings.axes = {0.55, 0, 1}; // two axes zoom: the one further out counts
+    QCOMPARE(textOf(rig.look(100).motions), QStringLiteral("zoomOut 4"));
 }
 
 void TestJoystickMapping::pressLengthPicksTheAction_data()
 {
     QTest::addColumn<QList<qint64>>("looksMs"); // pressed at 0; the last look finds it released
     QTest::addColumn<QList<ButtonAction>>("actions");
-
-    using Looks = QList<qint64>;
+    using Times = QList<qint64>;
     using Actions = QList<ButtonAction>;
-    QTest::newRow("tap") << Looks{15} << Actions{ButtonAction::Photo};
-    QTest::newRow("just short") << Looks{300, 599} << Actions{ButtonAction::Photo};
-    QTest::newRow("long, acts while held") << Looks{599, 600, 900} << Actions{ButtonAction::Record};
+    QTest::newRow("tap") << Times{15} << Actions{ButtonAction::Photo};
+    QTest::newRow("just short") << Times{300, 599} << Actions{ButtonAction::Photo};
+    QTest::newRow("long, acts while held") << Times{599, 600, 900} << Actions{ButtonAction::Record};
     QTest::newRow("very long, acts once")
-        << Looks{600, 1200, 1800, 2400} << Actions{ButtonAction::Record};
-    QTest::newRow("long, looked at too late") << Looks{2000} << Actions{ButtonAction::Record};
+        << Times{600, 1200, 1800, 2400} << Actions{ButtonAction::Record};
+    QTest::newRow("long, looked at too late") << Times{2000} << Actions{ButtonAction::Record};
 }
 
 void TestJoystickMapping::pressLengthPicksTheAction()
@@ -303,58 +285,51 @@ void TestJoystickMapping::heldButtonDoesNothingUntilReleased()
 
 void TestJoystickMapping::actionsBecomeCommands()
 {
-    struct Case
-    {
-        ButtonAction action;
-        bool recording;
-        const char *command;
+    // In this order, on one resolver: the toggles and cycles go on from the entry before.
+    const std::pair<ButtonAction, const char *> cases[] = {
+        {ButtonAction::PitchDown, "pitchDownOnly"},
+        {ButtonAction::Photo, "takePhoto"},
+        {ButtonAction::Record, "startRecord"},
+        {ButtonAction::StartTrack, "pointtrack 128 128"},
+        {ButtonAction::StopTrack, "pointtrackstop"},
+        {ButtonAction::PictureInPicture, "setHZH"},
+        {ButtonAction::PictureInPicture, "setHZH 1"},
+        {ButtonAction::PictureInPicture, "setHZH 2"},
+        {ButtonAction::PictureInPicture, "setHZH 3"},
+        {ButtonAction::PictureInPicture, "setHZH"},
+        {ButtonAction::PseudoColour, "setWC"},
+        {ButtonAction::PseudoColour, "setWC 1"},
+        {ButtonAction::PseudoColour, "setWC 2"},
+        {ButtonAction::PseudoColour, "setWC"},
+        {ButtonAction::Osd, "osdClose"}, // the pod starts with it shown
+        {ButtonAction::Osd, "osdOpen"},
+        {ButtonAction::LaserLight, "laserLightOpen"},
+        {ButtonAction::LaserLight, "laserLightClose"},
     };
-
-    // In this order, on one resolver: the toggles and cycles go on from the row before.
-    constexpr auto kCases = std::to_array<Case>({
-        {ButtonAction::PitchDown, false, "pitchDownOnly 0 0"},
-        {ButtonAction::Photo, false, "takePhoto 0 0"},
-        {ButtonAction::Record, false, "startRecord 0 0"},
-        {ButtonAction::Record, true, "stopRecord 0 0"},
-        {ButtonAction::StartTrack, false, "pointtrack 128 128"},
-        {ButtonAction::StopTrack, false, "pointtrackstop 0 0"},
-        {ButtonAction::PictureInPicture, false, "setHZH 0 0"},
-        {ButtonAction::PictureInPicture, false, "setHZH 1 0"},
-        {ButtonAction::PictureInPicture, false, "setHZH 2 0"},
-        {ButtonAction::PictureInPicture, false, "setHZH 3 0"},
-        {ButtonAction::PictureInPicture, false, "setHZH 0 0"},
-        {ButtonAction::PseudoColour, false, "setWC 0 0"},
-        {ButtonAction::PseudoColour, false, "setWC 1 0"},
-        {ButtonAction::PseudoColour, false, "setWC 2 0"},
-        {ButtonAction::PseudoColour, false, "setWC 0 0"},
-        {ButtonAction::Osd, false, "osdClose 0 0"}, // the pod starts with it shown
-        {ButtonAction::Osd, false, "osdOpen 0 0"},
-        {ButtonAction::LaserLight, false, "laserLightOpen 0 0"},
-        {ButtonAction::LaserLight, false, "laserLightClose 0 0"},
-    });
     ActionResolver resolver;
-    for (const Case &entry : kCases) {
-        const auto command = resolver.resolve(entry.action, entry.recording);
-        QVERIFY(command);
-        QCOMPARE(textOf(*command), QString::fromLatin1(entry.command));
+    for (const auto &[action, command] : cases) {
+        const auto resolved = resolver.resolve(action, false);
+        QVERIFY(resolved);
+        QCOMPARE(textOf({*resolved}), QString::fromLatin1(command));
     }
+    QCOMPARE(textOf({*resolver.resolve(ButtonAction::Record, true)}), QStringLiteral("stopRecord"));
     QVERIFY(!resolver.resolve(ButtonAction::None, false));
 }
 
 void TestJoystickMapping::modeChangeGoesOnFromThePodsMode()
 {
-    ActionResolver resolver;
-    const auto next = [&resolver] {
-        return textOf(*resolver.resolve(ButtonAction::ModeChange, false));
+    const std::pair<const char *, const char *> cases[] = {
+        {"Unknown", "modeYawFollow"}, {nullptr, "modeYawLock"}, {nullptr, "modeFPV"},
+        {"Unknown", "modeYawFollow"}, // what the pod reports in that mode
+        {"Lock", "modeFPV"},          // switched in the window
     };
-    resolver.setWorkMode(QStringLiteral("Unknown"));
-    QCOMPARE(next(), QStringLiteral("modeYawFollow 0 0"));
-    QCOMPARE(next(), QStringLiteral("modeYawLock 0 0"));
-    QCOMPARE(next(), QStringLiteral("modeFPV 0 0"));
-    resolver.setWorkMode(QStringLiteral("Unknown")); // what the pod reports in that mode
-    QCOMPARE(next(), QStringLiteral("modeYawFollow 0 0"));
-    resolver.setWorkMode(QStringLiteral("Lock")); // switched in the window
-    QCOMPARE(next(), QStringLiteral("modeFPV 0 0"));
+    ActionResolver resolver;
+    for (const auto &[reported, command] : cases) {
+        if (reported)
+            resolver.setWorkMode(QString::fromLatin1(reported));
+        QCOMPARE(textOf({*resolver.resolve(ButtonAction::ModeChange, false)}),
+                 QString::fromLatin1(command));
+    }
 }
 
 void TestJoystickMapping::assignmentSurvivesTheFile()

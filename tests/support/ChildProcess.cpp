@@ -82,6 +82,13 @@ bool ChildProcess::succeeds(int timeoutMs)
     return hasEnded(timeoutMs) && WIFEXITED(m_status) && WEXITSTATUS(m_status) == 0;
 }
 
+void ChildProcess::writeLine(const QByteArray &line)
+{
+    const QByteArray bytes = line + '\n';
+    if (write(m_input, bytes.constData(), size_t(bytes.size())) != bytes.size())
+        qFatal("%s takes no input", qPrintable(m_program));
+}
+
 std::optional<QByteArray> ChildProcess::readLine(int timeoutMs)
 {
     QElapsedTimer clock;

@@ -24,6 +24,10 @@ public:
     ChildProcess(const ChildProcess &) = delete;
     ChildProcess &operator=(const ChildProcess &) = delete;
 
+    pid_t pid() const { return m_pid; }
+    bool isRunning() { return !hasEnded(0); }
+    /// One line to its standard input.
+    void writeLine(const QByteArray &line);
     /// The next line of its output without the line's end; nothing at the output's end or after
     /// the time-out.
     std::optional<QByteArray> readLine(int timeoutMs);

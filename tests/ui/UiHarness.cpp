@@ -6,17 +6,24 @@
 #include <QDir>
 #include <QFile>
 #include <QGuiApplication>
+#include <QHash>
 #include <QQmlContext>
 #include <QSettings>
+#include <QStyleHints>
 #include <QTest>
 #include <QWheelEvent>
 
+#include <functional>
 #include <mutex>
+
+using namespace Qt::StringLiterals;
 
 namespace {
 
 constexpr int kWaitMs = 10000;
-const QString kSettingsFile = QStringLiteral("device_config.ini");
+const QString kSettingsFile = u"device_config.ini"_s;
+const QString kVideo = u"videoRenderer"_s;
+const QString kDrawer = u"podControlDrawer"_s;
 
 std::mutex s_mutex;
 QStringList s_warnings;
@@ -31,6 +38,135 @@ void collectWarnings(QtMsgType type, const QMessageLogContext &context, const QS
     s_previous(type, context, text);
 }
 
+/// Also finds what a Repeater made, which stands in no object tree.
+QQuickItem *visibleItem(QQuickItem *parent, const QString &name)
+{
+    for (QQuickItem *child : parent->childItems()) {
+        if (child->objectName() == name)
+            return child;
+        if (QQuickItem *found = visibleItem(child, name))
+            return found;
+    }
+    return nullptr;
+}
+
+void await(const std::function<bool()> &condition, const QString &what)
+{
+    if (!QTest::qWaitFor(condition, kWaitMs))
+        qFatal("UiHarness: in vain: %s", qPrintable(what));
+}
+
+void mouse(UiHarness &ui,
+           void (*act)(QWindow *, Qt::MouseButton, Qt::KeyboardModifiers, QPoint, int),
+           QPoint position, Qt::MouseButton button = Qt::LeftButton)
+{
+    act(ui.window(), button, {}, position, -1);
+}
+
+void pick(UiHarness &ui, const QString &box, int index)
+{
+    // An editable combo box has its arrow on the right, and its text on the left.
+    mouse(ui, QTest::mouseClick, ui.at(box, {ui.item(box)->width() - 10, 15}));
+    const auto *popup = ui.property(box, "popup").value<QObject *>();
+    await([&] { return popup->property("opened").toBool(); }, box + u" opens"_s);
+    auto *list = popup->property("contentItem").value<QQuickItem *>();
+    QMetaObject::invokeMethod(list, "positionViewAtIndex", Q_ARG(int, index), Q_ARG(int, 4));
+    QQuickItem *entry = nullptr;
+    const auto findEntry = [&] {
+        return QMetaObject::invokeMethod(list, "itemAtIndex", Q_RETURN_ARG(QQuickItem *, entry),
+                                         Q_ARG(int, index))
+               && entry;
+    };
+    await(findEntry, box + u" has the entry"_s);
+    mouse(ui, QTest::mouseClick, entry->mapToScene(entry->boundingRect().center()).toPoint());
+    await([&] { return !popup->property("visible").toBool(); }, box + u" closes"_s);
+}
+
+void type(UiHarness &ui, const QString &field, const QString &text)
+{
+    mouse(ui, QTest::mouseClick, ui.at(field, {12, 15}));
+    QTest::keySequence(ui.window(), QKeySequence::SelectAll);
+    QTest::keyClick(ui.window(), Qt::Key_Delete);
+    for (const QChar character : text)
+        QTest::keyClick(ui.window(), character.toLatin1());
+}
+
+void turnWheel(UiHarness &ui, int angle)
+{
+    const QPointF position = ui.centre(kVideo);
+    QWheelEvent event(position, ui.window()->mapToGlobal(position), {}, {0, angle}, Qt::NoButton,
+                      Qt::NoModifier, Qt::NoScrollPhase, false);
+    QCoreApplication::sendEvent(ui.window(), &event);
+}
+
+QPoint dragged(const UiHarness &ui, const QStringList &words)
+{
+    return ui.centre(kVideo) + QPoint(words.at(1).toInt(), words.at(2).toInt());
+}
+
+Qt::Key key(const QStringList &words) { return QKeySequence(words.at(1))[0].key(); }
+
+using Step = std::function<void(UiHarness &, const QStringList &)>;
+
+const QHash<QString, Step> kSteps = {
+    {u"down"_s, [](auto &ui, auto &words) { QTest::keyPress(ui.window(), key(words)); }},
+    {u"up"_s, [](auto &ui, auto &words) { QTest::keyRelease(ui.window(), key(words)); }},
+    {u"tap"_s, [](auto &ui, auto &words) { QTest::keyClick(ui.window(), key(words)); }},
+    {u"click"_s, [](auto &ui, auto &words) { mouse(ui, QTest::mouseClick, ui.centre(words[1])); }},
+    {u"rightclick"_s,
+     [](auto &ui, auto &words) {
+         mouse(ui, QTest::mouseClick, ui.centre(words[1]), Qt::RightButton);
+     }},
+    {u"press"_s, [](auto &ui, auto &words) { mouse(ui, QTest::mousePress, ui.centre(words[1])); }},
+    {u"release"_s,
+     [](auto &ui, auto &words) { mouse(ui, QTest::mouseRelease, ui.centre(words[1])); }},
+    {u"move"_s, [](auto &ui, auto &words) { QTest::mouseMove(ui.window(), ui.centre(words[1])); }},
+    {u"drag"_s,
+     [](auto &ui, auto &words) {
+         mouse(ui, QTest::mousePress, ui.centre(kVideo));
+         QTest::mouseMove(ui.window(), dragged(ui, words));
+     }},
+    {u"drop"_s, [](auto &ui, auto &words) { mouse(ui, QTest::mouseRelease, dragged(ui, words)); }},
+    {u"wheel"_s, [](auto &ui, auto &words) { turnWheel(ui, words[1].toInt()); }},
+    {u"pick"_s, [](auto &ui, auto &words) { pick(ui, words[1], words[2].toInt()); }},
+    {u"type"_s, [](auto &ui, auto &words) { type(ui, words[1], words.value(2)); }},
+    {u"page"_s, [](auto &ui, auto &words) { ui.openPage(Page(words[1].toInt())); }},
+    {u"menu"_s,
+     [](auto &ui, auto &words) {
+         mouse(ui, QTest::mouseClick, ui.centre(words[1]));
+         await([&] { return ui.property(words[2], "opened").toBool(); }, words[2] + u" opens"_s);
+     }},
+    {u"set"_s,
+     [](auto &ui, auto &words) {
+         ui.object(words[1])->setProperty(qPrintable(words[2]), words[3].toInt());
+     }},
+    {u"backend"_s,
+     [](auto &ui, auto &words) {
+         ui.backend().setProperty(qPrintable(words[1]), words[2].toInt());
+     }},
+    {u"dismiss"_s,
+     [](auto &ui, auto &) {
+         const QString box = u"customDialog"_s;
+         ui.object(box)->setProperty("visible", false);
+         await([&] { return !ui.property(box, "visible").toBool(); }, u"dismiss the message"_s);
+     }},
+    {u"deactivate"_s, [](auto &ui, auto &) { ui.deactivate(); }},
+    {u"activate"_s, [](auto &ui, auto &) { ui.activate(); }},
+    {u"minimise"_s, [](auto &ui, auto &) { ui.window()->showMinimized(); }},
+    {u"hide"_s, [](auto &ui, auto &) { ui.window()->hide(); }},
+    {u"close"_s, [](auto &ui, auto &) { ui.window()->close(); }},
+    {u"quit"_s,
+     [](auto &, auto &) {
+         QMetaObject::invokeMethod(qApp, &QCoreApplication::quit, Qt::QueuedConnection);
+         QCoreApplication::exec();
+     }},
+    {u"ungrab"_s,
+     [](auto &ui, auto &) {
+         for (auto *item : ui.window()->template findChildren<QQuickItem *>())
+             item->ungrabMouse();
+     }},
+};
+
 } // namespace
 
 const QByteArray UiHarness::kNoStream = QByteArrayLiteral("[RTSP]\nrtspIp=\n");
@@ -40,6 +176,8 @@ void UiHarness::prepare()
     prepareInterface();
     // The window of one case, closing, must not end the event loops of the next.
     QGuiApplication::setQuitOnLastWindowClosed(false);
+    // A platform without a theme has none, and then no control is ever hovered.
+    QGuiApplication::styleHints()->setUseHoverEffects(true);
     s_previous = qInstallMessageHandler(collectWarnings);
 }
 
@@ -60,14 +198,13 @@ UiHarness::UiHarness(const QByteArray &settings, bool connected)
         if (!file.open(QIODevice::WriteOnly) || file.write(settings) != settings.size())
             qFatal("UiHarness: no settings file");
     }
-    m_engine->rootContext()->setContextProperty(QStringLiteral("cMain"), m_backend.get());
+    m_engine->rootContext()->setContextProperty(u"cMain"_s, m_backend.get());
     compat::loadMain(*m_engine);
     if (m_engine->rootObjects().isEmpty())
         qFatal("UiHarness: Main.qml does not load");
     m_window = qobject_cast<QQuickWindow *>(m_engine->rootObjects().constFirst());
     activate();
-    if (!QTest::qWaitFor([this] { return property(QString(), "streamStarted").toBool(); }, kWaitMs))
-        qFatal("UiHarness: the window was never painted");
+    await([this] { return property({}, "streamStarted").toBool(); }, u"paint the window"_s);
     if (connected && !connectPod())
         qFatal("UiHarness: the pod's socket was not reached");
 }
@@ -79,21 +216,15 @@ UiHarness::~UiHarness()
     QDir::setCurrent(m_oldDirectory);
 }
 
-VideoRenderer *UiHarness::video() const
-{
-    return qobject_cast<VideoRenderer *>(object(QStringLiteral("videoRenderer")));
-}
+VideoRenderer *UiHarness::video() const { return qobject_cast<VideoRenderer *>(object(kVideo)); }
 
-bool UiHarness::connectPod()
-{
-    return m_backend->connectTCP(QStringLiteral("127.0.0.1"), m_pod.port());
-}
+bool UiHarness::connectPod() { return m_backend->connectTCP(u"127.0.0.1"_s, m_pod.port()); }
 
 QObject *UiHarness::object(const QString &name) const
 {
-    if (name.isEmpty())
-        return m_window;
-    auto *found = m_window->findChild<QObject *>(name);
+    QObject *found = name.isEmpty() ? m_window : m_window->findChild<QObject *>(name);
+    if (!found)
+        found = visibleItem(m_window->contentItem(), name);
     if (!found)
         qFatal("UiHarness: no object %s", qPrintable(name));
     return found;
@@ -122,34 +253,29 @@ QPoint UiHarness::centre(const QString &name) const
     return at(name, item(name)->boundingRect().center());
 }
 
-void UiHarness::press(const QString &name, Qt::MouseButton button)
+void UiHarness::play(const QString &steps)
 {
-    QTest::mousePress(m_window, button, {}, centre(name));
+    for (const QString &step : steps.split(u"; "_s, Qt::SkipEmptyParts)) {
+        const QStringList words = step.split(u' ');
+        const auto perform = kSteps.value(words.first());
+        if (!perform)
+            qFatal("UiHarness: no step %s", qPrintable(step));
+        perform(*this, words);
+        QCoreApplication::processEvents();
+    }
 }
 
-void UiHarness::release(const QString &name, Qt::MouseButton button)
+void UiHarness::openPage(Page page)
 {
-    QTest::mouseRelease(m_window, button, {}, centre(name));
+    item(kDrawer)->setVisible(true);
+    play(u"click pageButton%1"_s.arg(page));
+    if (property(kDrawer, "currentPage").toInt() != page)
+        qFatal("UiHarness: no page %d", page);
 }
 
-void UiHarness::click(const QString &name, Qt::MouseButton button)
+QString UiHarness::boxText() const
 {
-    QTest::mouseClick(m_window, button, {}, centre(name));
-}
-
-void UiHarness::openMenu(const QString &button, const QString &menu)
-{
-    click(button);
-    if (!QTest::qWaitFor([&] { return property(menu, "opened").toBool(); }, kWaitMs))
-        qFatal("UiHarness: %s did not open", qPrintable(menu));
-}
-
-void UiHarness::wheel(const QString &name, int angle)
-{
-    const QPointF position = centre(name);
-    QWheelEvent event(position, m_window->mapToGlobal(position), {}, {0, angle}, Qt::NoButton,
-                      Qt::NoModifier, Qt::NoScrollPhase, false);
-    QCoreApplication::sendEvent(m_window, &event);
+    return property(u"customDialog"_s, "opened").toBool() ? text(u"dialogText"_s) : QString();
 }
 
 void UiHarness::deactivate()
@@ -158,16 +284,26 @@ void UiHarness::deactivate()
     m_otherWindow->resize(50, 50);
     m_otherWindow->show();
     m_otherWindow->requestActivate();
-    if (!QTest::qWaitFor([this] { return !m_window->isActive(); }, kWaitMs))
-        qFatal("UiHarness: the window keeps the focus");
+    await([this] { return !m_window->isActive(); }, u"take the focus"_s);
 }
 
 void UiHarness::activate()
 {
     m_otherWindow.reset();
     m_window->requestActivate();
-    if (!QTest::qWaitForWindowActive(m_window, kWaitMs))
-        qFatal("UiHarness: the window does not become active");
+    await([this] { return m_window->isActive(); }, u"give the focus"_s);
+}
+
+QRect UiHarness::shownTip() const
+{
+    const QQuickItem *bubble = nullptr;
+    for (const QQuickItem *layer : m_window->contentItem()->childItems()) {
+        for (const QQuickItem *item : layer->childItems()) {
+            if (item->objectName() == u"tipBubble" && item->isVisible())
+                bubble = item;
+        }
+    }
+    return bubble ? bubble->mapRectToScene(bubble->boundingRect()).toAlignedRect() : QRect();
 }
 
 QVariant UiHarness::setting(const QString &key) const

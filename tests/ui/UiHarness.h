@@ -13,14 +13,15 @@
 
 #include <memory>
 
+enum Page { Info, Gimbal, Functions, Sbus, Joystick, Positioning, Firmware };
+
 /// The whole interface, run for a test: the real QML in its window, the real backend connected
 /// over TCP to a PodSocket, the real video item, a working directory of its own with the settings
-/// file. Controls are addressed by their objectName, which is their id. Input goes through the
-/// window system's door, as a real mouse and keyboard do.
+/// file. Controls are addressed by their objectName, the window by an empty one.
 ///
 ///     UiHarness ui;                          // no stream, connected, window active
-///     ui.click(u"photobutton"_s);
-///     QCOMPARE(ui.pod().waitForFrames(1), QStringList{u"ff 01 ..."_s});
+///     ui.play(u"menu hzhbutton hzhMenu; click mousekjg"_s);
+///     EXPECT_FRAMES(ui.pod(), u"14 00 02 00"_s);
 ///
 /// Call UiHarness::prepare() once, in initTestCase.
 class UiHarness
@@ -35,34 +36,45 @@ public:
     ~UiHarness();
 
     CMain &backend() { return *m_backend; }
-
     PodSocket &pod() { return m_pod; }
-
     QQuickWindow *window() const { return m_window; }
-
     VideoRenderer *video() const;
 
     /// Connects over TCP; true when the backend says so.
     bool connectPod();
 
-    /// The object of this name, wherever in the window; the test process ends if there is none.
+    /// The test process ends if there is no such object or item.
     QObject *object(const QString &name) const;
     QQuickItem *item(const QString &name) const;
     QVariant property(const QString &name, const char *property) const;
-    /// The window position of the item's centre, or of a point of the item.
-    QPoint centre(const QString &name) const;
+    QString text(const QString &name) const { return property(name, "text").toString(); }
+    /// The window position of a point of the item, or of its centre.
     QPoint at(const QString &name, QPointF point) const;
+    QPoint centre(const QString &name) const;
 
-    void press(const QString &name, Qt::MouseButton button = Qt::LeftButton);
-    void release(const QString &name, Qt::MouseButton button = Qt::LeftButton);
-    void click(const QString &name, Qt::MouseButton button = Qt::LeftButton);
-    /// Opens a tool strip menu or another popup by its button and waits until it is open.
-    void openMenu(const QString &button, const QString &menu);
-    /// Turns the wheel over the item by one notch up (120) or down (-120).
-    void wheel(const QString &name, int angle = 120);
-    /// Takes the window's focus away, as another program would.
+    /// Does as the operator would, step by step, separated by ";". Steps name a key (W), a control
+    /// (photobutton) or a distance in pixels:
+    ///     down W, up W, tap W             click C, rightclick C, press C, release C
+    ///     menu C M                        opens the menu M by the button C and waits for it
+    ///     pick C INDEX                    picks an entry of a combo box from its list
+    ///     type C TEXT                     replaces what stands in a field; no TEXT: empties it
+    ///     drag X Y, drop X Y              presses the video's centre and moves so far; lets go
+    ///     move C                          moves the pointer
+    ///     wheel ANGLE                     over the video, a notch up is 120
+    ///     page NUMBER                     opens the drawer on that page
+    ///     dismiss                         closes the message box, if there is one
+    ///     deactivate, activate, minimise, hide, close, quit, ungrab    what happens to the window
+    ///     set C PROPERTY INT, backend PROPERTY INT   what no operator can do
+    void play(const QString &steps);
+
+    void openPage(Page page);
+    /// What the open message box says; empty when there is none.
+    QString boxText() const;
     void deactivate();
     void activate();
+
+    /// The window's rectangle of the tooltip that is open; null when none is.
+    QRect shownTip() const;
 
     /// The settings file as it stands on disk.
     QVariant setting(const QString &key) const;

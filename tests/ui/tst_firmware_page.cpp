@@ -1,8 +1,5 @@
-// Both firmware upgrades as the operator makes them: from the drawer's buttons to the image in the
-// simulated bootloader.
-
-#include "DrawerUi.h"
 #include "PodSim.h"
+#include "UiHarness.h"
 #include "firmware/online/OnlineUpgrade.h"
 
 #include <QFile>
@@ -23,6 +20,8 @@ QByteArray contentOf(const QString &path)
 
 } // namespace
 
+/// Both firmware upgrades as the operator makes them: from the drawer's buttons to the image in
+/// the simulated bootloader.
 class TestFirmwarePage : public QObject
 {
     Q_OBJECT
@@ -31,12 +30,12 @@ private slots:
     void initTestCase();
     void onlineUpgrade();
     void localUpgrade();
-    void cleanupTestCase();
+    void cleanupTestCase() { QCOMPARE(UiHarness::warnings(), QStringList()); }
 
 private:
     QTemporaryDir m_folder;
-    QString m_image;
-    QString m_received;
+    QString m_image = m_folder.filePath(u"image.bin"_s);
+    QString m_received = m_folder.filePath(u"received.bin"_s);
     QByteArray m_bytes;
 };
 
@@ -45,8 +44,6 @@ void TestFirmwarePage::initTestCase()
     UiHarness::prepare();
     for (int i = 0; i < 3000; ++i)
         m_bytes.append(static_cast<char>(i * 7 + i / 256));
-    m_image = m_folder.filePath(u"image.bin"_s);
-    m_received = m_folder.filePath(u"received.bin"_s);
     QFile file(m_image);
     QVERIFY(file.open(QIODevice::WriteOnly));
     QCOMPARE(file.write(m_bytes), m_bytes.size());
@@ -56,7 +53,7 @@ void TestFirmwarePage::onlineUpgrade()
 {
     PodSim sim({u"--upgrade-bootloader"_s, u"--image"_s, m_received, u"--upgrade-server"_s, m_image,
                 u"--upgrade-port"_s, u"0"_s});
-    DrawerUi ui;
+    UiHarness ui;
     OnlineUpgrade::Environment environment;
     environment.listPorts = [&sim] {
         return QList<SerialPortEntry>{{sim.ptyPath(), pod_port::kVendorId, pod_port::kProductId}};
@@ -66,14 +63,12 @@ void TestFirmwarePage::onlineUpgrade()
     environment.worker.serverPort = sim.upgradePort();
     ui.backend().onlineUpgrade()->setEnvironment(environment);
 
-    openPage(ui, Firmware);
-    ui.click(u"updateButton"_s);
-    QVERIFY(!ui.backend().isConnected());
+    ui.play(u"page 6; click updateButton"_s);
     QTRY_COMPARE_WITH_TIMEOUT(ui.backend().upgradeProgress(), 101, kUpgradeMs);
     QTRY_COMPARE_WITH_TIMEOUT(contentOf(m_received), m_bytes, kUpgradeMs);
     QCOMPARE(ui.property(u"progressBackground"_s, "shown").toDouble(), 100.0);
-    QVERIFY(ui.property(u"messageLabel"_s, "text").toString().contains(u"发送固件"_s));
-    ui.click(u"completeButton"_s);
+    QVERIFY(ui.text(u"messageLabel"_s).contains(u"发送固件"_s));
+    ui.play(u"click completeButton"_s);
     QCOMPARE(ui.backend().upgradeProgress(), 0);
     QFile::remove(m_received);
 }
@@ -81,25 +76,15 @@ void TestFirmwarePage::onlineUpgrade()
 void TestFirmwarePage::localUpgrade()
 {
     PodSim sim({u"--bootloader"_s, u"--image"_s, m_received});
-    DrawerUi ui;
-    openPage(ui, Firmware);
-    ui.click(u"comupdateButton"_s); // no file chosen
-    QTRY_VERIFY_WITH_TIMEOUT(!boxText(ui).isEmpty(), kUpgradeMs);
-    ui.click(u"dialogButton"_s);
-    QTRY_VERIFY_WITH_TIMEOUT(!ui.property(u"customDialog"_s, "visible").toBool(), kUpgradeMs);
-    QVERIFY(!ui.backend().localUpgradeRunning());
-
-    typeInto(ui, u"filedirectionInput"_s, m_image);
-    typeInto(ui, u"updateportslist"_s, sim.ptyPath());
-    ui.click(u"comupdateButton"_s);
+    UiHarness ui;
+    ui.play(
+        u"page 6; type filedirectionInput %1; type updateportslist %2; click comupdateButton"_s.arg(
+            m_image, sim.ptyPath()));
     QTRY_COMPARE_WITH_TIMEOUT(ui.backend().upgradeProgress(), 100, kUpgradeMs);
     QCOMPARE(contentOf(m_received), m_bytes);
-    QCOMPARE(ui.property(u"localUpgradeText"_s, "text").toString(),
-             ui.backend().localUpgradeText());
+    QCOMPARE(ui.text(u"localUpgradeText"_s), ui.backend().localUpgradeText());
     QVERIFY(!ui.backend().localUpgradeRunning());
 }
-
-void TestFirmwarePage::cleanupTestCase() { QCOMPARE(UiHarness::warnings(), QStringList()); }
 
 QTEST_MAIN(TestFirmwarePage)
 #include "tst_firmware_page.moc"

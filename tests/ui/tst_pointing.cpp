@@ -11,9 +11,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr int kWaitMs = 30000;
-const QString kVideo = u"videoRenderer"_s;
-
-QByteArray settingsFor(const QString &url) { return "[RTSP]\nrtspIp=" + url.toUtf8() + "\n"; }
+const QString kSteering = u"00 08 00 80, 00 00 00 00"_s; // W, tapped
 
 } // namespace
 
@@ -26,20 +24,16 @@ class TestPointing : public QObject
 private slots:
     void initTestCase();
     void cleanupTestCase();
-
     void clickPointsIntoThePicture_data();
     void clickPointsIntoThePicture();
-    void clickTracksWhileTrackingIsOn();
     void clickOnAControlPointsNowhere_data();
     void clickOnAControlPointsNowhere();
-    void controlKeepsItsDrag();
-    void dragDoesNotPoint();
     void reconnectingStreamIsNotPointedAt();
     void newAddressIsPlayed();
 
 private:
     /// Clicks at a fraction of the picture, 0 to 1 on each axis.
-    void clickPicture(double x, double y);
+    void clickPicture(QPointF fraction);
 
     std::unique_ptr<PodSim> m_sim;
     std::unique_ptr<UiHarness> m_ui;
@@ -49,7 +43,7 @@ void TestPointing::initTestCase()
 {
     UiHarness::prepare();
     m_sim = std::make_unique<PodSim>();
-    m_ui = std::make_unique<UiHarness>(settingsFor(m_sim->rtspUrl()));
+    m_ui = std::make_unique<UiHarness>("[RTSP]\nrtspIp=" + m_sim->rtspUrl().toUtf8() + "\n");
     QTRY_VERIFY_WITH_TIMEOUT(!m_ui->video()->contentRect().isEmpty(), kWaitMs);
 }
 
@@ -60,11 +54,13 @@ void TestPointing::cleanupTestCase()
     QCOMPARE(UiHarness::warnings(), QStringList());
 }
 
-void TestPointing::clickPicture(double x, double y)
+void TestPointing::clickPicture(QPointF fraction)
 {
     const QRectF picture = m_ui->video()->contentRect();
-    const QPointF point(picture.x() + x * picture.width(), picture.y() + y * picture.height());
-    QTest::mouseClick(m_ui->window(), Qt::LeftButton, {}, m_ui->at(kVideo, point));
+    const QPointF point =
+        picture.topLeft()
+        + QPointF(fraction.x() * picture.width(), fraction.y() * picture.height());
+    QTest::mouseClick(m_ui->window(), Qt::LeftButton, {}, m_ui->at(u"videoRenderer"_s, point));
 }
 
 void TestPointing::clickPointsIntoThePicture_data()
@@ -72,23 +68,20 @@ void TestPointing::clickPointsIntoThePicture_data()
     QTest::addColumn<QSize>("window");
     QTest::addColumn<QPointF>("fraction");
     QTest::addColumn<QPoint>("target"); // -1: none
-    const QSize wide(1400, 600);        // bars left and right
-    const QSize tall(900, 900);         // bars above and below
+    constexpr QPoint kNone(-1, -1);
+    const QSize wide(1400, 600); // bars left and right
+    const QSize tall(900, 900);  // bars above and below
     for (const QSize &size : {wide, tall}) {
-        const QByteArray name = size == wide ? "wide" : "tall";
-        QTest::newRow((name + ", middle").constData())
-            << size << QPointF(0.5, 0.5) << QPoint(128, 128);
-        QTest::newRow((name + ", quarter").constData())
-            << size << QPointF(0.25, 0.75) << QPoint(64, 191);
-        QTest::newRow((name + ", first corner").constData())
-            << size << QPointF(0.01, 0.01) << QPoint(3, 3);
-        QTest::newRow((name + ", last corner").constData())
-            << size << QPointF(0.99, 0.99) << QPoint(252, 252);
+        const char *name = size == wide ? "wide" : "tall";
+        QTest::addRow("%s, middle", name) << size << QPointF(0.5, 0.5) << QPoint(128, 128);
+        QTest::addRow("%s, quarter", name) << size << QPointF(0.25, 0.75) << QPoint(64, 191);
+        QTest::addRow("%s, first corner", name) << size << QPointF(0.01, 0.01) << QPoint(3, 3);
+        QTest::addRow("%s, last corner", name) << size << QPointF(0.99, 0.99) << QPoint(252, 252);
     }
-    QTest::newRow("left bar") << wide << QPointF(-0.01, 0.5) << QPoint(-1, -1);
-    QTest::newRow("right bar") << wide << QPointF(1.01, 0.5) << QPoint(-1, -1);
-    QTest::newRow("upper bar") << tall << QPointF(0.5, -0.02) << QPoint(-1, -1);
-    QTest::newRow("lower bar") << tall << QPointF(0.5, 1.02) << QPoint(-1, -1);
+    QTest::newRow("left bar") << wide << QPointF(-0.01, 0.5) << kNone;
+    QTest::newRow("right bar") << wide << QPointF(1.01, 0.5) << kNone;
+    QTest::newRow("upper bar") << tall << QPointF(0.5, -0.02) << kNone;
+    QTest::newRow("lower bar") << tall << QPointF(0.5, 1.02) << kNone;
 }
 
 void TestPointing::clickPointsIntoThePicture()
@@ -98,91 +91,79 @@ void TestPointing::clickPointsIntoThePicture()
     QFETCH(QPoint, target);
     m_ui->window()->resize(window);
     QTRY_COMPARE_WITH_TIMEOUT(m_ui->video()->width(), window.width() - 2, kWaitMs);
-    clickPicture(fraction.x(), fraction.y());
     if (target.x() < 0) {
-        QCOMPARE(m_ui->pod().takeFrames(), QStringList());
+        clickPicture(fraction);
+        m_ui->play(u"tap W"_s);
+        EXPECT_FRAMES(m_ui->pod(), kSteering);
         return;
     }
-    const QStringList frames = m_ui->pod().waitForFrames(1);
-    QCOMPARE(frames.size(), 1);
-    const QByteArray bytes = QByteArray::fromHex(frames.first().toLatin1());
-    // A pixel is less than a step of the pod's scale; rounding to whole pixels may shift by one.
-    QVERIFY2(qAbs(uchar(bytes[4]) - target.x()) <= 1, qPrintable(frames.first()));
-    QVERIFY2(qAbs(uchar(bytes[5]) - target.y()) <= 1, qPrintable(frames.first()));
-    QCOMPARE(frames.first(), shortFrame(0x10, 0x00, uchar(bytes[4]), uchar(bytes[5])));
-}
-
-void TestPointing::clickTracksWhileTrackingIsOn()
-{
-    m_ui->backend().setIsTracking(true);
-    clickPicture(0.5, 0.5);
-    const QStringList frames = m_ui->pod().waitForFrames(1);
-    QVERIFY2(frames.first().startsWith(u"ff 01 11 00"_s), qPrintable(frames.first()));
+    for (const char command : {'\x10', '\x11'}) { // turn there, track there
+        m_ui->backend().setIsTracking(command == '\x11');
+        clickPicture(fraction);
+        const QByteArray frame = QByteArray::fromHex(m_ui->pod().next(1).toLatin1());
+        QCOMPARE(frame.size(), 4);
+        QCOMPARE(frame.first(2), QByteArray(1, command) + '\0');
+        // A pixel is less than a step of the pod's scale; rounding to whole pixels may shift by
+        // one.
+        QVERIFY2(qAbs(uchar(frame[2]) - target.x()) <= 1, frame.toHex());
+        QVERIFY2(qAbs(uchar(frame[3]) - target.y()) <= 1, frame.toHex());
+    }
     m_ui->backend().setIsTracking(false);
 }
 
 void TestPointing::clickOnAControlPointsNowhere_data()
 {
+    QTest::addColumn<QString>("opening");
     QTest::addColumn<QString>("control");
-    QTest::addColumn<Qt::MouseButton>("button");
-    for (const char *control : {"podControlsTools", "podSettings", "zoomButton", "mouseIn",
-                                "manualfocusbuttons", "plusButton", "podControlDrawer"}) {
-        QTest::addRow("%s, left", control) << QString::fromLatin1(control) << Qt::LeftButton;
-        QTest::addRow("%s, right", control) << QString::fromLatin1(control) << Qt::RightButton;
-    }
+    QTest::addColumn<QString>("own"); // what its clicks and its drag send
+    const auto row = [](const char *opening, const QString &control, const QString &own = {}) {
+        QTest::newRow(qPrintable(control)) << QString::fromLatin1(opening) << control << own;
+    };
+    const QString zoom = u"00 40 04 00, 00 60 00 00, "_s;
+    const QString focus = u"1d 02 00 00, 1d 04 00 00, "_s;
+    row("", u"podControlsTools"_s);
+    row("", u"podSettings"_s);
+    row("", u"zoomButton"_s);
+    row("menu zoomButton zoomMenu", u"mouseIn"_s, zoom + zoom);
+    row("backend isManualFocus 1", u"manualfocusbuttons"_s);
+    row("backend isManualFocus 1", u"plusButton"_s, focus + focus);
+    row("click settingsImage", u"podControlDrawer"_s);
 }
 
 void TestPointing::clickOnAControlPointsNowhere()
 {
+    QFETCH(QString, opening);
     QFETCH(QString, control);
-    QFETCH(Qt::MouseButton, button);
+    QFETCH(QString, own);
     m_ui->window()->resize(1080, 720);
-    m_ui->backend().setIsManualFocus(true);
-    if (control == u"mouseIn"_s)
-        m_ui->openMenu(u"zoomButton"_s, u"zoomMenu"_s);
-    if (control == u"podControlDrawer"_s)
-        m_ui->click(u"settingsImage"_s);
-    // A drag that begins on the control steers nothing either.
-    m_ui->click(control, button);
-    m_ui->press(control, button);
-    QTest::mouseMove(m_ui->window(), m_ui->centre(control) - QPoint(120, 0));
-    QTest::mouseMove(m_ui->window(), m_ui->centre(control) - QPoint(180, 0));
-    m_ui->release(control, button);
-
-    QTest::keyClick(m_ui->window(), Qt::Key_W); // marks the end
-    QStringList frames = m_ui->pod().waitForFrames(2);
-    for (const QString &own : {shortFrame(0x00, 0x40, 4), shortFrame(0x00, 0x60),
-                               shortFrame(0x1d, 0x02), shortFrame(0x1d, 0x04)})
-        frames.removeAll(own);
-    QCOMPARE(frames, (QStringList{shortFrame(0x00, 0x08, 0, 128), shortFrame(0x00, 0x00)}));
-    QTest::keyClick(m_ui->window(), Qt::Key_Escape);
-    if (m_ui->item(u"podControlDrawer"_s)->isVisible())
-        m_ui->click(u"settingsImage"_s);
-    m_ui->backend().setIsManualFocus(false);
+    m_ui->play(opening);
+    m_ui->play(u"rightclick %1; click %1"_s.arg(control));
+    // A drag that begins on the control steers nothing either, and is the control's.
+    m_ui->play(u"press "_s + control);
+    for (const int x : {3, 12, 120, 180})
+        QTest::mouseMove(m_ui->window(), m_ui->centre(control) - QPoint(x, 0));
+    m_ui->play(u"release %1; tap W"_s.arg(control));
+    EXPECT_FRAMES(m_ui->pod(), own + kSteering);
+    m_ui->play(u"tap Escape; backend isManualFocus 0; set podControlDrawer visible 0"_s);
 }
 
-void TestPointing::controlKeepsItsDrag()
+void TestPointing::reconnectingStreamIsNotPointedAt()
 {
-    m_ui->openMenu(u"zoomButton"_s, u"zoomMenu"_s);
-    const double middle = m_ui->item(u"mouseIn"_s)->height() / 2;
-    QTest::mousePress(m_ui->window(), Qt::LeftButton, {}, m_ui->at(u"mouseIn"_s, {3, middle}));
-    for (const int x : {20, 30, 40})
-        QTest::mouseMove(m_ui->window(), m_ui->at(u"mouseIn"_s, {double(x), middle}));
-    QCOMPARE(m_ui->pod().takeFrames(), QStringList{shortFrame(0x00, 0x40, 4)});
-    QTest::mouseRelease(m_ui->window(), Qt::LeftButton, {}, m_ui->at(u"mouseIn"_s, {40, middle}));
-    QCOMPARE(m_ui->pod().waitForFrames(1), QStringList{shortFrame(0x00, 0x60)});
-}
+    m_ui->play(u"drag 40 0; drop 40 0"_s); // a drag is no click either
+    QTRY_COMPARE_WITH_TIMEOUT(m_ui->pod().count(u"00 00 00 00"_s), 2, kWaitMs);
+    QCOMPARE(m_ui->pod().count(u"00 02 80 00"_s), m_ui->pod().frames().size() - 2);
+    m_ui->pod().take();
 
-void TestPointing::dragDoesNotPoint()
-{
-    const QPoint start = m_ui->centre(kVideo);
-    QTest::mousePress(m_ui->window(), Qt::LeftButton, {}, start);
-    QTest::mouseMove(m_ui->window(), start + QPoint(40, 0));
-    QTest::mouseRelease(m_ui->window(), Qt::LeftButton, {}, start + QPoint(40, 0));
-    QStringList frames = m_ui->pod().waitForFrames(3);
-    QCOMPARE(frames.removeAll(shortFrame(0x00, 0x00)), 2);
-    frames.removeAll(shortFrame(0x00, 0x02, 128));
-    QCOMPARE(frames, QStringList());
+    clickPicture({0.5, 0.5});
+    QVERIFY(m_ui->pod().next(1).startsWith(u"10 00 "));
+    emit m_ui->video()->connectionLost(); // as the item does, its picture still shown
+    QVERIFY(m_ui->text(u"statusText"_s).contains(u"重连"));
+    clickPicture({0.5, 0.5});
+    m_ui->play(u"tap W"_s);
+    EXPECT_FRAMES(m_ui->pod(), kSteering);
+    emit m_ui->video()->connectionRestored();
+    clickPicture({0.5, 0.5});
+    QVERIFY(m_ui->pod().next(1).startsWith(u"10 00 "));
 }
 
 void TestPointing::newAddressIsPlayed()
@@ -191,29 +172,12 @@ void TestPointing::newAddressIsPlayed()
     QQmlExpression(qmlContext(m_ui->window()), m_ui->window(),
                    u"podControlDrawer.urlChanged('%1')"_s.arg(other.rtspUrl()))
         .evaluate();
-    QCOMPARE(m_ui->property(u"statusText"_s, "text").toString(), u"URL已更新，重新连接中..."_s);
+    QCOMPARE(m_ui->text(u"statusText"_s), u"URL已更新，重新连接中..."_s);
     QCOMPARE(m_ui->video()->source(), other.rtspUrl());
-    QTRY_VERIFY_WITH_TIMEOUT(m_ui->property(u"statusText"_s, "text").toString().contains(u"播放中"),
-                             kWaitMs);
+    QTRY_VERIFY_WITH_TIMEOUT(m_ui->text(u"statusText"_s).contains(u"播放中"), kWaitMs);
     m_sim.reset(); // the old stream is no longer needed
     QTRY_VERIFY_WITH_TIMEOUT(!m_ui->video()->contentRect().isEmpty(), kWaitMs);
     m_ui->video()->stop();
-}
-
-void TestPointing::reconnectingStreamIsNotPointedAt()
-{
-    clickPicture(0.5, 0.5);
-    QCOMPARE(m_ui->pod().waitForFrames(1).size(), 1);
-    auto *statusText = m_ui->object(u"statusText"_s);
-    emit m_ui->video()->connectionLost(); // as the item does, its picture still shown
-    QVERIFY(statusText->property("text").toString().contains(u"重连"));
-    clickPicture(0.5, 0.5);
-    QTest::keyClick(m_ui->window(), Qt::Key_W);
-    QCOMPARE(m_ui->pod().waitForFrames(2),
-             (QStringList{shortFrame(0x00, 0x08, 0, 128), shortFrame(0x00, 0x00)}));
-    emit m_ui->video()->connectionRestored();
-    clickPicture(0.5, 0.5);
-    QCOMPARE(m_ui->pod().waitForFrames(1).size(), 1);
 }
 
 QTEST_MAIN(TestPointing)

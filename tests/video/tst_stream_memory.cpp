@@ -1,7 +1,7 @@
 // Decode tasks and reconnect threads that outlive those who started them. The checks are the
 // sanitizers': every case leaves a thread behind that must touch nothing freed or shared.
 
-#include "ChildProcess.h"
+#include "Ffmpeg.h"
 #include "LogCatcher.h"
 #include "RtspStub.h"
 #include "video/FFmpegPlayer.h"
@@ -24,21 +24,6 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-
-/// True when the player has shown its last picture over and over: its task has nothing left to
-/// decode and waits for more.
-bool hasRunDry(const QSignalSpy &frames)
-{
-    constexpr qsizetype kRepeats = 15;
-    if (frames.size() < kRepeats)
-        return false;
-    const auto key = [&](qsizetype i) { return frames[i][0].value<QImage>().cacheKey(); };
-    for (qsizetype i = frames.size() - kRepeats; i < frames.size(); ++i) {
-        if (key(i) != key(frames.size() - 1))
-            return false;
-    }
-    return true;
-}
 
 /// A named pipe with a transport stream in it that stops but does not end: reading it blocks in
 /// the kernel, where no interrupt callback reaches.
@@ -75,6 +60,23 @@ private:
     std::thread m_writer;
 };
 
+/// Plays until the last picture has been shown over and over: the task has nothing left to decode
+/// and waits for more.
+void runDry(FFmpegPlayer &player, const QString &path)
+{
+    QVERIFY(player.open(path));
+    qint64 lastPicture = 0;
+    int repeats = 0;
+    const auto watch =
+        QObject::connect(&player, &FFmpegPlayer::frameReady, &player, [&](const QImage &picture) {
+            repeats = picture.cacheKey() == lastPicture ? repeats + 1 : 0;
+            lastPicture = picture.cacheKey();
+        });
+    player.play();
+    QTRY_VERIFY_WITH_TIMEOUT(repeats >= 15, 20000);
+    QObject::disconnect(watch);
+}
+
 } // namespace
 
 class TestStreamMemory : public QObject
@@ -91,17 +93,14 @@ private slots:
 
 private:
     QTemporaryDir m_folder;
+    QString m_path = m_folder.filePath(u"video.ts"_s);
     QByteArray m_video;
 };
 
 void TestStreamMemory::initTestCase()
 {
-    const QString path = m_folder.filePath(u"video.ts"_s);
-    ChildProcess ffmpeg(
-        u"ffmpeg"_s, {u"-nostdin"_s, u"-loglevel"_s, u"error"_s, u"-f"_s, u"lavfi"_s, u"-i"_s,
-                      u"testsrc=size=320x240:rate=25:duration=2"_s, u"-c:v"_s, u"libx264"_s, path});
-    QVERIFY(ffmpeg.succeeds(60000));
-    QFile file(path);
+    QVERIFY(makeVideo(m_path));
+    QFile file(m_path);
     QVERIFY(file.open(QIODevice::ReadOnly));
     m_video = file.readAll();
 }
@@ -112,10 +111,7 @@ void TestStreamMemory::taskOutlivesItsPlayer()
     LogCatcher log;
     {
         FFmpegPlayer player;
-        QSignalSpy frames(&player, &FFmpegPlayer::frameReady);
-        QVERIFY(player.open(stream.path()));
-        player.play();
-        QTRY_VERIFY_WITH_TIMEOUT(hasRunDry(frames), 20000);
+        runDry(player, stream.path());
     }
     QVERIFY(log.contains(u"解码线程未退出（超时），强制处理"_s));
     QVERIFY(!log.contains(u"解码线程已结束"_s));
@@ -129,18 +125,13 @@ void TestStreamMemory::taskOutlivesItsStream()
     StuckStream stream(m_video, m_folder.filePath(u"pipe2"_s));
     LogCatcher log;
     FFmpegPlayer player;
-    QSignalSpy frames(&player, &FFmpegPlayer::frameReady);
     QSignalSpy lost(&player, &FFmpegPlayer::connectionLost);
-    QVERIFY(player.open(stream.path()));
-    player.play();
-    QTRY_VERIFY_WITH_TIMEOUT(hasRunDry(frames), 20000);
+    runDry(player, stream.path());
     player.stop();
     // The next playback runs while the first task is still inside its read.
-    QVERIFY(player.open(m_folder.filePath(u"video.ts"_s)));
+    QVERIFY(player.open(m_path));
     player.play();
-    frames.clear();
-    QTRY_VERIFY(frames.size() > 2);
-    QTRY_COMPARE_WITH_TIMEOUT(lost.size(), 1, 10000);
+    QTRY_COMPARE_WITH_TIMEOUT(lost.size(), 1, 10000); // its end
     player.pause();
     QVERIFY(!log.contains(u"解码线程已结束"_s));
 
@@ -196,7 +187,7 @@ void TestStreamMemory::attemptsAfterACancelledOneEndSilently()
 {
     LogCatcher log;
     VideoRenderer item;
-    item.setSource(m_folder.filePath(u"video.ts"_s));
+    item.setSource(m_path);
     item.reconnect();
     item.stop();
     item.reconnect();

@@ -14,6 +14,8 @@ struct Overloaded : Ts...
 {
     using Ts::operator()...;
 };
+template<class... Ts>
+Overloaded(Ts...) -> Overloaded<Ts...>; // clang learnt to do without in version 17
 
 } // namespace
 

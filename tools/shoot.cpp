@@ -2,11 +2,13 @@
 // its video, is brought into each state and grabbed. It also says what the interface logged.
 // Usage: shoot FOLDER
 
-#include "DrawerUi.h"
 #include "PodSim.h"
+#include "UiHarness.h"
 
 #include <QDir>
+#include <QFile>
 #include <QGuiApplication>
+#include <QTemporaryDir>
 #include <QTest>
 
 #include <functional>
@@ -70,7 +72,7 @@ public:
         waitFor("video", [this] { return !m_ui.video()->contentRect().isEmpty(); });
     }
 
-    DrawerUi &ui() { return m_ui; }
+    UiHarness &ui() { return m_ui; }
     PodSim &pod() { return m_pod; }
 
     void resize(QSize size)
@@ -82,8 +84,8 @@ public:
     /// As the operator does it, on the connection page; then the pod looks down at the landscape.
     void connectOverTcp()
     {
-        openPage(m_ui, Info);
-        m_ui.click(u"tcpButton"_s);
+        m_ui.openPage(Info);
+        m_ui.play(u"click tcpButton"_s);
         waitFor("link", [this] { return m_ui.backend().isConnected(); });
         ask(
             "version", [this] { m_ui.backend().queryVersion(); },
@@ -117,7 +119,7 @@ public:
 private:
     QDir m_folder;
     PodSim m_pod;
-    DrawerUi m_ui;
+    UiHarness m_ui;
 };
 
 /// Points at a place of the window that has nothing to tell.
@@ -135,7 +137,7 @@ void shootWindow(const QDir &folder)
         const QString name = u"window-%1x%2"_s.arg(size.width()).arg(size.height());
         scene.resize(size);
         scene.shoot(name);
-        openPage(scene.ui(), Functions);
+        scene.ui().openPage(Functions);
         scene.point(kNowhere);
         scene.shoot(name + u"-drawer"_s);
         scene.closeDrawer();
@@ -147,14 +149,14 @@ void shootStates(const QDir &folder)
     Scene scene(folder, kThermalModel);
     scene.point(kNowhere);
     scene.shoot(u"state-not-connected"_s);
-    scene.ui().click(u"photobutton"_s);
+    scene.ui().play(u"click photobutton"_s);
     scene.point(kNowhere);
     scene.shoot(u"state-refused-command"_s);
     scene.connectOverTcp();
     scene.ui().window()->setProperty("isPodInfoValuesShow", true);
     scene.ui().backend().setIsTracking(true);
     scene.ui().backend().setIsManualFocus(true);
-    scene.ui().click(u"recordbutton"_s);
+    scene.ui().play(u"click recordbutton"_s);
     scene.point(kNowhere);
     scene.shoot(u"state-recording-focus-tracking"_s);
     scene.pod().fault(u"status rate 0"_s);
@@ -164,6 +166,40 @@ void shootStates(const QDir &folder)
     scene.pod().fault(u"video kill"_s);
     waitFor("lost video", [&] { return scene.ui().video()->isReconnecting(); });
     scene.shoot(u"state-lost-video"_s);
+}
+
+void shootDrag(const QDir &folder)
+{
+    constexpr QPoint kFrom{420, 330};
+    constexpr QPoint kTo{520, 270};
+    Scene scene(folder, kThermalModel);
+    scene.connectOverTcp();
+    QQuickWindow *window = scene.ui().window();
+    QTest::mousePress(window, Qt::LeftButton, {}, kFrom);
+    QTest::mouseMove(window, kTo);
+    scene.shoot(u"state-drag"_s);
+    QTest::mouseRelease(window, Qt::LeftButton, {}, kTo);
+}
+
+void shootUpgrade(const QDir &folder, const Language &language)
+{
+    constexpr int kFirmwareBytes = 100 * 1024;
+    constexpr int kPercent = 40;
+    QTemporaryDir work;
+    QFile firmware(work.filePath(u"firmware.bin"_s));
+    if (!firmware.open(QIODevice::WriteOnly) || !firmware.resize(kFirmwareBytes))
+        qFatal("shoot: no firmware file");
+    const PodSim bootloader({u"--bootloader"_s, u"--line-baud"_s, u"115200"_s, u"--image"_s,
+                             work.filePath(u"received"_s)});
+    Scene scene(folder, kThermalModel, language.index);
+    UiHarness &ui = scene.ui();
+    ui.play(
+        u"page 6; type filedirectionInput %1; type updateportslist %2; click comupdateButton"_s.arg(
+            firmware.fileName(), bootloader.ptyPath()));
+    waitFor("progress", [&] { return ui.backend().upgradeProgress() > kPercent; });
+    scene.point(kNowhere);
+    scene.shoot(u"upgrade-local"_s + language.suffix, scene.rectOf(u"podControlDrawer"_s));
+    waitFor("upgrade", [&] { return !ui.backend().localUpgradeRunning(); });
 }
 
 void shootMenus(const QDir &folder, const Language &language)
@@ -187,7 +223,7 @@ void shootMenus(const QDir &folder, const Language &language)
     Scene scene(folder, kThermalModel, language.index);
     scene.connectOverTcp();
     for (const Menu &menu : menus) {
-        scene.ui().openMenu(menu.button, menu.menu);
+        scene.ui().play(u"menu %1 %2"_s.arg(menu.button, menu.menu));
         scene.point(scene.ui().centre(menu.pointedAt));
         const auto *content = scene.ui().property(menu.menu, "contentItem").value<QQuickItem *>();
         scene.shoot(menu.name + language.suffix,
@@ -202,36 +238,36 @@ void shootMenus(const QDir &folder, const Language &language)
 void shootDrawer(const QDir &folder, const Language &language)
 {
     Scene scene(folder, kEncoderModel, language.index);
-    DrawerUi &ui = scene.ui();
+    UiHarness &ui = scene.ui();
     // Refused for want of a link, then for what was typed.
-    openPage(ui, Functions);
-    ui.click(u"osdshowrowSwitch"_s);
+    ui.openPage(Functions);
+    ui.play(u"click osdshowrowSwitch"_s);
     scene.shoot(u"box-not-connected"_s + language.suffix);
-    ui.click(u"dialogButton"_s);
+    ui.play(u"click dialogButton"_s);
     waitFor("closed box", [&] { return !ui.property(u"customDialog"_s, "visible").toBool(); });
-    openPage(ui, Info);
-    typeInto(ui, u"ipInput"_s, u"127.0.0.256"_s);
-    ui.click(u"tcpButton"_s);
+    ui.openPage(Info);
+    ui.play(u"type ipInput 127.0.0.256"_s);
+    ui.play(u"click tcpButton"_s);
     scene.shoot(u"box-refused-input"_s + language.suffix, scene.rectOf(u"podControlDrawer"_s));
-    ui.click(u"dialogButton"_s);
+    ui.play(u"click dialogButton"_s);
     waitFor("closed box", [&] { return !ui.property(u"customDialog"_s, "visible").toBool(); });
-    typeInto(ui, u"ipInput"_s, u"127.0.0.1"_s);
+    ui.play(u"type ipInput 127.0.0.1"_s);
 
     scene.connectOverTcp();
-    openPage(ui, Info);
+    ui.openPage(Info);
     ask(
-        "encoder", [&] { ui.click(u"b7nQueryButton"_s); },
+        "encoder", [&] { ui.play(u"click b7nQueryButton"_s); },
         [&] { return !ui.property(u"gatewaytext"_s, "text").toString().isEmpty(); });
     const QStringList names = {u"connection"_s, u"gimbal"_s,      u"functions"_s, u"sbus"_s,
                                u"joystick"_s,   u"positioning"_s, u"firmware"_s};
     for (int page = Info; page <= Firmware; ++page) {
-        openPage(ui, Page(page));
+        ui.openPage(Page(page));
         if (page == Sbus) {
             ask(
-                "channels", [&] { ui.click(u"sbusQueryButton"_s); },
+                "channels", [&] { ui.play(u"click sbusQueryButton"_s); },
                 [&] { return ui.property(u"sbusChoice0"_s, "enabled").toBool(); });
         } else if (page == Positioning) {
-            ui.click(u"mapStartButton"_s);
+            ui.play(u"click mapStartButton"_s);
         }
         scene.point(kNowhere);
         scene.shoot(u"page-%1-"_s.arg(page) + names.at(page) + language.suffix,
@@ -252,9 +288,11 @@ int main(int argc, char *argv[])
     UiHarness::prepare();
     shootWindow(folder);
     shootStates(folder);
+    shootDrag(folder);
     for (const Language &language : kLanguages) {
         shootMenus(folder, language);
         shootDrawer(folder, language);
+        shootUpgrade(folder, language);
     }
     return 0;
 }

@@ -1,0 +1,90 @@
+#include "StreamServer.h"
+
+#include "ControlProbe.h"
+
+#include <chrono>
+
+namespace bench {
+
+StreamServer::StreamServer(PreparedStream stream)
+    : m_stream(std::move(stream))
+    , m_sentUs(std::size_t(m_stream.pictures.size()))
+    , m_server(std::make_unique<RtspServer>(*this, QHostAddress(QHostAddress::LocalHost),
+                                            QStringLiteral("/live0")))
+    , m_thread([this](const std::stop_token &stop) { run(stop); })
+{
+    if (!m_server->start(0))
+        fail("no RTSP server");
+}
+
+StreamServer::~StreamServer()
+{
+    m_server.reset();
+    m_thread = {};
+    for (const Sink &sink : m_sinks)
+        gst_object_unref(sink.source);
+}
+
+qint64 StreamServer::nowUs()
+{
+    using namespace std::chrono;
+    return duration_cast<microseconds>(Clock::now().time_since_epoch()).count();
+}
+
+QString StreamServer::launchLine() const
+{
+    const QString codec = m_stream.format.codec == VideoFormat::Codec::H264
+                              ? QStringLiteral("video/x-h264")
+                              : QStringLiteral("video/x-h265");
+    return QStringLiteral("appsrc name=src is-live=true format=time do-timestamp=true max-bytes=0 "
+                          "caps=%1,stream-format=byte-stream,alignment=au,"
+                          "width=%2,height=%3,framerate=%4/1 ! %5")
+        .arg(codec)
+        .arg(m_stream.format.size.width())
+        .arg(m_stream.format.size.height())
+        .arg(m_stream.format.fps)
+        .arg(m_stream.format.rtpPayloader());
+}
+
+void StreamServer::addSink(GstAppSrc *source)
+{
+    const std::lock_guard lock(m_mutex);
+    m_sinks.push_back({GST_APP_SRC(gst_object_ref(source)), false});
+}
+
+void StreamServer::removeSink(GstAppSrc *source)
+{
+    const std::lock_guard lock(m_mutex);
+    m_sinks.remove_if([source](const Sink &sink) {
+        if (sink.source != source)
+            return false;
+        gst_object_unref(sink.source);
+        return true;
+    });
+}
+
+void StreamServer::send(int index)
+{
+    const QByteArray &picture = m_stream.pictures[index];
+    const std::lock_guard lock(m_mutex);
+    m_sentUs[std::size_t(index)] = nowUs();
+    for (Sink &sink : m_sinks) {
+        sink.hasBegun = sink.hasBegun || index % m_stream.format.fps == 0;
+        if (sink.hasBegun)
+            gst_app_src_push_buffer(
+                sink.source, gst_buffer_new_memdup(picture.constData(), gsize(picture.size())));
+    }
+}
+
+void StreamServer::run(const std::stop_token &stop)
+{
+    const std::chrono::nanoseconds interval(1000000000 / m_stream.format.fps);
+    auto next = Clock::now();
+    for (int index = 0; !stop.stop_requested(); ++index) {
+        std::this_thread::sleep_until(next);
+        next += interval;
+        send(index % int(m_stream.pictures.size()));
+    }
+}
+
+} // namespace bench

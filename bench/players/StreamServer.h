@@ -1,0 +1,62 @@
+#pragma once
+
+#include "PreparedStream.h"
+#include "video/RtspServer.h"
+#include "video/VideoFeed.h"
+
+#include <atomic>
+#include <list>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+namespace bench {
+
+/// Sends a prepared loop over RTSP, in time, as a pod would whose encoder takes no time, and notes
+/// when each picture left. A client's stream begins at a key picture.
+class StreamServer : public VideoFeed
+{
+public:
+    explicit StreamServer(PreparedStream stream);
+    ~StreamServer() override;
+    StreamServer(const StreamServer &) = delete;
+    StreamServer &operator=(const StreamServer &) = delete;
+
+    QString url() const { return m_server->url(); }
+
+    const VideoFormat &format() const { return m_stream.format; }
+
+    /// Cuts every client off, and serves them again.
+    void kill() { m_server->kill(); }
+
+    void restart() { m_server->start(0); }
+
+    /// When picture `index` was last sent, by nowUs(); 0 when it was not yet.
+    qint64 sentUs(int index) const { return m_sentUs.at(std::size_t(index)); }
+
+    /// Microseconds by a steady clock.
+    static qint64 nowUs();
+
+    QString launchLine() const override;
+    void addSink(GstAppSrc *source) override;
+    void removeSink(GstAppSrc *source) override;
+
+private:
+    struct Sink
+    {
+        GstAppSrc *source;
+        bool hasBegun;
+    };
+
+    void run(const std::stop_token &stop);
+    void send(int index);
+
+    PreparedStream m_stream;
+    std::vector<std::atomic<qint64>> m_sentUs;
+    std::mutex m_mutex;
+    std::list<Sink> m_sinks;
+    std::unique_ptr<RtspServer> m_server;
+    std::jthread m_thread;
+};
+
+} // namespace bench

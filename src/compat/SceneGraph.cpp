@@ -1,0 +1,72 @@
+#include "SceneGraph.h"
+
+#include <QDebug>
+#include <QGuiApplication>
+#include <QQuickWindow>
+
+#include <algorithm>
+#include <array>
+
+#if QT_CONFIG(opengl)
+#include <QOffscreenSurface>
+#include <QOpenGLContext>
+#include <QOpenGLFunctions>
+#endif
+
+namespace compat {
+
+namespace {
+
+#if QT_CONFIG(opengl)
+
+/// Empty when there is no OpenGL at all; Qt Quick finds that out by itself.
+QByteArray openGLRenderer()
+{
+    QOpenGLContext context;
+    QOffscreenSurface surface;
+    surface.create();
+    if (!context.create() || !context.makeCurrent(&surface))
+        return {};
+    const GLubyte *name = context.functions()->glGetString(GL_RENDERER);
+    return name ? QByteArray(reinterpret_cast<const char *>(name)) : QByteArray();
+}
+
+bool isEmulated(const QByteArray &renderer)
+{
+    constexpr std::array kEmulators = {"llvmpipe", "softpipe", "swrast", "Software Rasterizer"};
+    return std::ranges::any_of(kEmulators,
+                               [&](const char *name) { return renderer.contains(name); });
+}
+
+bool drawsWithOpenGL()
+{
+    const QString platform = QGuiApplication::platformName();
+    return platform == QLatin1String("xcb") || platform.startsWith(QLatin1String("wayland"));
+}
+
+#endif
+
+bool isChosenAlready()
+{
+    constexpr std::array kChoices = {"QT_QUICK_BACKEND", "QMLSCENE_DEVICE", "QSG_RHI_BACKEND",
+                                     "QSG_RENDER_LOOP"};
+    return std::ranges::any_of(kChoices,
+                               [](const char *name) { return qEnvironmentVariableIsSet(name); });
+}
+
+} // namespace
+
+void avoidEmulatedOpenGL()
+{
+#if QT_CONFIG(opengl)
+    if (isChosenAlready() || !drawsWithOpenGL())
+        return;
+    const QByteArray renderer = openGLRenderer();
+    if (!isEmulated(renderer))
+        return;
+    qDebug() << "[SceneGraph] 无GPU，使用软件渲染:" << renderer;
+    QQuickWindow::setSceneGraphBackend(QStringLiteral("software"));
+#endif
+}
+
+} // namespace compat

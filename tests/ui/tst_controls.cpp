@@ -1,0 +1,194 @@
+#include "UiHarness.h"
+
+#include <QTest>
+
+#include <memory>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr int kWaitMs = 10000;
+const QByteArray kStored = "[RTSP]\nrtspIp=\n[TCP]\ndeviceIp=127.0.0.1\ndevicePort=2001\n";
+
+struct Row
+{
+    const char *steps;
+    const char *outcome;
+};
+
+constexpr Row kFrames[] = {
+    // The window
+    {"click photobutton", "12 00 00 00"},
+    {"click recordbutton", "12 01 00 00"},
+    {"menu hzhbutton hzhMenu; click mousekjginrcx", "14 00 00 00"},
+    {"menu hzhbutton hzhMenu; click mousercxincjg", "14 00 01 00"},
+    {"menu hzhbutton hzhMenu; click mousekjg", "14 00 02 00"},
+    {"menu hzhbutton hzhMenu; click mousercx", "14 00 03 00"},
+    {"menu wcbutton wcMenu; click mousebr", "15 00 00 00"},
+    {"menu wcbutton wcMenu; click mousehr", "15 00 01 00"},
+    {"menu wcbutton wcMenu; click mousecr", "15 00 02 00"},
+    {"menu centerbutton centerMenu; click mouse1", "13 03 00 00"},
+    {"menu centerbutton centerMenu; click mouse2", "13 02 00 00"},
+    {"menu gimbalbutton modeMenu; click mousefollow", "13 00 00 00"},
+    {"menu gimbalbutton modeMenu; click mouselock", "13 01 00 00"},
+    {"menu gimbalbutton modeMenu; click mousefpv", "13 06 00 00"},
+    {"rightclick videoRenderer", "11 01 00 00"},
+    {"backend isTracking 1; click closeTrackBtn", "11 01 00 00"},
+    {"tap W", "00 08 00 80, 00 00 00 00"},
+    {"tap S", "00 10 00 80, 00 00 00 00"},
+    {"tap A", "00 04 80 00, 00 00 00 00"},
+    {"tap D", "00 02 80 00, 00 00 00 00"},
+    {"tap Q", "00 20 04 00, 00 60 00 00"},
+    {"tap E", "00 40 04 00, 00 60 00 00"},
+    {"wheel -120", "00 20 04 00, 00 60 00 00"},
+    {"wheel 120; wheel 120", "00 40 04 00, 00 40 04 00, 00 60 00 00"},
+    {"menu zoomButton zoomMenu; click mouseIn", "00 40 04 00, 00 60 00 00"},
+    {"menu zoomButton zoomMenu; click mouseOut", "00 20 04 00, 00 60 00 00"},
+    {"menu hzhbutton hzhMenu; tap D; tap Escape", "00 02 80 00, 00 00 00 00"},
+    {"backend isManualFocus 1; click plusButton", "1d 02 00 00, 1d 04 00 00"},
+    {"backend isManualFocus 1; click minusButton", "1d 03 00 00, 1d 04 00 00"},
+    {"drag 8 8; drop 8 8; tap E", "00 40 04 00, 00 60 00 00"}, // too short to steer
+    // The drawer; each switch to its other state and back
+    {"page 0; click b7nQueryButton", "21 01 00 00"},
+    {"page 1; click rebootButton", "22 02 00 00"},
+    {"page 1; click uprightButton", "13 07 00 00"},
+    {"page 1; click invertedButton", "13 08 00 00"},
+    {"page 1; pick comboboxprotocoltype 1", "20 01 01 00"},
+    {"page 1; pick comboboxfrequency 2", "20 00 02 00"},
+    {"page 1; type pitchInput -90; click turnToButton", "ee 84 08 7c fc 00 00 f2"},
+    {"page 1; type pitchInput 999; click turnToButton", "ee 84 08 2c 01 00 00 a7"},
+    {"page 1; type yawInput -181; click turnToButton", "ee 84 08 00 00 f8 f8 6a"},
+    {"page 1; type pitchInput 6; tap Return", "ee 84 08 3c 00 00 00 b6"},
+    {"page 2; pick followframesizecombo 5", "24 00 05 00"},
+    {"page 2; type kjgrowCombo 12; click kjgzoomtobutton", "1f 00 0c 00"},
+    {"page 2; pick rcxrowCombo 3; click rcxzoomtobutton", "17 00 04 00"},
+    {"page 2; click manualfocusrowSwitch; click manualfocusrowSwitch", "1d 00 00 00, 1d 01 00 00"},
+    {"page 2; click osdshowrowSwitch; click osdshowrowSwitch", "19 01 00 00, 19 00 00 00"},
+    {"page 2; click targetcheckrowSwitch; click targetcheckrowSwitch", "11 03 00 00, 11 02 00 00"},
+    {"page 2; click trackautozoomrowSwitch; click trackautozoomrowSwitch",
+     "1a 00 00 00, 1a 01 00 00"},
+    {"page 2; click continuousdistancerowSwitch; click continuousdistancerowSwitch",
+     "16 01 00 00, 16 02 00 00"},
+    {"page 2; click clearfrogrowSwitch; click clearfrogrowSwitch", "1c 05 03 00, 1c 06 00 00"},
+    {"page 2; click electroniczoomrowSwitch; click electroniczoomrowSwitch",
+     "1c 00 00 00, 1c 01 00 00"},
+    {"page 2; click laserlightrowSwitch; click laserlightrowSwitch", "1b 00 00 00, 1b 01 00 00"},
+    {"page 2; click pointtrackrowSwitch; click pointtrackrowSwitch", "11 01 00 00"}, // off only
+    {"page 3; click sbusQueryButton", "1e 00 00 00"},
+    {"page 5; click leftbutton1; click leftbutton2", "27 00 00 00, 27 00 00 01"},
+    {"page 5; click rightbutton1; click rightbutton2", "27 00 01 00, 27 00 01 01"},
+    {"page 5; click upbutton1; click upbutton2", "27 00 02 00, 27 00 02 01"},
+    {"page 5; click downbutton1; click downbutton2", "27 00 03 00, 27 00 03 01"},
+};
+
+// Those of the TCP form are made without a link.
+constexpr Row kRefusals[] = {
+    {"page 0; type urlInput http://x; click urlButton", "请输入以 rtsp:// 或 udp:// 开头的流地址"},
+    {"page 0; type ipInput 1.2.3.256; click tcpButton", "请输入正确的IP地址"},
+    {"page 0; type ipInput 1.2.3; click tcpButton", "请输入正确的IP地址"},
+    {"page 0; type ipInput 1.2.3.4.5; click tcpButton", "请输入正确的IP地址"},
+    {"page 0; type ipInput 1..3.4; click tcpButton", "请输入正确的IP地址"},
+    {"page 0; type ipInput 1.2.3.4x; click tcpButton", "请输入正确的IP地址"},
+    {"page 0; type ipInput 1.2.3.-4; click tcpButton", "请输入正确的IP地址"},
+    {"page 0; type portInput 0; click tcpButton", "请输入正确的端口 (1-65535)"},
+    {"page 0; type portInput 65536; click tcpButton", "请输入正确的端口 (1-65535)"},
+    {"page 0; type portslist; click comButton", "错误: 没有选择有效的串口"},
+    {"page 0; type baudRateInput; click comButton", "请输入正确的波特率"},
+    {"page 0; type ipaddresstext 1.2.3.4; click b7nSetButton",
+     "请输入或选择正确的IP地址，网关，码率，分辨率和编码方式"},
+    {"page 1; type pitchInput; click turnToButton", "请输入正确的俯仰和航向角度"},
+    {"page 1; type yawInput 1-; click turnToButton", "请输入正确的俯仰和航向角度"},
+    {"page 2; type kjgrowCombo 41; click kjgzoomtobutton", "请输入正确的变倍倍数: 1-40"},
+    {"page 2; type rcxrowCombo 0; click rcxzoomtobutton", "请输入正确的变倍倍数: 1-8"},
+    {"page 6; type updatebaudRateInput 9600; click comupdateButton", "请选择固件文件"},
+};
+
+template<qsizetype size>
+void addRows(const Row (&rows)[size])
+{
+    QTest::addColumn<QString>("steps");
+    QTest::addColumn<QString>("outcome");
+    for (const Row &row : rows)
+        QTest::newRow(row.steps) << QString::fromUtf8(row.steps) << QString::fromUtf8(row.outcome);
+}
+
+} // namespace
+
+/// From each of the operator's gestures to the bytes on the control link, good input and bad. One
+/// interface serves all rows, that none may leave traces in.
+class TestControls : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void cleanupTestCase();
+    void init();
+    void gestureSendsItsFrames_data() { addRows(kFrames); }
+    void gestureSendsItsFrames();
+    void badInputSendsNothing_data() { addRows(kRefusals); }
+    void badInputSendsNothing();
+
+private:
+    std::unique_ptr<UiHarness> m_ui;
+};
+
+void TestControls::initTestCase()
+{
+    UiHarness::prepare();
+    m_ui = std::make_unique<UiHarness>(kStored, false);
+}
+
+void TestControls::cleanupTestCase()
+{
+    m_ui.reset();
+    QCOMPARE(UiHarness::warnings(), QStringList());
+}
+
+void TestControls::init()
+{
+    // A page's fields are new whenever it is opened.
+    m_ui->play(u"dismiss; page 4; set podControlDrawer visible 0; backend isManualFocus 0; "
+               "backend isTracking 0"_s);
+    m_ui->pod().take();
+}
+
+void TestControls::gestureSendsItsFrames()
+{
+    QFETCH(QString, steps);
+    QFETCH(QString, outcome);
+    if (!m_ui->backend().isConnected())
+        QVERIFY(m_ui->connectPod());
+    m_ui->play(steps);
+    EXPECT_FRAMES(m_ui->pod(), outcome);
+    // With its message away the keys steer, and nothing else was on its way.
+    m_ui->play(u"dismiss"_s);
+    QTRY_VERIFY_WITH_TIMEOUT(m_ui->video()->hasActiveFocus(), kWaitMs);
+    m_ui->play(u"tap W"_s);
+    EXPECT_FRAMES(m_ui->pod(), u"00 08 00 80, 00 00 00 00"_s);
+}
+
+void TestControls::badInputSendsNothing()
+{
+    QFETCH(QString, steps);
+    QFETCH(QString, outcome);
+    const bool linked = !steps.contains(u"tcpButton");
+    if (!linked)
+        m_ui->backend().resetConnection();
+    else if (!m_ui->backend().isConnected())
+        QVERIFY(m_ui->connectPod());
+    m_ui->play(steps);
+    QTRY_COMPARE_WITH_TIMEOUT(m_ui->boxText(), outcome, kWaitMs);
+    m_ui->play(u"tap Escape"_s);
+    QTRY_VERIFY_WITH_TIMEOUT(m_ui->video()->hasActiveFocus(), kWaitMs);
+    QCOMPARE(m_ui->pod().take(), QString());
+    QCOMPARE(m_ui->backend().isConnected(), linked);
+    QCOMPARE(m_ui->setting(u"TCP/deviceIp"_s).toString(), u"127.0.0.1"_s);
+    QCOMPARE(m_ui->setting(u"TCP/devicePort"_s).toInt(), 2001);
+    QCOMPARE(m_ui->setting(u"RTSP/rtspIp"_s).toString(), QString());
+    QVERIFY(!m_ui->setting(u"COM/baudRate"_s).isValid());
+}
+
+QTEST_MAIN(TestControls)
+#include "tst_controls.moc"
