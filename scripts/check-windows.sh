@@ -7,7 +7,7 @@ cd "$(dirname "$0")/.."
 
 scripts/install-packages.sh g++-mingw-w64-x86-64-posix
 out=build/windows-check
-mkdir -p $out/include
+mkdir -p $out/include $out/sdl/SDL2
 headers=$(qmake6 -query QT_INSTALL_HEADERS)
 
 # Apart from their neighbours in the system's include folders, which are Linux's.
@@ -15,10 +15,12 @@ for library in libavformat libavcodec libavutil libswscale; do
   ln -sfn "$(pkg-config --variable=includedir $library)/$library" $out/include/$library
 done
 ln -sfn /usr/include/SDL2 $out/include/SDL2
+# Debian's SDL reads what its system has from this file; these hold for Windows.
+printf '#define HAVE_%s_H 1\n' STDARG STDDEF STDINT STRING >$out/sdl/SDL2/_real_SDL_config.h
 
 flags=(-std=c++20 -O1 -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror -DUNICODE -D_UNICODE
   -DQT_NO_CAST_FROM_ASCII -DQT_NO_CAST_TO_ASCII '-DPODCONSOLE_UPGRADE_SERVER="127.0.0.1"'
-  -Isrc -isystem "$headers" -isystem $out/include -isystem $out/include/SDL2)
+  -Isrc -isystem "$headers" -isystem $out/include -isystem $out/include/SDL2 -isystem $out/sdl)
 for module in Core Gui Qml QmlModels QmlIntegration Quick QuickControls2 Network SerialPort Concurrent OpenGL; do
   flags+=(-isystem "$headers/Qt$module")
 done

@@ -40,6 +40,7 @@ void SerialCommunication::createPort()
     m_port = new QSerialPort(this);
     connect(m_port, &QSerialPort::readyRead, this, &SerialCommunication::handleReadyRead);
     connect(m_port, &QSerialPort::errorOccurred, this, &SerialCommunication::handleError);
+    serial_hangup::watch(*m_port);
 }
 
 void SerialCommunication::configurePort(const QString &portName, int baudRate)

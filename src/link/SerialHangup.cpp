@@ -1,6 +1,7 @@
 #include "SerialHangup.h"
 
 #include <QSerialPort>
+#include <QTimer>
 #include <QtGlobal>
 
 #include <cerrno>
@@ -21,6 +22,20 @@ bool isGone(const QSerialPort &port)
 #else
     Q_UNUSED(port);
     return false;
+#endif
+}
+
+void watch(QSerialPort &port)
+{
+#ifdef Q_OS_UNIX
+    auto *timer = new QTimer(&port);
+    QObject::connect(timer, &QTimer::timeout, &port, [&port] {
+        if (isGone(port))
+            emit port.errorOccurred(QSerialPort::ReadError);
+    });
+    timer->start(kWatchMs);
+#else
+    Q_UNUSED(port);
 #endif
 }
 

@@ -69,6 +69,7 @@ void SerialPortCommunicator::createPort()
     connect(m_port, &QSerialPort::readyRead, this, &SerialPortCommunicator::onReadyRead);
     connect(m_port, &QSerialPort::bytesWritten, this, &SerialPortCommunicator::onBytesWritten);
     connect(m_port, &QSerialPort::errorOccurred, this, &SerialPortCommunicator::passErrorOn);
+    serial_hangup::watch(*m_port);
     m_times.opened = QDateTime::currentDateTime();
 }
 
