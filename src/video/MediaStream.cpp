@@ -126,6 +126,12 @@ private:
 
     bool findVideo()
     {
+        if (isRtsp()) {
+            // What the analysis reads is shown at once: thrown away, the next key picture would
+            // have to be waited for. And it needs no measure of the rate, which nothing uses.
+            m_parts.format->flags &= ~AVFMT_FLAG_NOBUFFER;
+            m_parts.format->fps_probe_size = 0;
+        }
         if (avformat_find_stream_info(m_parts.format.get(), nullptr) < 0)
             return fail(QStringLiteral("无法获取流信息"));
         m_parts.videoIndex = bestVideo();
