@@ -1,5 +1,6 @@
 #include "InterfaceSetup.h"
 
+#include "compat/Graphics.h"
 #include "compat/KeyRepeat.h"
 #include "compat/QtCompat.h"
 #include "input/JoystickInput.h"
@@ -29,6 +30,7 @@ void prepareInterface()
     qmlRegisterType<VideoRenderer>("VideoRenderer", 1, 0, "VideoRenderer");
     qmlRegisterType<MotionGuard>("MotionGuard", 1, 0, "MotionGuard");
     qmlRegisterType<JoystickInput>("Joystick", 1, 0, "JoystickInput");
+    compat::avoidEmulatedGraphics();
     compat::provideSettingsType();
     compat::makeKeyRepeatTellable();
     QQuickStyle::setStyle(QStringLiteral("Material"));
