@@ -17,6 +17,9 @@ ApplicationWindow {
 
     readonly property string defaultPodAddress: "192.168.10.20"
     readonly property int margin: 5
+    // How long a decoded picture may wait for the window, in ms. Several times the rate of any
+    // stream: asking for a picture that is shown already costs nothing.
+    readonly property int frameInterval: 5
 
     property string rtspUrl: ""
     property string oldDeviceIp: ""
@@ -167,6 +170,7 @@ ApplicationWindow {
     }
 
     Component.onCompleted: {
+        videoRenderer.setFrameInterval(frameInterval);
         readSettings();
         console.log("RTSP播放器启动完成");
     }
