@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs what building, running and testing need on Debian 12. Does nothing, and needs no network,
 # when everything is there already.
+# Usage: install-packages.sh [--players]     (also what the console is compared with)
 set -euo pipefail
 
 packages=(
@@ -24,6 +25,9 @@ packages=(
   ffmpeg lrzsz libbenchmark-dev xvfb xauth xdotool imagemagick librsvg2-bin
   clang-format clang-tidy
 )
+if [[ ${1:-} == --players ]]; then
+  packages+=(mpv gstreamer1.0-tools gstreamer1.0-x)
+fi
 
 missing=()
 for package in "${packages[@]}"; do
