@@ -1,6 +1,7 @@
 // The video item against podsim: its painting, its texts, and how it brings a stream back.
 
 #include "PodSim.h"
+#include "video/FFmpegPlayer.h"
 #include "video/VideoRenderer.h"
 
 #include <QImage>
@@ -361,6 +362,9 @@ void TestRenderer::stopEndsTheRetries()
 void TestRenderer::manualReconnectBeginsAtOnce()
 {
     PodSim sim(kSmallPicture);
+    // A server whose encoder has yet to start may take longer than an attempt's half second.
+    FFmpegPlayer watcher;
+    QVERIFY(watcher.open(sim.rtspUrl()));
     VideoRenderer item;
     item.setSource(sim.rtspUrl());
     StatusLog statuses(item);
