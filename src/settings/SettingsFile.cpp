@@ -30,6 +30,7 @@ bool isDamaged(const QString &path)
     if (file.size() > kLargest || !isText(file.readAll()))
         return true;
     const QSettings reader(path, QSettings::IniFormat);
+    reader.allKeys(); // parses every group
     return reader.status() == QSettings::FormatError;
 }
 

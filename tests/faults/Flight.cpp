@@ -10,6 +10,8 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr int kPollMs = 4;
+constexpr int kTypings = 3;
+constexpr int kTypedMs = 3000;
 constexpr int kLogTailBytes = 1500;
 
 QStringList withLog(QStringList arguments, const QTemporaryDir &scratch)
@@ -162,11 +164,18 @@ bool Flight::click(const char *object)
 
 bool Flight::enter(const char *field, const QString &text)
 {
-    if (!click(field))
-        return false;
-    input("key --delay 1 ctrl+a");
-    input("type --delay 1 " + text.toLatin1());
-    return true;
+    const auto holdsText = [&] {
+        return get(field, "text") == text || get(field, "editText") == text;
+    };
+    // On a busy machine a key may overtake the click that is to give the field the keyboard.
+    for (int i = 0; i < kTypings && !holdsText(); ++i) {
+        if (!click(field) || !waitFor([&] { return get(field, "activeFocus") == "true"_L1; }))
+            return false;
+        input("key --delay 1 ctrl+a");
+        input("type --delay 1 " + text.toLatin1());
+        waitFor(holdsText, kTypedMs);
+    }
+    return holdsText();
 }
 
 bool Flight::openDrawer(int page)

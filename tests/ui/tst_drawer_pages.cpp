@@ -1,7 +1,10 @@
 #include "DrawerUi.h"
 
+#include "support/SilentListener.h"
+
 #include <QRegularExpression>
 #include <QTest>
+#include <QTimer>
 
 #include <functional>
 
@@ -10,6 +13,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr int kWaitMs = 10000;
+constexpr int kTurnMs = 1000; // into a connect that takes three times as long
 constexpr int kSbusChannels = 24;
 
 QByteArray versionReply(int model)
@@ -52,6 +56,7 @@ private slots:
     void refusalIsToldInTheChosenLanguage();
     void tcpConnectsStoresAndDisconnects();
     void failedConnectionIsTold();
+    void pageTurnedWhileConnecting();
     void streamAddressIsStoredAndApplied();
     void encoderFormShowsThePodAndWritesItBack();
     void unreadSbusMapIsQueriedInsteadOfWritten();
@@ -131,6 +136,24 @@ void TestDrawerPages::failedConnectionIsTold()
     QTRY_VERIFY_WITH_TIMEOUT(boxText(ui).startsWith(u"串口连接失败"_s), kWaitMs);
     QCOMPARE(ui.property(u"statusText"_s, "text").toString(), u"串口连接失败"_s);
     QCOMPARE(ui.setting(u"COM/baudRate"_s).toInt(), 115200);
+}
+
+void TestDrawerPages::pageTurnedWhileConnecting()
+{
+    const SilentListener silent;
+    DrawerUi ui("[RTSP]\nrtspIp=\n[TCP]\ndeviceIp=127.0.0.1\ndevicePort="
+                    + QByteArray::number(silent.port()),
+                false);
+    openPage(ui, Info);
+    // Within the wait for the silent pod, which serves events.
+    bool turned = false;
+    QTimer::singleShot(kTurnMs, [&] {
+        turned = ui.backend().connectionType() == u"TCP"_s && !ui.backend().isConnected();
+        openPage(ui, Gimbal);
+    });
+    ui.click(u"tcpButton"_s);
+    QTRY_VERIFY_WITH_TIMEOUT(boxText(ui).contains(u"TCP 连接失败"_s), kWaitMs);
+    QVERIFY(turned);
 }
 
 void TestDrawerPages::streamAddressIsStoredAndApplied()
