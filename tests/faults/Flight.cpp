@@ -12,7 +12,6 @@ namespace {
 constexpr int kPollMs = 4;
 constexpr int kTypings = 3;
 constexpr int kTypedMs = 3000;
-constexpr int kLogTailBytes = 1500;
 
 QStringList withLog(QStringList arguments, const QTemporaryDir &scratch)
 {
@@ -89,12 +88,12 @@ Flight::Flight(const Setup &setup)
 
 QString Flight::settingsPath() const { return m_folder + u"/device_config.ini"_s; }
 
-QString Flight::logTail() const
+QString Flight::logTail(qint64 bytes) const
 {
     QFile log(m_scratch.filePath(u"console.log"_s));
     if (!log.open(QIODevice::ReadOnly))
         return {};
-    log.seek(std::max<qint64>(log.size() - kLogTailBytes, 0));
+    log.seek(std::max<qint64>(log.size() - bytes, 0));
     return QString::fromUtf8(log.readAll());
 }
 

@@ -24,7 +24,8 @@ namespace {
 constexpr int kLossMs = 20000;     // a lost stream is noticed within 3 s and tried again after 5 s
 constexpr int kVanishedMs = 15000; // a vanished peer is noticed within 9 s
 constexpr int kLevelMs = 45000;    // idle pool threads end after 30 s
-constexpr int kSlackKib = 4096;    // allocators keep some of what was freed
+constexpr int kSlackKib = 8192;    // allocators keep some of what was freed
+constexpr qint64 kWholeLog = 1 << 30;
 constexpr int kSampleMs = 1000;
 constexpr int kAnswerMs = 1000;
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
@@ -95,7 +96,10 @@ public:
     void expectControl()
     {
         const int ms = m_flight->measureControl();
-        expect(ms >= 0, u"a command took over %1 ms"_s.arg(Flight::kControlMs));
+        expect(ms >= 0,
+               u"a command took over %1 ms; window active: %2, video has the keyboard: %3"_s.arg(
+                   QString::number(Flight::kControlMs), flight().get("mainWindow", "active"),
+                   flight().get("videoRenderer", "activeFocus")));
         m_worstMs = std::max(m_worstMs, ms);
     }
 
@@ -402,7 +406,9 @@ void unknownPids(Trial &t)
     t.begin({.podArguments = {u"--udp"_s, address, u"--fault"_s, u"video data on"_s},
              .streamUrl = u"udp://"_s + address});
     t.takeLevel();
-    QThread::sleep(8);
+    QThread::sleep(8); // all PIDs have come
+    t.expect(!t.flight().logTail(kWholeLog).contains(u"av_read_frame"_s),
+             u"the unknown packets disturb reading"_s);
     t.restore();
     t.expectLevel();
     t.expectRecordInOrder();
@@ -581,7 +587,8 @@ QString reportOf(const QStringList &lines, int seconds)
            "during "
            "the fault or right after it (worst case given), resident memory (MiB) returns to "
            "within "
-           "4 MiB, and descriptors and threads return exactly.\n\n"
+           "8 MiB, and there are no more descriptors and threads than before (an idle thread of a "
+           "pool ends after 30 s).\n\n"
            "| fault | what must hold | outcome | shown to the operator | control (ms) | memory | "
            "descriptors | threads |\n|---|---|---|---|---|---|---|---|\n"_s
                .arg(QDate::currentDate().toString(Qt::ISODate))
