@@ -33,10 +33,9 @@ public:
     bool isMade() const { return m_made; }
     QString host() const { return m_net + u'1'; }
     QStringList launcher() const { return {u"ip"_s, u"netns"_s, u"exec"_s, m_name}; }
-    void set(const char *state)
-    {
-        sh(u"ip link set %1 %2"_s.arg(m_name, QLatin1StringView(state)));
-    }
+    /// Without the pod's address what the console sends goes nowhere, and nobody tells it.
+    void cut() { sh(u"ip addr del %2/30 dev %1"_s.arg(m_name, host())); }
+    void mend() { sh(u"ip addr add %2/30 dev %1"_s.arg(m_name, host())); }
 
 private:
     static bool sh(const QString &line) { return run(u"sh"_s, {u"-c"_s, line + u" 2>&1"_s}); }

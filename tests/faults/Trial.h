@@ -16,7 +16,7 @@ public:
     /// Flies a console of the row's own, until land().
     void begin(const Flight::Setup &setup);
     void land() { m_own.reset(); }
-    void use(Flight &flight);
+    void use(Flight &flight) { m_flight = &flight; }
     void skip(const QString &reason) { m_skipped = reason; }
 
     void fault(const QString &line) { m_flight->pod().fault(line); }

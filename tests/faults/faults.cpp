@@ -83,10 +83,10 @@ void halfOpenLink(Trial &t)
              .launcher = link.launcher()});
     t.takeLevel();
     t.move("w");
-    link.set("down");
+    link.cut();
     t.release("w");
     t.expectShown(u"未连接"_s, kVanishedMs);
-    link.set("up");
+    link.mend();
     t.restore();
     t.expectLevel();
     t.expectRecordInOrder();
