@@ -10,8 +10,8 @@
 
 namespace {
 
-constexpr qint64 kLargest = 1024 * 1024; // bytes; the console writes less than one thousandth
-constexpr qint64 kTrialBytes = 4096;     // as much as a file system hands out at once
+constexpr qint64 kLargest = 1 << 20; // bytes; the console writes less than one thousandth
+constexpr qint64 kTrialBytes = 4096; // as much as a file system hands out at once
 
 /// A power cut leaves blocks of zeros, a wrong file anything; Qt's own reader takes some of it.
 bool isText(const QByteArray &content)
