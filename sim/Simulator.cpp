@@ -75,8 +75,7 @@ bool Simulator::startVideo(QString &error)
     if (!m_options.udpHost.isEmpty()) {
         udp = std::make_unique<UdpSender>(*pump, m_options.udpHost, m_options.udpPort);
         error = udp->errorString();
-        dataPids =
-            std::make_unique<DataPids>(QHostAddress(m_options.udpHost), m_options.udpPort);
+        dataPids = std::make_unique<DataPids>(QHostAddress(m_options.udpHost), m_options.udpPort);
     }
     return error.isEmpty();
 }

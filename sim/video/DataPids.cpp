@@ -6,7 +6,7 @@ namespace {
 
 constexpr int kPacketBytes = 188;
 constexpr int kPacketsADatagram = 7;
-constexpr int kIntervalMs = 1;
+constexpr int kIntervalMs = 10;
 
 QByteArray packetOf(quint16 pid)
 {

@@ -23,5 +23,5 @@ private:
     quint16 m_pid = kFirstPid;
 
     static constexpr quint16 kFirstPid = 0x200; // above what the muxer uses
-    static constexpr quint16 kLastPid = 0x1FF0;
+    static constexpr quint16 kLastPid = 0x9FF;  // twice as many as FFmpeg takes streams
 };

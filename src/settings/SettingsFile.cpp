@@ -10,8 +10,8 @@
 
 namespace {
 
-constexpr qint64 kLargest = 1024 * 1024; // bytes; the console writes less than one thousandth
-constexpr qint64 kTrialBytes = 4096;     // as much as a file system hands out at once
+constexpr qint64 kLargest = 1 << 20; // bytes; the console writes less than one thousandth
+constexpr qint64 kTrialBytes = 4096; // as much as a file system hands out at once
 
 bool isDamaged(const QString &path)
 {
@@ -21,6 +21,7 @@ bool isDamaged(const QString &path)
     if (file.size() > kLargest || !settings_text::isPlain(file.readAll()))
         return true;
     const QSettings reader(path, QSettings::IniFormat);
+    reader.allKeys(); // parses every group
     return reader.status() == QSettings::FormatError;
 }
 

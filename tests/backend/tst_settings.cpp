@@ -3,6 +3,7 @@
 #include "LogCatcher.h"
 #include "compat/QtCompat.h"
 #include "compat/Settings.h"
+#include "settings/SettingsFile.h"
 #include "settings/SettingsText.h"
 
 #include <QDir>
@@ -25,6 +26,8 @@ private slots:
     void groupsOfOneFile();
     void badFile();
     void typedValuesAreNotPlain();
+    void damagedFileIsKeptAside_data();
+    void damagedFileIsKeptAside();
     void qmlUsesIt();
 
 private:
@@ -97,6 +100,53 @@ void TestSettings::typedValuesAreNotPlain()
         for (const QByteArray &text : texts)
             QVERIFY2(settings_text::isPlain(text) == plain, text.constData());
     }
+}
+
+void TestSettings::damagedFileIsKeptAside_data()
+{
+    QTest::addColumn<QByteArray>("content");
+    QTest::addColumn<bool>("damaged");
+    const auto row = [](const char *name, const QByteArray &content, bool damaged) {
+        QTest::newRow(name) << content << damaged;
+    };
+    row("empty", "", false);
+    row("comment, group, Chinese", u"; x\n[TCP]\n\nname=吊舱\r\n"_s.toUtf8(), false);
+    row("percent-encoded group", "[%General]\nlanguageIndex=1\n", false);
+    row("zeros of a power cut", QByteArray(4096, '\0'), true);
+    row("zeros after a good beginning", "[TCP]\ndevicePort=2001\n" + QByteArray(100, '\0'), true);
+    row("group without an end", "[TCP\ndevicePort=2001\n", true);
+    row("line without a value", "[TCP]\ndevicePort\n", true);
+    row("far too long", "[TCP]\nx=" + QByteArray(2 << 20, 'x'), true);
+}
+
+void TestSettings::damagedFileIsKeptAside()
+{
+    QFETCH(QByteArray, content);
+    QFETCH(bool, damaged);
+    const QTemporaryDir folder;
+    const QString path = folder.filePath(u"device_config.ini"_s);
+    const auto contentOf = [](const QString &name) {
+        QFile file(name);
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("none");
+    };
+    const auto write = [](const QString &name, const QByteArray &bytes) {
+        QFile file(name);
+        return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
+    };
+    // One was kept before; the newest counts.
+    QVERIFY(write(path + SettingsFile::kKeptSuffix, "older") && write(path, content));
+    SettingsFile guarded;
+    guarded.setPath(path);
+    QCOMPARE(guarded.state(), damaged ? SettingsFile::Damaged : SettingsFile::Sound);
+    QCOMPARE(guarded.keptAs(), damaged ? u"device_config.ini.damaged"_s : QString());
+    QCOMPARE(QFile::exists(path), !damaged);
+    QCOMPARE(contentOf(damaged ? path + SettingsFile::kKeptSuffix : path), content);
+    QCOMPARE(QDir(folder.path()).entryList(QDir::Files).size(), damaged ? 1 : 2);
+
+    guarded.setPath(folder.filePath(u"no folder/device_config.ini"_s));
+    QCOMPARE(guarded.state(), SettingsFile::Unwritable);
+    guarded.setPath(path);
+    QCOMPARE(guarded.state(), SettingsFile::Sound);
 }
 
 void TestSettings::qmlUsesIt()

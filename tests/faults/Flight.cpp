@@ -10,7 +10,8 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr int kPollMs = 4;
-constexpr int kLogTailBytes = 1500;
+constexpr int kTypings = 3;
+constexpr int kTypedMs = 3000;
 
 QStringList withLog(QStringList arguments, const QTemporaryDir &scratch)
 {
@@ -87,12 +88,12 @@ Flight::Flight(const Setup &setup)
 
 QString Flight::settingsPath() const { return m_folder + u"/device_config.ini"_s; }
 
-QString Flight::logTail() const
+QString Flight::logTail(qint64 bytes) const
 {
     QFile log(m_scratch.filePath(u"console.log"_s));
     if (!log.open(QIODevice::ReadOnly))
         return {};
-    log.seek(std::max<qint64>(log.size() - kLogTailBytes, 0));
+    log.seek(std::max<qint64>(log.size() - bytes, 0));
     return QString::fromUtf8(log.readAll());
 }
 
@@ -162,11 +163,18 @@ bool Flight::click(const char *object)
 
 bool Flight::enter(const char *field, const QString &text)
 {
-    if (!click(field))
-        return false;
-    input("key --delay 1 ctrl+a");
-    input("type --delay 1 " + text.toLatin1());
-    return true;
+    const auto holdsText = [&] {
+        return get(field, "text") == text || get(field, "editText") == text;
+    };
+    // On a busy machine a key may overtake the click that is to give the field the keyboard.
+    for (int i = 0; i < kTypings && !holdsText(); ++i) {
+        if (!click(field) || !waitFor([&] { return get(field, "activeFocus") == "true"_L1; }))
+            return false;
+        input("key --delay 1 ctrl+a");
+        input("type --delay 1 " + text.toLatin1());
+        waitFor(holdsText, kTypedMs);
+    }
+    return holdsText();
 }
 
 bool Flight::openDrawer(int page)

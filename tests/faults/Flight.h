@@ -53,7 +53,7 @@ public:
     bool ends(int timeoutMs) { return m_console.succeeds(timeoutMs); }
     Vitals vitals() const { return Vitals::of(m_console.pid()); }
     /// The end of the console's own log.
-    QString logTail() const;
+    QString logTail(qint64 bytes = 1500) const;
 
     bool waitFor(const std::function<bool()> &condition, int timeoutMs = kWaitMs);
 

@@ -1,7 +1,9 @@
+#include "SilentListener.h"
 #include "UiHarness.h"
 
 #include <QRegularExpression>
 #include <QTest>
+#include <QTimer>
 
 #include <functional>
 
@@ -10,6 +12,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr int kWaitMs = 10000;
+constexpr int kTurnMs = 1000; // into a connect that takes three times as long
 constexpr int kSbusChannels = 24;
 
 QByteArray longFrame(const char *hex) { return sealed(QByteArray::fromHex(hex)); }
@@ -35,6 +38,7 @@ private slots:
     void cleanupTestCase() { QCOMPARE(UiHarness::warnings(), QStringList()); }
     void withoutLinkNothingIsTakenOver();
     void linkFormsConnectStoreAndTell();
+    void pageTurnedWhileConnecting();
     void statusLineKeepsReportsAndFollowsTheLanguage();
     void tipsCoverAndTakeNothing_data();
     void tipsCoverAndTakeNothing();
@@ -100,6 +104,24 @@ void TestDrawerPages::linkFormsConnectStoreAndTell()
     QCOMPARE(ui.text(u"statusText"_s), u"URL 已更新: "_s + address);
     QCOMPARE(ui.setting(u"RTSP/rtspIp"_s).toString(), address);
     QCOMPARE(ui.property({}, "rtspUrl").toString(), address);
+}
+
+void TestDrawerPages::pageTurnedWhileConnecting()
+{
+    const SilentListener silent;
+    UiHarness ui("[RTSP]\nrtspIp=\n[TCP]\ndeviceIp=127.0.0.1\ndevicePort="
+                     + QByteArray::number(silent.port()),
+                 false);
+    ui.play(u"page 0"_s);
+    // Within the wait for the silent pod, which serves events.
+    bool turned = false;
+    QTimer::singleShot(kTurnMs, ui.window(), [&] {
+        turned = ui.backend().connectionType() == u"TCP"_s && !ui.backend().isConnected();
+        ui.play(u"page 1"_s);
+    });
+    ui.play(u"click tcpButton"_s);
+    QTRY_VERIFY_WITH_TIMEOUT(ui.boxText().contains(u"TCP 连接失败"_s), kWaitMs);
+    QVERIFY(turned);
 }
 
 void TestDrawerPages::statusLineKeepsReportsAndFollowsTheLanguage()
