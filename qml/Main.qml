@@ -18,6 +18,9 @@ ApplicationWindow {
 
     readonly property string defaultPodAddress: "192.168.10.20"
     readonly property int margin: 5
+    // How long a decoded picture may wait for the window, in ms. Several times the rate of any
+    // stream: asking for a picture that is shown already costs nothing.
+    readonly property int frameInterval: 5
 
     property string rtspUrl: ""
     property string oldDeviceIp: ""
@@ -37,6 +40,8 @@ ApplicationWindow {
     property bool isPodInfoValuesShow: false
 
     property bool streamStarted: false
+    // The video's state has changed under a report and is to be told when that has had its time.
+    property bool videoStateDue: false
 
     width: 1080
     height: 720
@@ -127,19 +132,33 @@ ApplicationWindow {
             && scenePoint.y >= 0 && scenePoint.y < height;
     }
 
-    function showStatus(text: string, color: color) {
-        statusText.text = text;
+    // A text that depends on the language comes as a function, so that the line follows it.
+    function showStatus(text: var, color: color) {
+        reportTimer.stop();
+        statusText.text = typeof text === "function" ? Qt.binding(text) : text;
         statusText.color = color;
     }
 
-    function showError(text: string) {
+    // What came of something that the operator did: a text of Texts, by its name, and what follows
+    // it. The video's state has to wait for it: while the stream is being reconnected it changes all
+    // the time.
+    function report(name: string, color: color, detail = "") {
+        errorTimer.stop();
+        showStatus(() => Texts[name] + detail, color);
+        videoStateDue = false;
+        reportTimer.restart();
+    }
+
+    function showError(text: var) {
         showStatus(text, Theme.statusError);
         errorTimer.restart();
     }
 
     function showVideoState() {
-        showStatus("状态: " + videoRenderer.status,
-                   videoRenderer.playing ? Theme.statusGood : Theme.statusIdle);
+        videoStateDue = reportTimer.running;
+        if (!videoStateDue)
+            showStatus("状态: " + videoRenderer.status,
+                       videoRenderer.playing ? Theme.statusGood : Theme.statusIdle);
     }
 
     // What makes no sense as a number leaves the default standing.
@@ -171,14 +190,12 @@ ApplicationWindow {
         console.log("手动应用新 URL:", newUrl);
         isManuallyUpdating = true;
         rtspUrl = newUrl;
-        // The item goes on playing what it has; only a stopped one opens the new address.
-        if (videoRenderer.playing)
-            videoRenderer.stop();
         showStatus("URL已更新，重新连接中...", Theme.statusWarning);
         reconnectTimer.restart();
     }
 
     Component.onCompleted: {
+        videoRenderer.setFrameInterval(frameInterval);
         readSettings();
         console.log("RTSP播放器启动完成");
     }
@@ -238,10 +255,19 @@ ApplicationWindow {
         onTriggered: mainWindow.showVideoState()
     }
     Timer {
+        id: reportTimer
+        interval: 2000
+        onTriggered: if (mainWindow.videoStateDue) mainWindow.showVideoState()
+    }
+    Timer {
         id: reconnectTimer
         interval: 100
         onTriggered: {
             console.log("手动重新连接...");
+            // The item goes on playing what it has; only a stopped one opens the new address. Not
+            // in applyUrl(): stop() serves events, one of which may destroy who called that.
+            if (videoRenderer.playing)
+                videoRenderer.stop();
             videoRenderer.play();
             mainWindow.isManuallyUpdating = false;
             mainWindow.showVideoState();
@@ -264,7 +290,9 @@ ApplicationWindow {
     }
     Connections {
         target: cMain
-        function onSbusDataError(error: string) { mainWindow.showError("错误: " + error); }
+        function onSbusDataError(error: string) {
+            mainWindow.showError(() => Texts.error + Texts.translated(error));
+        }
     }
 
     ColumnLayout {
@@ -395,6 +423,7 @@ ApplicationWindow {
         anchors.top: parent.top
         anchors.margins: mainWindow.margin
         z: 1
+        tipsBeside: podControlDrawer.visible ? podControlDrawer : podSettings
         onSettingsClicked: mainWindow.showDrawer(!podControlDrawer.visible)
     }
     CloseTrackButton {
@@ -432,6 +461,12 @@ ApplicationWindow {
         id: dragMarkers
         anchors.fill: parent
         z: 999
+    }
+    TipLayer {
+        id: tipLayer
+        parent: mainWindow.contentItem.parent
+        anchors.fill: parent
+        z: 1000001 // one above the popups
     }
     ResizeHandles {
         parent: mainWindow.contentItem.parent

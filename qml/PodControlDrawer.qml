@@ -94,6 +94,10 @@ Rectangle {
         }
     }
 
+    LinkOpener {
+        id: linkOpener
+    }
+
     // Outlives its page: leaving the page must not strand a started upgrade.
     OnlineUpgradeRun {
         id: onlineUpgrade

@@ -51,6 +51,7 @@ Rectangle {
         TitleButton {
             id: minButton
             objectName: "minButton"
+            tipBeside: minButton
             tip: Texts.minimize
             onClicked: titleBar.minimizeClicked()
 
@@ -62,6 +63,7 @@ Rectangle {
         TitleButton {
             id: maxButton
             objectName: "maxButton"
+            tipBeside: minButton
             tip: titleBar.isMaxed ? Texts.restore : Texts.maximize
             onClicked: {
                 const wasMaxed = titleBar.isMaxed;
@@ -80,6 +82,7 @@ Rectangle {
         TitleButton {
             id: closeButton
             objectName: "closeButton"
+            tipBeside: minButton
             hoverColor: Theme.closeHovered
             tip: Texts.close
             onClicked: titleBar.closeClicked()

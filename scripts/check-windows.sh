@@ -23,10 +23,15 @@ for module in Core Gui Qml QmlModels QmlIntegration Quick QuickControls2 Network
   flags+=(-isystem "$headers/Qt$module")
 done
 
+compiler=(x86_64-w64-mingw32-g++-posix)
+if command -v ccache >/dev/null; then
+  compiler=(ccache "${compiler[@]}")
+fi
+
 failed=0 count=0
 while read -r source; do
   object=$out/$(tr / _ <<<"${source%.cpp}").o
-  x86_64-w64-mingw32-g++-posix "${flags[@]}" -c "$source" -o "$object" || failed=$((failed + 1))
+  "${compiler[@]}" "${flags[@]}" -c "$source" -o "$object" || failed=$((failed + 1))
   count=$((count + 1))
 done < <(find src -name '*.cpp' | sort)
 echo "$((count - failed)) of $count sources compile for Windows"

@@ -10,21 +10,19 @@ cd "$(dirname "$0")/.."
 work=build/fuzz
 # Some targets write files; a disk would be the slowest part.
 [[ -w /dev/shm ]] && export TMPDIR=/dev/shm
-# By target: how many inputs the short run takes, the longest input, and what of src/ it is there for.
+# By target: how many inputs the short run takes, the longest input, and which files of src/ it is
+# there for.
 targets=(inbound line_frames net_packet local_upgrade settings player)
 declare -A short_runs=([inbound]=20000 [line_frames]=20000 [net_packet]=20000 [local_upgrade]=10000
   [settings]=5000 [player]=100)
 declare -A longest=([inbound]=128 [line_frames]=512 [net_packet]=512 [local_upgrade]=256 [settings]=256 [player]=32768)
 declare -A sources=(
-  [inbound]="src/protocol/InboundFrames.cpp src/protocol/Field.cpp src/protocol/ModelTable.cpp src/CMainInbound.cpp"
-  [line_frames]="src/firmware/online/LineFrameAssembler.cpp src/firmware/online/LineCoding.cpp
-    src/firmware/online/CommandFrameObject.cpp src/firmware/online/ResponseFrameObject.cpp
-    src/firmware/online/UpgradeExchange.cpp"
-  [local_upgrade]="src/firmware/local src/firmware/UpgradeLog.cpp"
-  [settings]="src/settings/SettingsText.cpp src/compat/Settings.cpp"
-  [player]="src/video/MediaStream.cpp src/video/DecodeTask.cpp src/video/FrameConverter.cpp src/video/PlaybackState.cpp"
-  [net_packet]="src/firmware/online/NetPacket.cpp src/firmware/online/FirmwareChunks.cpp
-    src/firmware/online/UpgradeExchange.cpp"
+  [inbound]='protocol/(InboundFrames|Field|ModelTable)|CMainInbound'
+  [line_frames]='LineFrameAssembler|LineCoding|FrameObject|UpgradeExchange'
+  [net_packet]='NetPacket|FirmwareChunks|UpgradeExchange'
+  [local_upgrade]='firmware/(local/|UpgradeLog)'
+  [settings]='settings/SettingsText|compat/Settings'
+  [player]='video/(MediaStream|DecodeTask|FrameConverter|PlaybackState|StreamOptions)'
 )
 
 # One input for every line of hexadecimal digits, '#' begins a comment; or the files of a folder;
@@ -64,7 +62,7 @@ build() {
 run_target() {
   local build=$1 target=$2 options
   shift 2
-  options=(-max_len="${longest[$target]}" -timeout=20 -rss_limit_mb=1024 -malloc_limit_mb=256
+  options=(-max_len="${longest[$target]}" -timeout=60 -rss_limit_mb=1024 -malloc_limit_mb=256
     -artifact_prefix="$work/findings/$target-" -print_final_stats=1)
   # What QSettings keeps looks like a leak to the check after each input; the one at the end knows.
   [[ $target == settings ]] && options+=(-detect_leaks=0)
@@ -76,8 +74,7 @@ run_target() {
 short() {
   local target=$1 seeds
   seeds=$(find "$work/seeds/$target" -type f | sort | paste -sd ,)
-  run_target "$work" "$target" -seed=1 -runs="${short_runs[$target]}" -seed_inputs="$seeds" 2>&1 |
-    tail -n 40
+  run_target "$work" "$target" -verbosity=0 -seed=1 -runs="${short_runs[$target]}" -seed_inputs="$seeds"
 }
 
 long() {
@@ -91,10 +88,13 @@ coverage() {
   LLVM_PROFILE_FILE=$profile.profraw \
     run_target "$build" "$target" -runs=0 "$work/corpus/$target" "$work/seeds/$target" >"$profile.log" 2>&1
   llvm-profdata merge -o "$profile.profdata" "$profile.profraw"
-  echo "$target"
-  # shellcheck disable=SC2086 # a list
   llvm-cov report "$build/fuzz/fuzz_$target" -instr-profile="$profile.profdata" \
-    -show-region-summary=false -show-branch-summary=false ${sources[$target]}
+    -show-region-summary=false -show-branch-summary=false |
+    awk -v target="$target" -v wanted="src/.*(${sources[$target]}).*[.](cpp|h)$" '
+      $1 ~ wanted && $1 !~ /autogen/ {
+        sub(/^.*src/, "src", $1)
+        printf "%-14s %-50s %4d lines, %s\n", target, $1, $(NF - 2), $NF
+      }'
 }
 
 chosen=("${targets[@]}")
@@ -109,7 +109,6 @@ run)
   done
   ;;
 coverage)
-  build
   build fuzz-coverage
   for target in "${chosen[@]}"; do
     coverage "$target"

@@ -5,7 +5,7 @@
 set -euo pipefail
 
 cp -fL /etc/resolv.conf "$1/etc/resolv.conf"
-exec unshare --mount --pid --fork --kill-child bash -c '
+unshare --mount --pid --fork --kill-child bash -c '
   set -e
   folder=$1
   shift
@@ -15,4 +15,7 @@ exec unshare --mount --pid --fork --kill-child bash -c '
   mount --rbind /dev "$folder/dev"
   mount -t tmpfs -o mode=1777 tmp "$folder/tmp"
   exec chroot "$folder" env -i HOME=/root LANG=C.UTF-8 \
-    PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin "$@"' in-root "$@"
+    PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin "$@"' in-root "$@" <&0 &
+# It holds an ordinary end back until its child's; killed, it takes all in there along.
+trap "kill -KILL $!" INT TERM
+wait $!

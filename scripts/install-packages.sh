@@ -24,6 +24,8 @@ packages=(
   # tests, benchmarks, pictures, checks
   ffmpeg lrzsz libbenchmark-dev xvfb xauth xdotool imagemagick librsvg2-bin iproute2
   clang-format clang-tidy
+  # fuzzing
+  clang llvm libclang-rt-dev
   "$@"
 )
 # The reader of SVG pictures is a package of its own from Debian 13 on.

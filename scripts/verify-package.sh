@@ -13,8 +13,8 @@ release=${2:-$(. /etc/os-release && echo "$VERSION_CODENAME")}
 scripts/install-packages.sh debootstrap
 minimal=$(minimal_root "$release" "${3:-}")
 root=$(mktemp -d "$roots/$release-clean.XXXX")
-started=()
-trap 'kill "${started[@]}" 2>/dev/null; wait; rm -rf --one-file-system "$root"' EXIT
+podsim=
+trap 'kill $podsim 2>/dev/null || true; wait; rm -rf --one-file-system "$root"' EXIT
 cp -a "$minimal/." "$root"
 cp "$packages"/*.deb "$root/root"
 in_root "$root" useradd --create-home --shell /bin/bash pilot
@@ -56,12 +56,12 @@ if grep -E "is not installed|is not a type|is not defined|Cannot open|Failed to"
 fi
 
 add podconsole-sim
-in_root "$root" su --login pilot --command \
+scripts/in-root.sh "$root" su --login pilot --command \
   "exec podsim --port 0 --rtsp-port 0 --fault-port 0 --model 1" >run/podsim.out &
-started+=($!)
+podsim=$!
 for ((i = 0; i < 300; ++i)); do
   grep -q '^ready$' run/podsim.out && break
-  kill -0 "${started[0]}"
+  kill -0 $podsim
   sleep 0.1
 done
 mkdir -p "${settings%/*}"

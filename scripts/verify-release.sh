@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Builds and tests the last commit as CI does, from a bare clone in a Debian of its own.
+# Builds and tests the last commit as CI does, from a bare clone in a Debian of its own, then makes
+# the packages there and verifies them on a clean one.
 # Usage: verify-release.sh bookworm|trixie [MIRROR]     (as root; MIRROR: default this machine's)
 # The root is kept for the next time, with its packages and compiler cache.
 set -euo pipefail
@@ -24,4 +25,6 @@ in_root "$root" bash -c '
   cd /root
   git clone -q podconsole.git podconsole
   cd podconsole
-  CI=true bash .ci/run </dev/null'
+  CI=true bash .ci/run </dev/null
+  scripts/package.sh'
+scripts/verify-package.sh "$root/root/podconsole/build/package/packages" "$release" "${2:-}"

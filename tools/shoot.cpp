@@ -6,7 +6,9 @@
 #include "UiHarness.h"
 
 #include <QDir>
+#include <QFile>
 #include <QGuiApplication>
+#include <QTemporaryDir>
 #include <QTest>
 
 #include <functional>
@@ -166,6 +168,40 @@ void shootStates(const QDir &folder)
     scene.shoot(u"state-lost-video"_s);
 }
 
+void shootDrag(const QDir &folder)
+{
+    constexpr QPoint kFrom{420, 330};
+    constexpr QPoint kTo{520, 270};
+    Scene scene(folder, kThermalModel);
+    scene.connectOverTcp();
+    QQuickWindow *window = scene.ui().window();
+    QTest::mousePress(window, Qt::LeftButton, {}, kFrom);
+    QTest::mouseMove(window, kTo);
+    scene.shoot(u"state-drag"_s);
+    QTest::mouseRelease(window, Qt::LeftButton, {}, kTo);
+}
+
+void shootUpgrade(const QDir &folder, const Language &language)
+{
+    constexpr int kFirmwareBytes = 100 * 1024;
+    constexpr int kPercent = 40;
+    QTemporaryDir work;
+    QFile firmware(work.filePath(u"firmware.bin"_s));
+    if (!firmware.open(QIODevice::WriteOnly) || !firmware.resize(kFirmwareBytes))
+        qFatal("shoot: no firmware file");
+    const PodSim bootloader({u"--bootloader"_s, u"--line-baud"_s, u"115200"_s, u"--image"_s,
+                             work.filePath(u"received"_s)});
+    Scene scene(folder, kThermalModel, language.index);
+    UiHarness &ui = scene.ui();
+    ui.play(
+        u"page 6; type filedirectionInput %1; type updateportslist %2; click comupdateButton"_s.arg(
+            firmware.fileName(), bootloader.ptyPath()));
+    waitFor("progress", [&] { return ui.backend().upgradeProgress() > kPercent; });
+    scene.point(kNowhere);
+    scene.shoot(u"upgrade-local"_s + language.suffix, scene.rectOf(u"podControlDrawer"_s));
+    waitFor("upgrade", [&] { return !ui.backend().localUpgradeRunning(); });
+}
+
 void shootMenus(const QDir &folder, const Language &language)
 {
     struct Menu
@@ -252,9 +288,11 @@ int main(int argc, char *argv[])
     UiHarness::prepare();
     shootWindow(folder);
     shootStates(folder);
+    shootDrag(folder);
     for (const Language &language : kLanguages) {
         shootMenus(folder, language);
         shootDrawer(folder, language);
+        shootUpgrade(folder, language);
     }
     return 0;
 }

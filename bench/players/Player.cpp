@@ -20,6 +20,7 @@ QStringList mpvArguments(const QString &url, VideoFormat::Codec)
     return {QStringLiteral("--no-config"),
             QStringLiteral("--profile=low-latency"),
             QStringLiteral("--untimed"),
+            QStringLiteral("--vo=x11"),
             QStringLiteral("--rtsp-transport=udp"),
             QStringLiteral("--no-audio"),
             QStringLiteral("--no-osc"),
@@ -91,8 +92,7 @@ Usage usageOf(qint64 pid)
 
 std::vector<PlayerKind> playerKinds(const QString &console)
 {
-    return {{QStringLiteral("console"), console, consoleArguments, true, false},
-            {QStringLiteral("console-raster"), console, consoleArguments, true, true},
+    return {{QStringLiteral("console"), console, consoleArguments, true},
             {QStringLiteral("gstreamer"), QStringLiteral("gst-launch-1.0"), gstreamerArguments},
             {QStringLiteral("mpv"), QStringLiteral("mpv"), mpvArguments},
             {QStringLiteral("ffplay"), QStringLiteral("ffplay"), ffplayArguments}};
@@ -105,8 +105,7 @@ Player::Player(const PlayerKind &kind, const QString &url, VideoFormat::Codec co
     environment.insert(QStringLiteral("DISPLAY"), display);
     environment.remove(QStringLiteral("QT_QPA_PLATFORM"));
     environment.remove(QStringLiteral("QT_QUICK_BACKEND"));
-    if (kind.softwareRendering)
-        environment.insert(QStringLiteral("QT_QUICK_BACKEND"), QStringLiteral("software"));
+    environment.insert(QStringLiteral("SDL_RENDER_DRIVER"), QStringLiteral("software"));
     if (kind.isConsole) {
         QFile settings(m_folder.filePath(QStringLiteral("device_config.ini")));
         if (!settings.open(QIODevice::WriteOnly))

@@ -26,10 +26,10 @@ struct PlayerKind
     QString program;
     QStringList (*arguments)(const QString &url, VideoFormat::Codec codec);
     bool isConsole = false;
-    bool softwareRendering = false; ///< the console without a graphics driver
 };
 
-/// The console at `console`, drawn either way, and the players to compare it with.
+/// The console at `console`, and the players to compare it with. All of them draw by processor,
+/// which costs each of them less than a driver that emulates a graphics card.
 std::vector<PlayerKind> playerKinds(const QString &console);
 
 /// One such program while it runs, in a folder of its own.

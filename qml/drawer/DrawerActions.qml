@@ -1,5 +1,4 @@
 import QtQuick
-import "../style"
 
 // The one way from a control to the backend. A call that the backend refuses (it says so while the
 // call runs) opens the message box; afterwards the keyboard belongs to the video again.
@@ -25,7 +24,7 @@ QtObject {
     // caller to report or to leave.
     function perform(action: var, loud = true): bool {
         if (!hasBackend) {
-            report(Texts.backendMissing, "red");
+            report("backendMissing", "red");
             errorTimer.start();
             return false;
         }
@@ -51,9 +50,9 @@ QtObject {
             root.joystick.releaseAll();
     }
 
-    function report(text: string, color: string) {
-        statusText.text = text;
-        statusText.color = color;
+    // As the window's report().
+    function report(name: string, color: string, detail = "") {
+        mainWindow.report(name, color, detail);
     }
 
     // Keys steer the pod unless the operator is typing.

@@ -23,9 +23,10 @@ Button {
     font.capitalization: Font.MixedCase
     font.pixelSize: Theme.drawerFontSize
 
-    ToolTip.delay: Theme.tipDelayMs
-    ToolTip.text: tip
-    ToolTip.visible: hovered && tip !== ""
+    DrawerTip {
+        shown: button.hovered
+        text: button.tip
+    }
 
     background: Rectangle {
         radius: 4

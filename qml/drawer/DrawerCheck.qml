@@ -22,9 +22,10 @@ CheckBox {
         flipped(wanted);
     }
 
-    ToolTip.delay: Theme.tipDelayMs
-    ToolTip.text: tip
-    ToolTip.visible: hovered && tip !== ""
+    DrawerTip {
+        shown: control.hovered
+        text: control.tip
+    }
 
     indicator: Rectangle {
         anchors.verticalCenter: parent.verticalCenter

@@ -40,9 +40,10 @@ ComboBox {
     onCountChanged: showChoice()
     Component.onCompleted: showChoice()
 
-    ToolTip.delay: Theme.tipDelayMs
-    ToolTip.text: tip
-    ToolTip.visible: hovered && tip !== "" && !popup.visible
+    DrawerTip {
+        shown: box.hovered && !box.popup.visible
+        text: box.tip
+    }
 
     background: Rectangle {
         radius: 4
@@ -111,6 +112,7 @@ ComboBox {
         width: box.width
         height: Math.min(contentItem.implicitHeight + 2, 8 * Theme.drawerRowHeight)
         margins: 4
+        exit: Transition {} // see StripMenu
         padding: 1
         onAboutToShow: box.aboutToOpen()
         onClosed: {

@@ -27,9 +27,10 @@ TextField {
     onAccepted: drawerActions.giveFocusBack()
     Keys.onEscapePressed: drawerActions.giveFocusBack()
 
-    ToolTip.delay: Theme.tipDelayMs
-    ToolTip.text: tip
-    ToolTip.visible: hovered && tip !== "" && !activeFocus
+    DrawerTip {
+        shown: field.hovered && !field.activeFocus
+        text: field.tip
+    }
 
     background: Rectangle {
         radius: 4

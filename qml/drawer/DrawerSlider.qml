@@ -19,9 +19,10 @@ Slider {
             released(Math.round(value));
     }
 
-    ToolTip.delay: Theme.tipDelayMs
-    ToolTip.text: tip
-    ToolTip.visible: hovered && !pressed && tip !== ""
+    DrawerTip {
+        shown: slider.hovered && !slider.pressed
+        text: slider.tip
+    }
 
     background: Rectangle {
         x: slider.handle.width / 2

@@ -23,9 +23,10 @@ Switch {
         flipped(wanted);
     }
 
-    ToolTip.delay: Theme.tipDelayMs
-    ToolTip.text: tip
-    ToolTip.visible: hovered && tip !== ""
+    DrawerTip {
+        shown: control.hovered
+        text: control.tip
+    }
 
     indicator: Rectangle {
         anchors.verticalCenter: parent.verticalCenter

@@ -2,13 +2,14 @@ import QtQuick
 import QtQuick.Layouts
 import "../style"
 
-// One way to the pod: the fields are the user's of this file, checking and opening theirs too; the
-// button, the order of events and what is told about them are here.
+// One way to the pod: the fields are the user's of this file, checking them too; the button and what
+// is told about closing are here, the opening is LinkOpener's.
 Section {
     id: form
 
     // The backend's name of this kind of link.
     required property string type
+    // Names in Texts, as report() takes them.
     required property string connectedText
     required property string failedText
     required property string closedText
@@ -16,20 +17,22 @@ Section {
     required property string buttonName
     property string buttonTip: ""
 
-    // Replaced by the user. Checks and stores what was entered; true when it can be opened.
-    function prepare(): bool { return false; }
-    // Replaced by the user. Opens the link; true when it is open.
-    function openLink(): bool { return false; }
+    // Replaced by the user. Checks and stores what was entered; the target and its number (port or
+    // baud rate), or null when it cannot be opened.
+    function prepare(): var { return null; }
 
     readonly property bool linked: drawerActions.hasBackend && cMain.isConnected
                                    && cMain.connectionType === type
     property alias fields: fieldColumn.data
 
     function connectOrDisconnect() {
-        if (linked)
+        if (linked) {
             closeNow();
-        else if (!openTimer.running && prepare())
-            openTimer.start();
+            return;
+        }
+        const link = linkOpener.running ? null : prepare();
+        if (link)
+            linkOpener.open(type, link.target, link.value, connectedText, failedText);
     }
 
     function closeNow() {
@@ -38,28 +41,6 @@ Section {
             return;
         console.log(closedLog);
         drawerActions.report(closedText, "orange");
-    }
-
-    function openNow() {
-        let open = false;
-        drawerActions.endMotions();
-        drawerActions.perform(() => open = openLink(), false);
-        if (!drawerActions.hasBackend)
-            return;
-        if (open) {
-            drawerActions.report(connectedText, "green");
-            sendversiontimer.restart();
-        } else {
-            drawerActions.report(failedText, "red");
-            customDialog.show(failedText + (drawerActions.refusal ? "\n" + drawerActions.refusal : ""));
-        }
-    }
-
-    // Opening blocks: the line that says so is painted first.
-    Timer {
-        id: openTimer
-        interval: 50
-        onTriggered: form.openNow()
     }
 
     RowLayout {
@@ -74,7 +55,7 @@ Section {
         DrawerButton {
             objectName: form.buttonName
             active: form.linked
-            enabled: !openTimer.running
+            enabled: !linkOpener.running
             primary: true
             text: form.linked ? Texts.disconnectAction : Texts.connectAction
             tip: form.buttonTip

@@ -19,6 +19,7 @@ Popup {
     height: 150
     padding: 12
     modal: true
+    exit: Transition {} // see StripMenu
     focus: true
     closePolicy: Popup.CloseOnEscape | Popup.CloseOnPressOutside
     onClosed: drawerActions.giveFocusBack()

@@ -1,5 +1,4 @@
 import QtQuick
-import "../style"
 
 // The online upgrade from the button to its end mark: the pod's link is closed, the bootloader gets
 // five seconds to appear, then the backend takes over and reports progress and messages.
@@ -22,7 +21,7 @@ QtObject {
         root.updateType = 0;
         finishTimer.stop();
         cMain.message = "已关闭串口/TCP连接";
-        drawerActions.report(Texts.linkClosed, "orange");
+        drawerActions.report("linkClosed", "orange");
         upgradeDelayTimer.start();
     }
 
@@ -44,7 +43,7 @@ QtObject {
     property Timer finishTimer: Timer {
         objectName: "finishTimer"
         interval: 1000
-        onTriggered: drawerActions.report(Texts.updateFinished, "green")
+        onTriggered: drawerActions.report("updateFinished", "green")
     }
 
     property Connections backend: Connections {

@@ -1,22 +1,34 @@
 import QtQuick
 
-// Whether the channel map that the backend holds is this pod's. It keeps the last map when the link
-// drops, and the next link may lead to another pod.
+// The channel map of this pod, as it was read or written last. The backend keeps the last one when
+// the link drops, and the next link may lead to another pod.
 QtObject {
     id: memory
 
     property bool isRead: false
-    // The pod's whole map, or nothing before it was read.
-    readonly property var channels: isRead ? Array.from(cMain.sbusChannels) : []
+    // Written since it was read: the pod has not confirmed it.
+    property bool isWritten: false
+    // The whole map, or nothing before it was read.
+    property var channels: []
+
+    function wrote(map: var) {
+        channels = map;
+        isWritten = true;
+    }
 
     property Connections backend: Connections {
         target: drawerActions.hasBackend ? cMain : null
         function onSbusPitchIndexChanged() {
+            memory.channels = Array.from(cMain.sbusChannels);
             memory.isRead = true;
+            memory.isWritten = false;
         }
         function onConnectionChanged(connected: bool) {
-            if (!connected)
-                memory.isRead = false;
+            if (connected)
+                return;
+            memory.channels = [];
+            memory.isRead = false;
+            memory.isWritten = false;
         }
     }
 }

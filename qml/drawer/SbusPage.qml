@@ -38,6 +38,7 @@ DrawerPage {
             return;
         }
         if (drawerActions.perform(() => cMain.setSbus(map))) {
+            sbusMemory.wrote(map);
             edited = false;
             customDialog.show(Texts.sbusSet);
         }
@@ -50,7 +51,7 @@ DrawerPage {
         function onSbusPitchIndexChanged() {
             page.takeOver();
             page.awaiting = false;
-            drawerActions.report(Texts.sbusReadDone, "green");
+            drawerActions.report("sbusReadDone", "green");
         }
         function onSbusDataError(error: string) {
             if (!page.awaiting || drawerActions.running)
@@ -99,8 +100,13 @@ DrawerPage {
                 objectName: "sbusState"
                 color: page.edited || !sbusMemory.isRead ? Theme.drawerWarning : Theme.drawerMuted
                 font.pixelSize: 12
-                text: !sbusMemory.isRead ? Texts.sbusUnread
-                                         : page.edited ? Texts.sbusEdited : Texts.sbusRead
+                text: {
+                    if (!sbusMemory.isRead)
+                        return Texts.sbusUnread;
+                    if (page.edited)
+                        return Texts.sbusEdited;
+                    return sbusMemory.isWritten ? Texts.sbusWritten : Texts.sbusRead;
+                }
             }
             DrawerButton {
                 objectName: "sbusQueryButton"

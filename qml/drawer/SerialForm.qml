@@ -5,32 +5,29 @@ import "../style"
 LinkForm {
     type: "Serial"
     caption: Texts.serialSection
-    connectedText: Texts.serialConnected
-    failedText: Texts.serialFailed
-    closedText: Texts.serialClosed
+    connectedText: "serialConnected"
+    failedText: "serialFailed"
+    closedText: "serialClosed"
     closedLog: "已断开串口连接"
     buttonName: "comButton"
     buttonTip: Texts.tipSerial
 
-    function prepare(): bool {
+    function prepare(): var {
         if (portslist.portName === "") {
-            drawerActions.report(Texts.noPort, "red");
+            drawerActions.report("noPort", "red");
             customDialog.show(Texts.noPort);
-            return false;
+            return null;
         }
         const baudRate = Validation.integerIn(baudRateInput.text, 1, Validation.largestBaudRate);
         if (isNaN(baudRate)) {
             customDialog.show(Texts.badBaudRate);
-            return false;
+            return null;
         }
         mainWindow.store(comSettings, "baudRate", baudRate);
         mainWindow.oldBaudRate = baudRate;
         mainWindow.oldComPort = portslist.portName;
-        drawerActions.report(Texts.serialConnecting + portslist.portName + " " + baudRate, "orange");
-        return true;
-    }
-    function openLink(): bool {
-        return cMain.connectSerial(mainWindow.oldComPort, mainWindow.oldBaudRate);
+        drawerActions.report("serialConnecting", "orange", portslist.portName + " " + baudRate);
+        return {target: portslist.portName, value: baudRate};
     }
 
     fields: [

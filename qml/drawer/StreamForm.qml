@@ -16,7 +16,7 @@ Section {
         }
         mainWindow.store(rtspSettings, "rtspIp", address);
         root.urlChanged(address);
-        drawerActions.report(Texts.streamUpdated + address, "green");
+        drawerActions.report("streamUpdated", "green", address);
         drawerActions.giveFocusBack();
     }
 

@@ -7,29 +7,26 @@ LinkForm {
 
     type: "TCP"
     caption: Texts.tcpSection
-    connectedText: Texts.tcpConnected
-    failedText: Texts.tcpFailed
-    closedText: Texts.tcpClosed
+    connectedText: "tcpConnected"
+    failedText: "tcpFailed"
+    closedText: "tcpClosed"
     closedLog: "已断开 TCP 连接"
     buttonName: "tcpButton"
     buttonTip: Texts.tipTcp
 
-    function prepare(): bool {
+    function prepare(): var {
         const port = Validation.integerIn(portInput.text, 1, Validation.largestPort);
         if (!Validation.isIpAddress(ipInput.text) || isNaN(port)) {
             customDialog.show(isNaN(port) ? Texts.badPort : Texts.badAddress);
-            return false;
+            return null;
         }
         const address = Validation.addressBytes(ipInput.text).join(".");
         mainWindow.store(tcpSettings, "deviceIp", address);
         mainWindow.store(tcpSettings, "devicePort", port);
         mainWindow.oldDeviceIp = address;
         mainWindow.oldDevicePort = port;
-        drawerActions.report(Texts.tcpConnecting + address + ":" + port, "orange");
-        return true;
-    }
-    function openLink(): bool {
-        return cMain.connectTCP(mainWindow.oldDeviceIp, mainWindow.oldDevicePort);
+        drawerActions.report("tcpConnecting", "orange", address + ":" + port);
+        return {target: address, value: port};
     }
 
     fields: [

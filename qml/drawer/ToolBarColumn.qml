@@ -43,13 +43,9 @@ Rectangle {
                 focusPolicy: Qt.NoFocus
                 onClicked: bar.pageChosen(index)
 
-                // Beside the bar: above, it would cover the next button.
-                ToolTip {
-                    x: -width - Theme.drawerMargin
-                    y: (parent.height - height) / 2
-                    delay: Theme.tipDelayMs
+                DrawerTip {
+                    shown: button.hovered
                     text: Texts.pageTitles[button.index]
-                    visible: button.hovered
                 }
 
                 background: Rectangle {

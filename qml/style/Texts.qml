@@ -22,6 +22,8 @@ QtObject {
         "读取超时": "The pod did not answer"
     })
 
+    readonly property string error: pick("错误: ", "Error: ")
+
     function translated(refusal: string): string {
         return pick(refusal, refusals[refusal] ?? refusal);
     }
@@ -219,6 +221,7 @@ QtObject {
     readonly property string sbusUnread: pick("尚未从吊舱读取", "Not read from the pod yet")
     readonly property string sbusRead: pick("已从吊舱读取", "Read from the pod")
     readonly property string sbusEdited: pick("有未写入的修改", "Changes not written yet")
+    readonly property string sbusWritten: pick("已发送，可查询核对", "Sent; query to check")
     readonly property string sbusQueryFirst: pick("尚未读取吊舱的通道分配，未写入。\n正在查询，请核对后再设置。",
         "The pod's assignment has not been read: nothing was written.\nReading it now; please check it, then set.")
     readonly property string sbusSet: pick("通道分配已发送", "The assignment was sent")

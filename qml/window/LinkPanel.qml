@@ -6,6 +6,9 @@ import "../style"
 Rectangle {
     id: podSettings
 
+    // What the tips leave uncovered besides the panel.
+    property Item tipsBeside: podSettings
+
     signal settingsClicked()
 
     width: 100
@@ -62,7 +65,7 @@ Rectangle {
                 id: stateHover
             }
             Tip {
-                edge: Qt.BottomEdge
+                beside: podSettings.tipsBeside
                 shown: stateHover.hovered
                 text: cMain.statusStale ? Texts.stale : controlconnectstate.text
             }
@@ -79,7 +82,7 @@ Rectangle {
 
             PressArea {
                 tip: Texts.settings
-                tipEdge: Qt.BottomEdge
+                tipBeside: podSettings.tipsBeside
                 onClicked: podSettings.settingsClicked()
             }
         }

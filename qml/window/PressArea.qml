@@ -8,6 +8,7 @@ MouseArea {
 
     property alias tip: pressTip.text
     property alias tipEdge: pressTip.edge
+    property alias tipBeside: pressTip.beside
     readonly property color shade: pressed ? Theme.pressed
                                            : containsMouse ? Theme.hovered : "transparent"
 

@@ -6,7 +6,7 @@ Rectangle {
     id: stripButton
 
     property alias icon: image.source
-    property alias tip: mouse.tip
+    property string tip: ""
     property bool menuOpen: false
 
     signal clicked()
@@ -21,6 +21,8 @@ Rectangle {
     }
     PressArea {
         id: mouse
+        // An open menu stands where the tip would.
+        tip: podControlsTools.menuOpen ? "" : stripButton.tip
         onClicked: stripButton.clicked()
     }
 }

@@ -14,6 +14,8 @@ Popup {
     margins: Theme.gap
     closePolicy: Popup.CloseOnEscape | Popup.CloseOnPressOutside
 
+    // No fading: as long as it lasts the window takes no click.
+    exit: Transition {}
     background: Rectangle {
         color: Theme.strip
         radius: Theme.panelRadius

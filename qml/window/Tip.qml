@@ -1,26 +1,23 @@
 import QtQuick
-import QtQuick.Controls
-import "../style"
 
-// A control's tooltip, beside it so that it covers none of its neighbours.
-ToolTip {
+// A control's tooltip, declared inside the control and shown by the window's TipLayer. It stands at
+// an edge of the control, or of the group that it is to leave uncovered.
+Item {
     id: tip
 
-    // Where the tip stands: Qt.LeftEdge, Qt.RightEdge or Qt.BottomEdge of the control.
-    property int edge: Qt.LeftEdge
+    property string text: ""
     property bool shown: false
+    // Qt.LeftEdge, Qt.RightEdge or Qt.BottomEdge.
+    property int edge: Qt.LeftEdge
+    property Item beside: parent
 
-    background: Rectangle {
-        color: Theme.strip
-        radius: Theme.radius
-        border.width: 1
-        border.color: Theme.stripBorder
+    readonly property bool wanted: shown && visible && text !== ""
+
+    onWantedChanged: {
+        if (wanted)
+            tipLayer.show(tip);
+        else
+            tipLayer.hide(tip);
     }
-    visible: shown && text !== ""
-    delay: Theme.tipDelayMs
-    margins: Theme.gap
-    x: edge === Qt.LeftEdge ? -width - 2 * Theme.gap
-                            : edge === Qt.RightEdge ? parent.width + 2 * Theme.gap
-                                                    : (parent.width - width) / 2
-    y: edge === Qt.BottomEdge ? parent.height + Theme.gap : (parent.height - height) / 2
+    Component.onDestruction: tipLayer?.hide(tip)
 }

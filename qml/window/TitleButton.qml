@@ -8,6 +8,8 @@ Button {
 
     property color hoverColor: Theme.titleHovered
     property alias tip: buttonTip.text
+    // The leftmost of the buttons: the tip stands left of them all.
+    property alias tipBeside: buttonTip.beside
 
     width: 25
     height: 25
@@ -29,7 +31,6 @@ Button {
 
     Tip {
         id: buttonTip
-        edge: Qt.BottomEdge
         shown: titleButton.hovered && !titleButton.pressed
     }
 }

@@ -6,7 +6,7 @@ namespace {
 
 constexpr int kPacketBytes = 188;
 constexpr int kPacketsADatagram = 7;
-constexpr int kIntervalMs = 20;
+constexpr int kIntervalMs = 1;
 
 QByteArray packetOf(quint16 pid)
 {

@@ -4,7 +4,6 @@
 #include "VideoFeed.h"
 #include "VideoFormat.h"
 
-#include <atomic>
 #include <condition_variable>
 #include <list>
 #include <memory>
@@ -35,8 +34,6 @@ public:
     void removeSink(GstAppSrc *source) override;
     /// Ends the stream in every pipeline and forgets them.
     void endStreams();
-
-    std::atomic<bool> garbage = false; ///< damage what the encoders make of the pictures
 
 private:
     struct Unref

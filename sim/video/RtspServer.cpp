@@ -29,7 +29,7 @@ constexpr gsize kDamageStep = 41;
 
 GstPadProbeReturn damage(GstPad *, GstPadProbeInfo *info, gpointer data)
 {
-    if (!static_cast<FramePump *>(data)->garbage)
+    if (!static_cast<VideoFeed *>(data)->garbage)
         return GST_PAD_PROBE_OK;
     GstBuffer *buffer = gst_buffer_make_writable(GST_PAD_PROBE_INFO_BUFFER(info));
     GstMapInfo bytes;
@@ -127,7 +127,7 @@ void RtspServer::configure(GstRTSPMediaFactory *, GstRTSPMedia *media, gpointer 
     gst_object_unref(source);
     GstElement *payloader = gst_bin_get_by_name(GST_BIN(bin), "pay0");
     GstPad *pad = gst_element_get_static_pad(payloader, "sink");
-    gst_pad_add_probe(pad, GST_PAD_PROBE_TYPE_BUFFER, damage, &pump, nullptr);
+    gst_pad_add_probe(pad, GST_PAD_PROBE_TYPE_BUFFER, damage, &feed, nullptr);
     gst_object_unref(pad);
     gst_object_unref(payloader);
     gst_object_unref(bin);

@@ -4,6 +4,8 @@
 
 #include <gst/app/gstappsrc.h>
 
+#include <atomic>
+
 /// What an RTSP server serves: a source of buffers that goes into whatever pipelines it is given.
 class VideoFeed
 {
@@ -15,4 +17,6 @@ public:
     // Any thread.
     virtual void addSink(GstAppSrc *source) = 0;
     virtual void removeSink(GstAppSrc *source) = 0;
+
+    std::atomic<bool> garbage = false; ///< damage the pictures on their way to the payloader
 };

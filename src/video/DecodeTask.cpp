@@ -32,6 +32,7 @@ DecodeTask::DecodeTask(std::shared_ptr<PlaybackState> state, std::shared_ptr<Med
     , m_stream(std::move(stream))
     , m_generation(generation)
     , m_packet(av_packet_alloc())
+    , m_picture(av_packet_alloc())
     , m_frame(av_frame_alloc())
 {
 }
@@ -40,7 +41,7 @@ void DecodeTask::run()
 {
     qDebug() << "[FFmpegPlayer] 解码线程已启动";
     QThread::currentThread()->setPriority(QThread::LowPriority);
-    while (m_packet && m_frame && mayRun()) {
+    while (m_packet && m_picture && m_frame && mayRun()) {
         if (!m_state->isPlaying())
             nap(kPausedNapMs);
         else if (readOnce() == Pass::Leave)
@@ -48,6 +49,7 @@ void DecodeTask::run()
     }
     qDebug() << "[FFmpegPlayer] 解码线程退出循环";
     m_packet.reset();
+    m_picture.reset();
     m_frame.reset();
     qDebug() << "[FFmpegPlayer] 解码线程已结束";
 }
@@ -60,6 +62,7 @@ bool DecodeTask::mayRun() const
 DecodeTask::Pass DecodeTask::readOnce()
 {
     int result = 0;
+    bool isPieceOnly = false;
     {
         // A task of an earlier generation may still be inside its last pass on this stream.
         const std::lock_guard lock(m_stream->inUse);
@@ -70,13 +73,14 @@ DecodeTask::Pass DecodeTask::readOnce()
             m_state->packetArrived(m_generation);
             m_consecutiveErrors = 0;
             if (m_packet->stream_index == m_stream->videoIndex())
-                decodePacket();
+                isPieceOnly = !takePacket();
             av_packet_unref(m_packet.get());
         }
     }
     if (result < 0)
         return handleReadError(result);
-    nap(kPassNapMs);
+    if (!isPieceOnly)
+        nap(kPassNapMs);
     return Pass::Continue;
 }
 
@@ -119,19 +123,43 @@ void DecodeTask::handleOtherError(int code)
     nap(steps * kErrorNapStepMs);
 }
 
-void DecodeTask::decodePacket()
+bool DecodeTask::takePacket()
 {
-    // A packet that the decoder refuses is dropped: the next key frame mends the picture.
-    if (avcodec_send_packet(m_stream->codec(), m_packet.get()) >= 0)
-        receivePictures();
+    if (!m_stream->assembler()) {
+        decode(*m_packet);
+        return true;
+    }
+    const QByteArrayView bytes(m_packet->data, m_packet->size);
+    QByteArrayList pictures = m_stream->takeHead();
+    pictures += m_stream->assembler()->addPacket(bytes, m_packet->pts);
+    for (QByteArray &picture : pictures) {
+        if (!mayRun())
+            break;
+        m_picture->data = reinterpret_cast<uint8_t *>(picture.data());
+        m_picture->size = int(picture.size());
+        decode(*m_picture);
+    }
+    return !pictures.isEmpty();
 }
 
-void DecodeTask::receivePictures()
+void DecodeTask::decode(const AVPacket &packet)
+{
+    const qint64 arrivedUs = PlaybackState::nowUs();
+    m_state->countReceived();
+    // A packet that the decoder refuses is dropped: the next key frame mends the picture.
+    if (avcodec_send_packet(m_stream->codec(), &packet) >= 0)
+        receivePictures(arrivedUs);
+}
+
+void DecodeTask::receivePictures(qint64 arrivedUs)
 {
     while (avcodec_receive_frame(m_stream->codec(), m_frame.get()) >= 0) {
+        const qint64 decodedUs = PlaybackState::nowUs();
         const QImage picture = m_stream->converter().convert(m_frame.get());
+        m_state->countDecoded(double(decodedUs - arrivedUs) / 1000,
+                              double(PlaybackState::nowUs() - decodedUs) / 1000);
         if (!picture.isNull())
-            m_state->storeFrame(m_generation, picture);
+            m_state->storeFrame(m_generation, {picture, arrivedUs});
         av_frame_unref(m_frame.get());
     }
 }

@@ -24,14 +24,16 @@ private:
     Pass handleReadError(int code);
     void handleEndOfStream();
     void handleOtherError(int code);
-    void decodePacket();
-    void receivePictures();
+    bool takePacket();
+    void decode(const AVPacket &packet);
+    void receivePictures(qint64 arrivedUs);
     void nap(int ms) const;
 
     std::shared_ptr<PlaybackState> m_state;
     std::shared_ptr<MediaStream> m_stream;
     quint64 m_generation;
     ffmpeg::PacketPtr m_packet;
+    ffmpeg::PacketPtr m_picture; // refers to what the assembler made
     ffmpeg::FramePtr m_frame;
     int m_consecutiveErrors = 0;
 };

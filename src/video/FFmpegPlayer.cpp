@@ -214,9 +214,12 @@ bool FFmpegPlayer::startDecodeTask(const Wishes::Wish &wish)
 
 void FFmpegPlayer::renderFrame()
 {
-    const QImage frame = m_state->currentFrame();
-    if (!frame.isNull())
-        emit frameReady(frame);
+    const PlaybackState::Picture picture = m_state->currentFrame();
+    if (picture.image.isNull())
+        return;
+    m_sentKey = picture.image.cacheKey();
+    m_sentArrivedUs = picture.arrivedUs;
+    emit frameReady(picture.image);
 }
 
 void FFmpegPlayer::checkHeartbeat()

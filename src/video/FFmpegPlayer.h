@@ -52,6 +52,16 @@ public:
     /// stop() for destructors: waits without serving events.
     void shutDown();
 
+    /// All but what the item that paints counts.
+    VideoStatistics statistics() const { return m_state->statistics(); }
+
+    /// When the last packet of the picture came that was sent last, by PlaybackState::nowUs(); 0
+    /// when `picture` is another.
+    qint64 arrivalUs(const QImage &picture) const
+    {
+        return picture.cacheKey() == m_sentKey ? m_sentArrivedUs : 0;
+    }
+
     /// True from connectionLost until packets flow again; pictures sent meanwhile are old ones.
     bool isLost() const { return m_state->isLost(); }
 
@@ -112,4 +122,6 @@ private:
     stream_options::Settings m_settings;
     std::atomic<int> m_timeoutUs = stream_options::Settings().timeoutUs;
     int m_frameIntervalMs = 40;
+    qint64 m_sentKey = 0;
+    qint64 m_sentArrivedUs = 0;
 };

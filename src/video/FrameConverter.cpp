@@ -2,6 +2,7 @@
 
 #include <QDebug>
 
+#include <algorithm>
 #include <array>
 
 bool FrameConverter::prepare(const AVFrame &frame)
@@ -21,11 +22,23 @@ bool FrameConverter::prepare(const AVFrame &frame)
     return true;
 }
 
+QImage &FrameConverter::freeBuffer()
+{
+    const auto isFree = [](const QImage &buffer) { return buffer.isNull() || buffer.isDetached(); };
+    auto found = std::ranges::find_if(m_buffers, isFree);
+    if (found == m_buffers.end())
+        found = m_buffers.begin(); // its holders keep the old memory
+    else if (found->width() == m_width && found->height() == m_height)
+        return *found;
+    *found = QImage(m_width, m_height, QImage::Format_RGBA8888);
+    return *found;
+}
+
 QImage FrameConverter::convert(const AVFrame *frame)
 {
     if (!frame || !frame->data[0] || !prepare(*frame))
         return {};
-    QImage image(m_width, m_height, QImage::Format_RGBA8888);
+    QImage &image = freeBuffer();
     if (image.isNull())
         return {};
     // swscale reads four planes and strides whatever the format needs.

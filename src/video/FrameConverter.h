@@ -4,8 +4,10 @@
 
 #include <QImage>
 
+#include <array>
+
 /// Turns decoded frames into RGBA pictures of the same size. The scaler is kept while size and
-/// pixel format stay as they were.
+/// pixel format stay as they were, and so is the memory of pictures that nobody holds any more.
 class FrameConverter
 {
 public:
@@ -13,9 +15,14 @@ public:
     QImage convert(const AVFrame *frame);
 
 private:
+    /// One being shown, one on its way there, one that waits, one being made.
+    static constexpr int kBuffers = 4;
+
     bool prepare(const AVFrame &frame);
+    QImage &freeBuffer();
 
     ffmpeg::SwsContextPtr m_scaler;
+    std::array<QImage, kBuffers> m_buffers;
     int m_width = 0;
     int m_height = 0;
     int m_format = AV_PIX_FMT_NONE;

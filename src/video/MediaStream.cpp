@@ -4,6 +4,7 @@
 #include <QThread>
 
 #include <array>
+#include <cstring>
 #include <optional>
 #include <utility>
 
@@ -17,9 +18,23 @@ constexpr int kDecoderThreads = 1; // a second thread would hold pictures back
 using InputFormat = decltype(av_find_input_format(nullptr));
 constexpr InputFormat kDetectFormat = nullptr;
 
-int interruptCallback(void *abortFlag)
+int interruptCallback(void *opaque)
 {
-    return static_cast<const AbortFlag *>(abortFlag)->load() ? 1 : 0;
+    const auto *interruption = static_cast<const Interruption *>(opaque);
+    return interruption->abort->load() || interruption->noWaiting ? 1 : 0;
+}
+
+/// What the packets of a stream with start codes hold, if an assembler can put them together.
+std::optional<PictureAssembler::Codec> assembledCodec(AVCodecID codec)
+{
+    switch (codec) {
+    case AV_CODEC_ID_H264:
+        return PictureAssembler::Codec::H264;
+    case AV_CODEC_ID_HEVC:
+        return PictureAssembler::Codec::H265;
+    default:
+        return std::nullopt;
+    }
 }
 
 void fillDictionary(ffmpeg::Dictionary &dictionary, const OpenRequest &request)
@@ -47,6 +62,8 @@ public:
         : m_request(request)
         , m_url(request.url.toUtf8())
     {
+        m_parts.interruption = std::make_unique<Interruption>();
+        m_parts.interruption->abort = request.abort;
         fillDictionary(m_options, request);
     }
 
@@ -54,10 +71,9 @@ public:
     {
         if (!openInput() || !findVideo() || !openDecoder())
             return {nullptr, m_error};
+        stopParsing();
         qDebug() << "[FFmpegPlayer] 成功打开视频流，使用软件解码";
-        return {std::make_shared<MediaStream>(m_request.abort, std::move(m_format),
-                                              std::move(m_codec), m_videoIndex),
-                {}};
+        return {std::make_shared<MediaStream>(std::move(m_parts)), {}};
     }
 
 private:
@@ -74,11 +90,11 @@ private:
         AVFormatContext *context = avformat_alloc_context();
         if (!context)
             return std::nullopt;
-        context->interrupt_callback = {interruptCallback, m_request.abort.get()};
+        context->interrupt_callback = {interruptCallback, m_parts.interruption.get()};
         const int result =
             avformat_open_input(&context, m_url.constData(), format, m_options.address());
         if (result >= 0)
-            m_format.reset(context);
+            m_parts.format.reset(context);
         return result;
     }
 
@@ -110,21 +126,42 @@ private:
 
     bool findVideo()
     {
-        if (avformat_find_stream_info(m_format.get(), nullptr) < 0)
+        if (isRtsp()) {
+            // What the analysis reads is shown at once: thrown away, the next key picture would
+            // have to be waited for. And it needs no measure of the rate, which nothing uses.
+            m_parts.format->flags &= ~AVFMT_FLAG_NOBUFFER;
+            m_parts.format->fps_probe_size = 0;
+        }
+        if (avformat_find_stream_info(m_parts.format.get(), nullptr) < 0)
             return fail(QStringLiteral("无法获取流信息"));
-        m_videoIndex = bestVideo();
-        if (m_videoIndex < 0 && stream_options::isUdpUrl(m_request.url)) {
+        m_parts.videoIndex = bestVideo();
+        if (m_parts.videoIndex < 0 && stream_options::isUdpUrl(m_request.url)) {
             qDebug() << "[FFmpegPlayer] UDP流未立即检测到视频流，等待...";
             waitForLateVideo();
-            avformat_find_stream_info(m_format.get(), nullptr);
-            m_videoIndex = bestVideo();
+            avformat_find_stream_info(m_parts.format.get(), nullptr);
+            m_parts.videoIndex = bestVideo();
         }
-        return m_videoIndex >= 0 || fail(QStringLiteral("未找到视频流"));
+        if (m_parts.videoIndex < 0)
+            return fail(QStringLiteral("未找到视频流"));
+        ignoreLaterStreams();
+        return true;
     }
+
+    // The transport stream demultiplexer takes every PID that its tables do not name for a stream
+    // of its own, up to a thousand; after that each packet of another one fails the read that it
+    // interrupts. The picture is found by now, so it need not look any more.
+    void ignoreLaterStreams()
+    {
+        AVFormatContext &format = *m_parts.format;
+        if (format.priv_data && format.iformat->priv_class)
+            av_opt_set_int(format.priv_data, "skip_changes", 1, 0);
+    }
+
+    bool isRtsp() const { return std::strcmp(m_parts.format->iformat->name, "rtsp") == 0; }
 
     int bestVideo() const
     {
-        return av_find_best_stream(m_format.get(), AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
+        return av_find_best_stream(m_parts.format.get(), AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
     }
 
     void waitForLateVideo() const
@@ -136,39 +173,62 @@ private:
 
     bool openDecoder()
     {
-        const AVCodecParameters *parameters = m_format->streams[m_videoIndex]->codecpar;
+        const AVCodecParameters *parameters = m_parts.format->streams[m_parts.videoIndex]->codecpar;
         const AVCodec *decoder = avcodec_find_decoder(parameters->codec_id);
         if (!decoder)
             return fail(QStringLiteral("不支持的解码器"));
         qDebug() << "[FFmpegPlayer] 使用解码器:" << decoder->name;
-        m_codec.reset(avcodec_alloc_context3(decoder));
-        if (!m_codec)
+        m_parts.codec.reset(avcodec_alloc_context3(decoder));
+        if (!m_parts.codec)
             return fail(QStringLiteral("无法创建解码器上下文"));
-        if (avcodec_parameters_to_context(m_codec.get(), parameters) < 0)
+        if (avcodec_parameters_to_context(m_parts.codec.get(), parameters) < 0)
             return fail(QStringLiteral("无法复制编解码器参数"));
-        m_codec->thread_count = kDecoderThreads;
-        const int result = avcodec_open2(m_codec.get(), decoder, nullptr);
+        m_parts.codec->thread_count = kDecoderThreads;
+        const int result = avcodec_open2(m_parts.codec.get(), decoder, nullptr);
         return result >= 0
                || fail(QStringLiteral("无法打开解码器: %1").arg(ffmpegErrorText(result)));
+    }
+
+    /// FFmpeg's parser gives a picture only when the next one begins. From here on an RTSP
+    /// stream's packets come as they are, for an assembler that knows better.
+    void stopParsing()
+    {
+        AVFormatContext *format = m_parts.format.get();
+        const auto codec = assembledCodec(format->streams[m_parts.videoIndex]->codecpar->codec_id);
+        if (!codec || !isRtsp())
+            return;
+        format->flags |= AVFMT_FLAG_NOPARSE | AVFMT_FLAG_NOFILLIN;
+        m_parts.assembler.emplace(*codec);
+        takeParsedPictures();
+        avformat_flush(format); // whatever parser is left
+    }
+
+    /// The pictures that the analysis has read, and the beginning of the one that it was reading:
+    /// a parser gives that away when the read that it waits for is interrupted.
+    void takeParsedPictures()
+    {
+        const ffmpeg::PacketPtr packet(av_packet_alloc());
+        m_parts.interruption->noWaiting = true;
+        while (packet && av_read_frame(m_parts.format.get(), packet.get()) >= 0) {
+            if (packet->stream_index == m_parts.videoIndex)
+                m_parts.head += m_parts.assembler->addUnits(
+                    QByteArrayView(packet->data, packet->size), packet->pts);
+            av_packet_unref(packet.get());
+        }
+        m_parts.interruption->noWaiting = false;
     }
 
     const OpenRequest &m_request;
     QByteArray m_url;
     ffmpeg::Dictionary m_options;
-    ffmpeg::FormatContextPtr m_format;
-    ffmpeg::CodecContextPtr m_codec;
-    int m_videoIndex = -1;
+    MediaStream::Parts m_parts;
     QString m_error;
 };
 
 } // namespace
 
-MediaStream::MediaStream(std::shared_ptr<AbortFlag> abort, ffmpeg::FormatContextPtr format,
-                         ffmpeg::CodecContextPtr codec, int videoIndex)
-    : m_abort(std::move(abort))
-    , m_format(std::move(format))
-    , m_codec(std::move(codec))
-    , m_videoIndex(videoIndex)
+MediaStream::MediaStream(Parts parts)
+    : m_parts(std::move(parts))
 {
 }
 
@@ -176,8 +236,8 @@ MediaStream::~MediaStream()
 {
     // An interrupted RTSP input could not send its TEARDOWN, and the pod would go on streaming to
     // nobody until its session times out.
-    m_abort->store(false);
-    m_format.reset();
+    m_parts.interruption->abort->store(false);
+    m_parts.format.reset();
 }
 
 OpenOutcome openMediaStream(const OpenRequest &request) { return Opener(request).run(); }

@@ -2,17 +2,29 @@
 
 #include "FFmpegPointers.h"
 #include "FrameConverter.h"
+#include "PictureAssembler.h"
 #include "StreamOptions.h"
 
+#include <QByteArrayList>
 #include <QString>
 
 #include <atomic>
 #include <memory>
 #include <mutex>
+#include <optional>
+#include <utility>
 
 /// Asks FFmpeg's blocking calls on one stream to give up; polled by the interrupt callback, set
 /// from any thread, never cleared by those who wait for it.
 using AbortFlag = std::atomic<bool>;
+
+/// What the interrupt callback of one stream looks at.
+struct Interruption
+{
+    std::shared_ptr<AbortFlag> abort;
+    /// Reads give what is there and do not wait; only while the stream opens.
+    std::atomic<bool> noWaiting = false;
+};
 
 /// An open input with its video decoder. The player and its decode tasks own it together, so that
 /// a task which outlives the player's patience still reads valid memory; whoever lets go last
@@ -20,33 +32,46 @@ using AbortFlag = std::atomic<bool>;
 class MediaStream
 {
 public:
-    MediaStream(std::shared_ptr<AbortFlag> abort, ffmpeg::FormatContextPtr format,
-                ffmpeg::CodecContextPtr codec, int videoIndex);
+    struct Parts
+    {
+        std::unique_ptr<Interruption> interruption; // outlives the format, which looks at it
+        ffmpeg::FormatContextPtr format;
+        ffmpeg::CodecContextPtr codec;
+        int videoIndex = -1;
+        std::optional<PictureAssembler> assembler;
+        QByteArrayList head;
+    };
+
+    explicit MediaStream(Parts parts);
     ~MediaStream();
     MediaStream(const MediaStream &) = delete;
     MediaStream &operator=(const MediaStream &) = delete;
 
-    bool isAborted() const { return m_abort->load(); }
+    bool isAborted() const { return m_parts.interruption->abort->load(); }
 
     /// Any thread; a blocking read returns at once and no further one begins.
-    void abort() { m_abort->store(true); }
+    void abort() { m_parts.interruption->abort->store(true); }
 
-    AVFormatContext *format() const { return m_format.get(); }
+    AVFormatContext *format() const { return m_parts.format.get(); }
 
-    AVCodecContext *codec() const { return m_codec.get(); }
+    AVCodecContext *codec() const { return m_parts.codec.get(); }
 
-    int videoIndex() const { return m_videoIndex; }
+    int videoIndex() const { return m_parts.videoIndex; }
+
+    /// Makes pictures of the packets of a stream that is read unparsed; null for any other, whose
+    /// packets are pictures.
+    PictureAssembler *assembler() { return m_parts.assembler ? &*m_parts.assembler : nullptr; }
+
+    /// The pictures that came while the stream was analysed; once.
+    QByteArrayList takeHead() { return std::exchange(m_parts.head, {}); }
 
     FrameConverter &converter() { return m_converter; }
 
     std::mutex inUse;
 
 private:
-    std::shared_ptr<AbortFlag> m_abort;
-    ffmpeg::FormatContextPtr m_format;
-    ffmpeg::CodecContextPtr m_codec;
+    Parts m_parts;
     FrameConverter m_converter;
-    int m_videoIndex;
 };
 
 struct OpenRequest

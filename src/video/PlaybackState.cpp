@@ -3,6 +3,7 @@
 #include <QDateTime>
 #include <QElapsedTimer>
 
+#include <chrono>
 #include <utility>
 
 PlaybackState::PlaybackState(LossHandler onLoss)
@@ -25,6 +26,7 @@ void PlaybackState::reset()
     }
     const std::lock_guard lock(m_frameMutex);
     m_currentFrame = {};
+    m_currentFrameTaken = true;
 }
 
 void PlaybackState::detach()
@@ -45,10 +47,17 @@ bool PlaybackState::isPlaying() const
     return m_isPlaying;
 }
 
-QImage PlaybackState::currentFrame() const
+PlaybackState::Picture PlaybackState::currentFrame()
 {
     const std::lock_guard lock(m_frameMutex);
+    m_currentFrameTaken = true;
     return m_currentFrame;
+}
+
+VideoStatistics PlaybackState::statistics() const
+{
+    const std::lock_guard lock(m_frameMutex);
+    return m_statistics;
 }
 
 void PlaybackState::restartStallClock()
@@ -84,12 +93,30 @@ void PlaybackState::packetArrived(quint64 generation)
     m_connectionLostEmitted = false;
 }
 
-void PlaybackState::storeFrame(quint64 generation, const QImage &frame)
+void PlaybackState::storeFrame(quint64 generation, const Picture &picture)
 {
     const std::lock_guard lock(m_frameMutex);
     // Tested under the lock: a reset that comes between would find its empty picture overwritten.
-    if (isCurrent(generation))
-        m_currentFrame = frame;
+    if (!isCurrent(generation))
+        return;
+    ++m_statistics.converted;
+    m_statistics.dropped += m_currentFrameTaken ? 0 : 1;
+    m_currentFrame = picture;
+    m_currentFrameTaken = false;
+}
+
+void PlaybackState::countReceived()
+{
+    const std::lock_guard lock(m_frameMutex);
+    ++m_statistics.received;
+}
+
+void PlaybackState::countDecoded(double decodeMs, double convertMs)
+{
+    const std::lock_guard lock(m_frameMutex);
+    ++m_statistics.decoded;
+    m_statistics.decodeMs = decodeMs;
+    m_statistics.convertMs = convertMs;
 }
 
 bool PlaybackState::reportLoss(quint64 generation)
@@ -101,6 +128,12 @@ bool PlaybackState::reportLoss(quint64 generation)
     if (m_onLoss)
         m_onLoss(generation);
     return true;
+}
+
+qint64 PlaybackState::nowUs()
+{
+    using namespace std::chrono;
+    return duration_cast<microseconds>(steady_clock::now().time_since_epoch()).count();
 }
 
 qint64 PlaybackState::nowMs()

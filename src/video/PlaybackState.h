@@ -1,5 +1,7 @@
 #pragma once
 
+#include "VideoStatistics.h"
+
 #include <QImage>
 
 #include <atomic>
@@ -18,6 +20,12 @@ public:
     /// may only post.
     using LossHandler = std::function<void(quint64 generation)>;
 
+    struct Picture
+    {
+        QImage image;
+        qint64 arrivedUs = 0; ///< by nowUs(), when its last packet was read
+    };
+
     explicit PlaybackState(LossHandler onLoss);
 
     // GUI thread
@@ -31,7 +39,9 @@ public:
 
     void setPlaying(bool playing);
     bool isPlaying() const;
-    QImage currentFrame() const;
+    /// The newest picture, again and again until there is a newer one.
+    Picture currentFrame();
+    VideoStatistics statistics() const;
     void restartStallClock();
     qint64 lastFrameTimeMs() const;
     /// Marks the loss as reported; false when it was already, or nothing is playing.
@@ -44,12 +54,16 @@ public:
     bool isCurrent(quint64 generation) const { return m_generation.load() == generation; }
 
     void packetArrived(quint64 generation);
-    void storeFrame(quint64 generation, const QImage &frame);
+    void storeFrame(quint64 generation, const Picture &picture);
+    void countReceived();
+    void countDecoded(double decodeMs, double convertMs);
     /// Tells the handler. False when the loss was reported already, or nothing is playing.
     bool reportLoss(quint64 generation);
 
     /// Milliseconds since the epoch, from a clock that never steps.
     static qint64 nowMs();
+    /// The same clock, without the epoch.
+    static qint64 nowUs();
 
 private:
     std::atomic<quint64> m_generation = 0;
@@ -63,5 +77,7 @@ private:
     qint64 m_lastFrameTimeMs = 0;
 
     mutable std::mutex m_frameMutex;
-    QImage m_currentFrame;
+    Picture m_currentFrame;
+    bool m_currentFrameTaken = true;
+    VideoStatistics m_statistics;
 };

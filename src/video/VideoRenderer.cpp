@@ -2,8 +2,11 @@
 
 #include "FFmpegPlayer.h"
 
+#include <QCoreApplication>
 #include <QDebug>
 #include <QPainter>
+#include <QQuickWindow>
+#include <QSGRendererInterface>
 #include <QTime>
 #include <QTimer>
 
@@ -97,6 +100,15 @@ void paintTexts(QPainter &painter, const QRectF &area, const QString &status, co
         return;
     painter.setFont(arial(sizes.retryPt, QFont::Normal));
     painter.drawText(area, Qt::AlignHCenter | Qt::AlignVCenter | Qt::AlignBottom, retry);
+}
+
+/// Without a graphics driver a window paints some milliseconds after it was asked to, in case more
+/// changes come. A picture is the change worth painting for.
+void paintAtOnce(QQuickWindow *window)
+{
+    if (window && window->isExposed()
+        && window->rendererInterface()->graphicsApi() == QSGRendererInterface::Software)
+        QCoreApplication::postEvent(window, new QEvent(QEvent::UpdateRequest));
 }
 
 } // namespace
@@ -195,7 +207,9 @@ void VideoRenderer::onFrameReady(const QImage &frame)
 {
     if (frame.isNull())
         return;
-    showFrame(frame);
+    // The player sends its newest picture at every tick, whether it is on screen or not.
+    if (frame.cacheKey() != m_currentFrame.cacheKey())
+        showFrame(frame);
     if (m_status != kPlayingStatus)
         enterPlaying();
 }
@@ -239,8 +253,10 @@ void VideoRenderer::enterPlaying()
 void VideoRenderer::showFrame(const QImage &frame)
 {
     m_currentFrame = frame;
+    m_arrivedUs = m_player->arrivalUs(frame);
     updateContentRect();
     update();
+    paintAtOnce(window());
 }
 
 void VideoRenderer::updateContentRect()
@@ -261,11 +277,33 @@ void VideoRenderer::geometryChange(const QRectF &newGeometry, const QRectF &oldG
 
 void VideoRenderer::paint(QPainter *painter)
 {
+    const qint64 beginUs = PlaybackState::nowUs();
     painter->fillRect(boundingRect(), Qt::black);
     if (m_currentFrame.isNull())
         paintWithoutPicture(*painter);
     else
         paintPicture(*painter);
+    countPainted(double(PlaybackState::nowUs() - beginUs) / 1000);
+}
+
+void VideoRenderer::countPainted(double paintMs)
+{
+    if (m_currentFrame.isNull() || m_currentFrame.cacheKey() == m_paintedKey)
+        return;
+    m_paintedKey = m_currentFrame.cacheKey();
+    ++m_painted.presented;
+    m_painted.paintMs = paintMs;
+    if (m_arrivedUs > 0)
+        m_painted.ageMs = double(PlaybackState::nowUs() - m_arrivedUs) / 1000;
+}
+
+VideoStatistics VideoRenderer::statistics() const
+{
+    VideoStatistics statistics = m_player->statistics();
+    statistics.presented = m_painted.presented;
+    statistics.paintMs = m_painted.paintMs;
+    statistics.ageMs = m_painted.ageMs;
+    return statistics;
 }
 
 QString VideoRenderer::retryText() const

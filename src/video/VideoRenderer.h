@@ -1,5 +1,6 @@
 #pragma once
 
+#include "VideoStatistics.h"
 #include "async/Wish.h"
 
 #include <QImage>
@@ -76,6 +77,8 @@ public:
     /// Where the picture lies in the item, letterbox bars excluded; empty without a picture.
     QRectF contentRect() const { return m_contentRect; }
 
+    VideoStatistics statistics() const;
+
     /// Opens and plays the source; returns when that succeeded or failed.
     Q_INVOKABLE void play();
     Q_INVOKABLE void pause();
@@ -136,11 +139,13 @@ private:
     QString retryText() const;
     void paintWithoutPicture(QPainter &painter) const;
     void paintPicture(QPainter &painter) const;
+    void countPainted(double paintMs);
 
     Wishes m_wishes;
     FFmpegPlayer *m_player;
     bool m_isOpening = false; // play() waits for its stream
     QImage m_currentFrame;
+    qint64 m_arrivedUs = 0; // of the picture being shown
     QRectF m_contentRect;
     QString m_source;
     QString m_status = QStringLiteral("就绪");
@@ -154,4 +159,6 @@ private:
     QThread *m_reconnectThread = nullptr;
     std::shared_ptr<ReconnectAttempt> m_reconnectAttempt;
     std::shared_ptr<std::atomic<int>> m_reconnectCancelled;
+    VideoStatistics m_painted; // what this item adds to the player's
+    qint64 m_paintedKey = 0;   // of the picture painted last
 };

@@ -36,6 +36,8 @@ void writeSettings(const QString &path, const QByteArray &content)
         qFatal("Flight: no settings file");
 }
 
+const char *buttonOf(Flight::Link link) { return link == Flight::Tcp ? "tcpButton" : "comButton"; }
+
 } // namespace
 
 Vitals Vitals::of(pid_t process)
@@ -80,7 +82,7 @@ Flight::Flight(const Setup &setup)
     };
     if (!waitFor(reached, 2 * kWaitMs))
         qFatal("Flight: the console did not start: %s", qPrintable(logTail()));
-    input("search --sync --onlyvisible --name KAVROControl windowfocus");
+    takeKeyboard();
 }
 
 QString Flight::settingsPath() const { return m_folder + u"/device_config.ini"_s; }
@@ -122,9 +124,21 @@ QString Flight::get(const char *object, const char *property)
     return ask(u"get %1 %2"_s.arg(QLatin1StringView(object), QLatin1StringView(property)));
 }
 
+bool Flight::isConnectedBy(Link link)
+{
+    return isConnected() && (get("cMain", "connectionType") == "TCP"_L1) == (link == Tcp);
+}
+
 bool Flight::said(const QString &text, int timeoutMs)
 {
     return waitFor([&] { return ask(u"said"_s).contains(text); }, timeoutMs);
+}
+
+void Flight::takeKeyboard()
+{
+    input("search --sync --onlyvisible --name KAVROControl windowfocus getmouselocation");
+    m_input.readLine(kWaitMs);
+    waitFor([this] { return get("mainWindow", "active") == "true"_L1; });
 }
 
 bool Flight::point(const char *object)
@@ -172,28 +186,26 @@ void Flight::closeDrawer()
         waitFor([this] { return !isDrawerOpen(); });
 }
 
-bool Flight::connectBy(const char *button)
+bool Flight::connectBy(Link link)
 {
-    const bool connected = click(button) && waitFor([this] { return isConnected(); });
+    const bool done =
+        isConnectedBy(link)
+        || (disconnect() && openDrawer(0) && (link == Tcp || enter("portslist", serialPath()))
+            && click(buttonOf(link)) && waitFor([&] { return isConnectedBy(link); }));
     closeDrawer();
-    return connected;
-}
-
-bool Flight::connectTcp() { return isConnected() || (openDrawer(0) && connectBy("tcpButton")); }
-
-bool Flight::connectSerial()
-{
-    return openDrawer(0) && enter("portslist", serialPath()) && connectBy("comButton");
+    return done;
 }
 
 bool Flight::disconnect()
 {
-    if (!isConnected())
-        return true;
-    const char *button = get("cMain", "connectionType") == "TCP"_L1 ? "tcpButton" : "comButton";
-    const bool done = openDrawer(0) && click(button) && waitFor([this] { return !isConnected(); });
+    for (const Link link : {Tcp, Serial}) {
+        if (isConnectedBy(link) && !(openDrawer(0) && click(buttonOf(link)) && waitFor([this] {
+                                         return !isConnected();
+                                     })))
+            return false;
+    }
     closeDrawer();
-    return done;
+    return true;
 }
 
 int Flight::measureControl()

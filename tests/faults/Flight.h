@@ -25,6 +25,8 @@ struct Vitals
 class Flight
 {
 public:
+    enum Link { Tcp, Serial };
+
     struct Setup
     {
         QStringList podArguments = {};
@@ -72,14 +74,14 @@ public:
     bool enter(const char *field, const QString &text);
     bool openDrawer(int page);
     void closeDrawer();
-    bool connectTcp();
-    bool connectSerial();
+    bool connectBy(Link link);
     bool disconnect();
+    void takeKeyboard();
     /// Presses and releases W; milliseconds until the pod had the command, or -1.
     int measureControl();
 
 private:
-    bool connectBy(const char *button);
+    bool isConnectedBy(Link link);
 
     QTemporaryDir m_scratch;
     PodSim m_pod;

@@ -129,9 +129,17 @@ private:
         }
         QObject *found = object(words.value(1));
         if (verb == "get"_L1)
-            return found ? found->property(words.value(2).toLatin1().constData()).toString()
+            return found ? textOf(found->property(words.value(2).toLatin1().constData()))
                          : QString();
         return verb == "where"_L1 ? placeOf(qobject_cast<QQuickItem *>(found)) : u"what?"_s;
+    }
+
+    static QString textOf(const QVariant &value)
+    {
+        if (value.typeId() != QMetaType::QRectF)
+            return value.toString();
+        const QSize size = value.toRectF().size().toSize();
+        return u"%1x%2"_s.arg(size.width()).arg(size.height());
     }
 
     /// The middle, on the screen, of a control that can be used; else nothing.

@@ -190,7 +190,11 @@ void TestLocalUpgrade::imagesArrive()
 void TestLocalUpgrade::everyStepIsLogged()
 {
     const LogCatcher log;
+    QStringList told;
+    const auto watch = connect(&m_upgrade, &LocalUpgrade::statusChanged, this,
+                               [&] { told.append(m_upgrade.statusText()); });
     QVERIFY(run(firmware(u"log.bin"_s, randomBytes(kThreeBlocks))));
+    disconnect(watch);
     // In this order; a reply may come in several reads, so that what else was read stands between.
     const QString steps =
         u"Serial port opened|Sent command: ff012800000029|Waiting for NEWBOOT...|"
@@ -211,6 +215,9 @@ void TestLocalUpgrade::everyStepIsLogged()
             missing.removeFirst();
     }
     QCOMPARE(missing, QStringList());
+    // The phrase is for the log and the line, not for those who watch the operator's screen.
+    QVERIFY(told.contains(u"Received 'NEWBOOT', sending the unlock phrase..."_s));
+    QVERIFY(!told.join(u'\n').contains(u"3f1a9c2e"_s));
 }
 
 void TestLocalUpgrade::faultsEndAsTheyShould_data()

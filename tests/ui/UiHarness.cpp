@@ -9,6 +9,7 @@
 #include <QHash>
 #include <QQmlContext>
 #include <QSettings>
+#include <QStyleHints>
 #include <QTest>
 #include <QWheelEvent>
 
@@ -175,6 +176,8 @@ void UiHarness::prepare()
     prepareInterface();
     // The window of one case, closing, must not end the event loops of the next.
     QGuiApplication::setQuitOnLastWindowClosed(false);
+    // A platform without a theme has none, and then no control is ever hovered.
+    QGuiApplication::styleHints()->setUseHoverEffects(true);
     s_previous = qInstallMessageHandler(collectWarnings);
 }
 
@@ -289,6 +292,18 @@ void UiHarness::activate()
     m_otherWindow.reset();
     m_window->requestActivate();
     await([this] { return m_window->isActive(); }, u"give the focus"_s);
+}
+
+QRect UiHarness::shownTip() const
+{
+    const QQuickItem *bubble = nullptr;
+    for (const QQuickItem *layer : m_window->contentItem()->childItems()) {
+        for (const QQuickItem *item : layer->childItems()) {
+            if (item->objectName() == u"tipBubble" && item->isVisible())
+                bubble = item;
+        }
+    }
+    return bubble ? bubble->mapRectToScene(bubble->boundingRect()).toAlignedRect() : QRect();
 }
 
 QVariant UiHarness::setting(const QString &key) const

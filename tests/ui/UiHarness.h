@@ -73,6 +73,9 @@ public:
     void deactivate();
     void activate();
 
+    /// The window's rectangle of the tooltip that is open; null when none is.
+    QRect shownTip() const;
+
     /// The settings file as it stands on disk.
     QVariant setting(const QString &key) const;
 

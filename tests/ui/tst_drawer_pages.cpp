@@ -35,6 +35,9 @@ private slots:
     void cleanupTestCase() { QCOMPARE(UiHarness::warnings(), QStringList()); }
     void withoutLinkNothingIsTakenOver();
     void linkFormsConnectStoreAndTell();
+    void statusLineKeepsReportsAndFollowsTheLanguage();
+    void tipsCoverAndTakeNothing_data();
+    void tipsCoverAndTakeNothing();
     void encoderFormShowsThePodAndWritesItBack();
     void sbusMapIsWrittenOnlyAsRead();
     void controlsFollowTheModel_data();
@@ -99,6 +102,77 @@ void TestDrawerPages::linkFormsConnectStoreAndTell()
     QCOMPARE(ui.property({}, "rtspUrl").toString(), address);
 }
 
+void TestDrawerPages::statusLineKeepsReportsAndFollowsTheLanguage()
+{
+    UiHarness ui;
+    const auto line = [&] { return ui.text(u"statusText"_s); };
+    ui.play(u"page 0; click tcpButton"_s);
+    QCOMPARE(line(), u"TCP 连接已断开"_s);
+    emit ui.video()->playingChanged(); // as with each attempt to bring the stream back
+    QCOMPARE(line(), u"TCP 连接已断开"_s);
+    ui.openPage(Gimbal); // the page that told it is gone
+    ui.window()->setProperty("oldLanguageIndex", 1);
+    QCOMPARE(line(), u"TCP disconnected"_s);
+    QTRY_COMPARE_WITH_TIMEOUT(line(), u"状态: "_s + ui.video()->status(), kWaitMs);
+    ui.play(u"click photobutton"_s);
+    QCOMPARE(line(), u"Error: Not connected, nothing was sent"_s);
+
+    ui.play(u"page 0; type urlInput udp://127.0.0.1:9; click urlButton"_s);
+    QCOMPARE(line(), u"URL updated: udp://127.0.0.1:9"_s);
+    emit ui.video()->connectionLost(); // no state but news
+    QCOMPARE(line(), u"连接丢失，重连中..."_s);
+}
+
+void TestDrawerPages::tipsCoverAndTakeNothing_data()
+{
+    QTest::addColumn<int>("page"); // -1: the drawer stays closed
+    QTest::addColumn<QString>("control");
+    QTest::addColumn<QStringList>("uncovered");
+    const auto row = [](int page, const QString &control, const QStringList &uncovered) {
+        QTest::addRow("%s, page %d", qPrintable(control), page) << page << control << uncovered;
+    };
+    constexpr int kClosed = -1;
+    const QStringList drawer = {u"podControlDrawer"_s};
+    row(kClosed, u"photobutton"_s, {u"podControlsTools"_s});
+    row(kClosed, u"closeButton"_s, {u"minButton"_s, u"maxButton"_s, u"podSettings"_s});
+    row(kClosed, u"settingsImage"_s, {u"podSettings"_s, u"closeButton"_s});
+    row(kClosed, u"plusButton"_s, {u"manualfocusbuttons"_s});
+    row(Info, u"settingsImage"_s, drawer);
+    row(Info, u"pageButton3"_s, drawer);
+    row(Info, u"tcpButton"_s, drawer);
+    row(Info, u"ipInput"_s, drawer);
+    row(Gimbal, u"podsportspeedslider"_s, drawer);
+    row(Gimbal, u"comboboxfrequency"_s, drawer);
+    row(Functions, u"pointtrackrowSwitch"_s, drawer);
+}
+
+void TestDrawerPages::tipsCoverAndTakeNothing()
+{
+    QFETCH(int, page);
+    QFETCH(QString, control);
+    QFETCH(QStringList, uncovered);
+    UiHarness ui(UiHarness::kNoStream + "[%General]\nlanguageIndex=1\n"); // the longer texts
+    ui.window()->resize(ui.window()->minimumSize());
+    ui.backend().setIsManualFocus(true);
+    QTRY_COMPARE_WITH_TIMEOUT(ui.video()->width(), 798, kWaitMs);
+    if (page >= 0)
+        ui.openPage(Page(page));
+    QTest::mouseMove(ui.window(), ui.centre(control));
+    QTRY_VERIFY_WITH_TIMEOUT(!ui.shownTip().isNull(), kWaitMs);
+    const QRect tip = ui.shownTip();
+    QVERIFY(QRect({}, ui.window()->size()).contains(tip));
+    for (const QString &name : uncovered) {
+        const QQuickItem *item = ui.item(name);
+        QVERIFY2(!item->mapRectToScene(item->boundingRect()).intersects(tip), qPrintable(name));
+    }
+    // A drag that begins on the tip, while it goes away, is the video's.
+    const QPoint start(tip.center().x(), tip.bottom());
+    QTest::mousePress(ui.window(), Qt::LeftButton, {}, start);
+    QTest::mouseMove(ui.window(), start + QPoint(0, 40));
+    QVERIFY(ui.pod().next(1).startsWith(u"00 10 00 80"_s));
+    QTest::mouseRelease(ui.window(), Qt::LeftButton, {}, start + QPoint(0, 40));
+}
+
 void TestDrawerPages::encoderFormShowsThePodAndWritesItBack()
 {
     UiHarness ui;
@@ -138,12 +212,16 @@ void TestDrawerPages::sbusMapIsWrittenOnlyAsRead()
     ui.play(u"pick sbusChoice1 16; click sbusSetButton"_s);
     const QByteArray written = sbusFrame(0x82, [&](int i) { return i == 1 ? 16 : read(i); });
     EXPECT_FRAMES(ui.pod(), QString::fromLatin1(written.toHex(' ')));
+    // What was sent is not what the pod has said, and is still there after a look elsewhere.
+    ui.play(u"dismiss; page 0; page 3"_s);
+    QCOMPARE(ui.text(u"sbusState"_s), u"已发送，可查询核对"_s);
+    QCOMPARE(ui.property(u"sbusChoice1"_s, "displayText").toString(), u"CH16"_s);
 
     // Forgotten with its link.
     ui.pod().drop();
     QTRY_VERIFY_WITH_TIMEOUT(!isReadable(), kWaitMs);
     QVERIFY(ui.connectPod());
-    ui.play(u"dismiss; click sbusSetButton"_s);
+    ui.play(u"click sbusSetButton"_s);
     EXPECT_FRAMES(ui.pod(), u"1e 00 00 00"_s);
 }
 

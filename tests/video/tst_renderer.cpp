@@ -5,6 +5,7 @@
 
 #include <QImage>
 #include <QPainter>
+#include <QQuickWindow>
 #include <QRandomGenerator>
 #include <QSignalSpy>
 #include <QTest>
@@ -80,6 +81,7 @@ private slots:
     void paintsLetterboxed();
     void paintsWithoutSeams();
     void paintsTexts();
+    void paintsEachPictureOnce();
     void lossIsTriedAgainUntilGivenUp();
     void failedFirstOpenIsTriedAgain();
     void streamComesBack();
@@ -202,6 +204,40 @@ void TestRenderer::paintsTexts()
     QVERIFY(qGray(canvas.pixel(5, 5)) < 128);
     QVERIFY(qGray(canvas.pixel(5, 5)) > 60);
     QVERIFY(litPixels(canvas, middle) > 20);
+}
+
+void TestRenderer::paintsEachPictureOnce()
+{
+    struct Item : VideoRenderer
+    {
+        void paint(QPainter *painter) override
+        {
+            ++paints;
+            VideoRenderer::paint(painter);
+        }
+
+        int paints = 0;
+    };
+    QQuickWindow window;
+    Item item;
+    item.setParentItem(window.contentItem());
+    item.setSize({200, 100});
+    window.resize(200, 100);
+    window.show();
+    QImage picture(100, 50, QImage::Format_RGBA8888);
+    for (quint64 number = 1; number <= 3; ++number) {
+        picture.fill(Qt::white);
+        give(item, picture);
+        QTRY_COMPARE(item.statistics().presented, number);
+        // The ticks that find no newer one must not cost a painting each.
+        QTest::qWait(50);
+        item.paints = 0;
+        for (int tick = 0; tick < 10; ++tick) {
+            give(item, picture);
+            QTest::qWait(5);
+        }
+        QCOMPARE(item.paints, 0);
+    }
 }
 
 void TestRenderer::lossIsTriedAgainUntilGivenUp()

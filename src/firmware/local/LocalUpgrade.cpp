@@ -235,7 +235,8 @@ void LocalUpgrade::handleProduct()
 
 void LocalUpgrade::handleNewBoot()
 {
-    tell(QStringLiteral("Received 'NEWBOOT', sending '%1'...").arg(kUnlockPhrase));
+    logLine(QStringLiteral("Received 'NEWBOOT', sending '%1'...").arg(kUnlockPhrase));
+    setStatusText(QStringLiteral("Received 'NEWBOOT', sending the unlock phrase..."));
     m_state = State::PhraseSent;
     sendText(kUnlockPhrase);
 }

@@ -1,10 +1,11 @@
 // The console beside the players that a user would pick instead: each shows the same stream on a
 // display of its own, and what is on the display tells how old the picture is. Writes one line of
-// text for each run; PlayersReport makes tables and plots of them.
+// text for each run, of which PlayersReport makes tables and plots of them.
 
 #include "BenchReport.h"
 #include "ControlProbe.h"
 #include "Player.h"
+#include "PlayersReport.h"
 #include "PreparedStream.h"
 #include "Screen.h"
 #include "StreamServer.h"
@@ -159,7 +160,7 @@ void print(const char *stream, const QString &player, const Run &run)
     const bench::Summary age = bench::summarise(run.ages);
     const bench::Summary latency = bench::summarise(run.latencies);
     const double shown = std::max(double(run.latencies.size()), 1.0);
-    std::printf("%-13s %-16s %7.1f %7.1f %7.1f %7.1f %6.1f %7.2f %7.2f %6.3f %7.1f %7.0f %7.0f\n",
+    std::printf("%-13s %-10s %7.1f %7.1f %7.1f %7.1f %6.1f %7.2f %7.2f %6.3f %7.1f %7.0f %7.0f\n",
                 stream, qPrintable(player), age.median, latency.median, latency.p99, latency.max,
                 shown / std::max(run.seconds, 0.001), run.player.cpuMs / shown,
                 run.display.cpuMs / shown, run.player.cpuMs / 1000 / std::max(run.seconds, 0.001),
@@ -181,14 +182,16 @@ void declare(QCommandLineParser &parser)
     };
     parser.addHelpOption();
     add("streams", "Which, by name.", "list", "720p25-h264,1080p30-h264");
-    add("players", "Which, by name.", "list", "console,console-raster,gstreamer,mpv,ffplay");
+    add("players", "Which, by name.", "list", "console,gstreamer,mpv,ffplay");
     add("console", "The console, when not this build's.", "program", PODCONSOLE_EXECUTABLE);
-    add("other-console", "Another console to compare with, as player 'other'.", "program", "");
+    add("other-console", "Further consoles to compare with, as player 'other'.", "program", "");
     add("rounds", "How often each player runs, in turns.", "count", "5");
     add("seconds", "How long each is watched.", "count", "5");
     add("trace", "Note time and latency of every picture there.", "file", "");
     add("cache", "Where encoded streams are kept.", "folder",
         qPrintable(QDir::temp().filePath(QStringLiteral("podconsole-bench"))));
+    add("report", "Make tables and plots of results and traces; measure nothing.", "files", "");
+    add("docs", "Folder of performance.md and its pictures.", "folder", "docs");
     parser.addOption({QStringLiteral("recover"), QStringLiteral("Also break the stream.")});
 }
 
@@ -202,15 +205,16 @@ int main(int argc, char *argv[])
     declare(parser);
     parser.process(app);
 
+    if (const QStringList files = listOf(parser, "report"); !files.isEmpty())
+        return bench::writeReport(files, parser.value(QStringLiteral("docs"))) ? 0 : 1;
+
     std::vector<bench::PlayerKind> kinds =
         bench::playerKinds(parser.value(QStringLiteral("console")));
     for (const QString &other : listOf(parser, "other-console")) {
-        for (int i = 0; i < 2; ++i) {
-            bench::PlayerKind kind = kinds[std::size_t(i)];
-            kind.program = other;
-            kind.name.replace(QStringLiteral("console"), QStringLiteral("other"));
-            kinds.push_back(kind);
-        }
+        bench::PlayerKind kind = kinds.front();
+        kind.program = other;
+        kind.name = QStringLiteral("other");
+        kinds.push_back(kind);
     }
     Options options;
     options.measureMs = parser.value(QStringLiteral("seconds")).toInt() * 1000;
@@ -219,8 +223,8 @@ int main(int argc, char *argv[])
     const QStringList streams = listOf(parser, "streams");
     const QStringList players = listOf(parser, "players");
 
-    std::printf("# stream      player             age     first    p99     max    fps cpu/pic "
-                "disp/pic  core  memory   start recover\n");
+    std::printf("# stream      player       age   first     p99     max    fps cpu/pic disp/pic "
+                "  core  memory   start recover\n");
     for (const Stream &stream : kStreams) {
         if (!streams.contains(QString::fromLatin1(stream.name)))
             continue;
