@@ -178,9 +178,11 @@ void TestTcpClient::manualDisconnectionIsNotReconnected()
 
 void TestTcpClient::newConnectionReplacesTheOld()
 {
+    const LogCatcher log;
     Link link;
     QVERIFY(link.establish());
-    link.send(hex("33aa55fc 05000000") + "ab");
+    link.send(hex("33aa55fc 05000000") + "ab"); // the rest of it never comes
+    QTRY_VERIFY_WITH_TIMEOUT(log.contains(u"Expecting payload of length: 5"_s), kWaitMs);
     const auto old = std::move(link.peer);
     QElapsedTimer clock;
     clock.start();
