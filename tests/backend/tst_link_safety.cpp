@@ -8,10 +8,12 @@
 #include "protocol/MotionLedger.h"
 
 #include <QElapsedTimer>
+#include <QHash>
 #include <QSignalSpy>
 #include <QTest>
 #include <QTimer>
 
+#include <functional>
 #include <memory>
 #include <utility>
 
@@ -55,12 +57,24 @@ class TestLinkSafety : public QObject
 private slots:
     void init();
     void ledger();
-    void closingALinkStopsThePod_data();
+    void closingALinkStopsThePod_data()
+    {
+        addWishes({u"disconnect"_s, u"type"_s, u"reset"_s, u"connect"_s, u"quit"_s});
+    }
+
     void closingALinkStopsThePod();
     void closingASerialLinkStopsThePod();
-    void linkLostInAMotionBeginsWithTheStop_data();
+    void linkLostInAMotionBeginsWithTheStop_data()
+    {
+        addWishes({u"hold"_s, u"release before the loss is known"_s, u"release after it"_s});
+    }
+
     void linkLostInAMotionBeginsWithTheStop();
-    void newerWishEndsAConnect_data();
+    void newerWishEndsAConnect_data()
+    {
+        addWishes({u"connect"_s, u"disconnect"_s, u"type"_s, u"reset"_s, u"serial"_s, u"quit"_s});
+    }
+
     void newerWishEndsAConnect();
     void linkReplacedByItsOwnSignal_data();
     void linkReplacedByItsOwnSignal();
@@ -85,21 +99,16 @@ void TestLinkSafety::init()
 
 bool TestLinkSafety::obey(const QString &wish)
 {
-    if (wish == "connect"_L1)
-        return m_backend->connectTCP(kHost, m_pod->port());
-    if (wish == "serial"_L1)
-        return m_backend->connectSerial(m_line->slavePath());
-    if (wish == "disconnect"_L1)
-        m_backend->disconnect();
-    else if (wish == "type"_L1)
-        m_backend->setConnectionType(u"Serial"_s);
-    else if (wish == "reset"_L1)
-        m_backend->resetConnection();
-    else if (wish == "quit"_L1)
-        m_backend.reset();
-    else
-        m_pod->close();
-    return false;
+    const QHash<QString, std::function<bool()>> ways = {
+        {u"connect"_s, [this] { return m_backend->connectTCP(kHost, m_pod->port()); }},
+        {u"serial"_s, [this] { return m_backend->connectSerial(m_line->slavePath()); }},
+        {u"disconnect"_s, [this] { return m_backend->disconnect(), false; }},
+        {u"type"_s, [this] { return m_backend->setConnectionType(u"Serial"_s), false; }},
+        {u"reset"_s, [this] { return m_backend->resetConnection(), false; }},
+        {u"quit"_s, [this] { return m_backend.reset(), false; }},
+        {u"pod closes"_s, [this] { return m_pod->close(), false; }},
+    };
+    return ways.value(wish)();
 }
 
 void TestLinkSafety::ledger()
@@ -120,11 +129,6 @@ void TestLinkSafety::ledger()
     motions.linkLost(5000 + MotionLedger::kUncertainMs);
     QCOMPARE(motions.owedStops(),
              (Stops{Command::StopMove, std::nullopt, Command::ManualFocusStop}));
-}
-
-void TestLinkSafety::closingALinkStopsThePod_data()
-{
-    addWishes({u"disconnect"_s, u"type"_s, u"reset"_s, u"connect"_s, u"quit"_s});
 }
 
 void TestLinkSafety::closingALinkStopsThePod()
@@ -150,11 +154,6 @@ void TestLinkSafety::closingASerialLinkStopsThePod()
     QCOMPARE(m_line->received(), kMotions + kStops);
 }
 
-void TestLinkSafety::linkLostInAMotionBeginsWithTheStop_data()
-{
-    addWishes({u"hold"_s, u"release before the loss is known"_s, u"release after it"_s});
-}
-
 void TestLinkSafety::linkLostInAMotionBeginsWithTheStop()
 {
     QFETCH(QString, wish);
@@ -175,11 +174,6 @@ void TestLinkSafety::linkLostInAMotionBeginsWithTheStop()
     });
     QVERIFY(connectTcp());
     QVERIFY(m_pod->receive(14).startsWith(kStops.first(7) + QByteArray::fromHex("ff0112")));
-}
-
-void TestLinkSafety::newerWishEndsAConnect_data()
-{
-    addWishes({u"connect"_s, u"disconnect"_s, u"type"_s, u"reset"_s, u"serial"_s, u"quit"_s});
 }
 
 void TestLinkSafety::newerWishEndsAConnect()

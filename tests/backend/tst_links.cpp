@@ -74,7 +74,6 @@ void TestLinks::serialReadsBlocks()
 {
     QVERIFY(m_serial->connectTo(m_line->slavePath(), 115200));
     QSignalSpy blocks(m_serial.get(), &ICommunication::dataReceived);
-    const LogCatcher log;
     // Cut, and what was cut off is lost; or padded with zeros.
     for (const int length : {1, 5, 36, 37, 38, 80, 4}) {
         m_line->send(numbered(length));
@@ -83,39 +82,30 @@ void TestLinks::serialReadsBlocks()
         expected.resize(37, '\0');
         QCOMPARE(blocks.takeFirst()[0].toByteArray(), expected);
     }
-    QCOMPARE(log.count(u"串口收到数据: 37 字节"_s), 7);
 }
 
 void TestLinks::serialSends()
 {
-    const LogCatcher log;
     const QString refusal = u"errorOccurred(串口未连接，无法发送数据)"_s;
     m_serial->sendData("lost");
     QCOMPARE(m_serialRaised->take(), refusal);
-
     QVERIFY(m_serial->connectTo(m_line->slavePath(), 57600));
     const auto *port = m_serial->findChild<QSerialPort *>();
-    QCOMPARE(port->baudRate(), 57600);
-    QCOMPARE(port->dataBits(), QSerialPort::Data8);
-    QCOMPARE(port->parity(), QSerialPort::NoParity);
-    QCOMPARE(port->stopBits(), QSerialPort::OneStop);
-    QCOMPARE(port->flowControl(), QSerialPort::NoFlowControl);
+    QCOMPARE(QVariantList({port->baudRate(), port->dataBits(), port->parity(), port->stopBits(),
+                           port->flowControl()}),
+             QVariantList({57600, QSerialPort::Data8, QSerialPort::NoParity, QSerialPort::OneStop,
+                           QSerialPort::NoFlowControl}));
     m_serial->sendData(QByteArray::fromHex("FF010008"));
     m_serial->sendData(QByteArray::fromHex("00204A"));
     QTRY_COMPARE_WITH_TIMEOUT(m_line->received(), QByteArray::fromHex("FF01000800204A"), kWaitMs);
-    QVERIFY(log.contains(u"Serial write: \"ff010008\""_s));
-    QVERIFY(log.contains(u"串口连接成功:"_s));
     QCOMPARE(m_serialRaised->take(), kUp);
 
     // A second connect moves to the other port.
     PtyPair other;
-    QCOMPARE(log.count(u"串口还在打开状态，强制关闭"_s), 0);
     QVERIFY(m_serial->connectTo(other.slavePath(), 115200));
-    QCOMPARE(log.count(u"串口还在打开状态，强制关闭"_s), 1);
     m_serial->sendData("x");
     QTRY_COMPARE_WITH_TIMEOUT(other.received(), "x", kWaitMs);
     m_serial->disconnectFrom();
-    QVERIFY(log.contains(u"串口已断开"_s));
     m_serial->sendData("lost");
     m_serial->disconnectFrom();
     QCOMPARE(m_serialRaised->take(), QStringList({kUp, kDown, refusal, kDown}).join(u' '));
@@ -123,14 +113,12 @@ void TestLinks::serialSends()
 
 void TestLinks::serialDeviceIsMissing()
 {
-    const LogCatcher log;
     const QString text = qt_error_string(ENOENT);
     // A port name of this run alone: ports are locked by name while they are opened.
     const qint64 own = QCoreApplication::applicationPid();
     QVERIFY(!m_serial->connectTo(u"/dev/no-such-port-%1"_s.arg(own), 115200));
     QCOMPARE(m_serialRaised->take(),
              u"errorOccurred(串口连接丢失: %1) %2 errorOccurred(%1)"_s.arg(text, kDown));
-    QVERIFY(log.contains(u"串口连接失败: \"%1\""_s.arg(text)));
 
     // The failure leaves a link that opens; then its device vanishes.
     QVERIFY(m_serial->connectTo(m_line->slavePath(), 115200));
@@ -153,27 +141,20 @@ void TestLinks::serialErrors()
     for (const Port::SerialPortError error : ending + others + QList{Port::NoError}) {
         QVERIFY(m_serial->connectTo(m_line->slavePath(), 115200));
         m_serialRaised->take();
-        const LogCatcher log;
         auto *port = m_serial->findChild<Port *>();
         port->errorOccurred(error);
         const bool ends = ending.contains(error);
-        const bool ignored = error == Port::NoError;
-        const QString expected = ignored ? QString()
-                                 : ends  ? kDown + u" errorOccurred(串口连接丢失: %1)"_s
-                                         : u"errorOccurred(%1)"_s;
+        const QString expected = error == Port::NoError ? QString()
+                                 : ends ? kDown + u" errorOccurred(串口连接丢失: %1)"_s
+                                        : u"errorOccurred(%1)"_s;
         // The port, healthy in truth, has a text of its own for it.
         QCOMPARE(m_serialRaised->take(), expected.arg(port->errorString()));
-        const char *name = QMetaEnum::fromType<Port::SerialPortError>().valueToKey(error);
-        QCOMPARE(log.contains(u"错误码: QSerialPort::"_s + QString::fromLatin1(name)), !ignored);
-        QVERIFY2(m_serial->isConnected() != ends && port->isOpen() != ends, name);
-        QCOMPARE(log.contains(u"串口已强制关闭"_s), ends);
-        QCOMPARE(log.contains(u"串口其他错误，连接可能仍在"_s), !ends && !ignored);
+        QVERIFY(m_serial->isConnected() != ends && port->isOpen() != ends);
     }
 }
 
 void TestLinks::tcpPassesEverythingOn()
 {
-    const LogCatcher log;
     m_tcp->disconnectFrom();
     m_tcp->sendData("lost");
     QCOMPARE(m_tcpRaised->take(), kDown + u" errorOccurred(TCP未连接)"_s);
@@ -184,12 +165,8 @@ void TestLinks::tcpPassesEverythingOn()
         QVERIFY(m_tcp->isConnected());
         QVERIFY(m_tcpRaised->take().endsWith(kDown + u' ' + kUp + u' ' + kUp));
     }
-    QVERIFY(log.contains(u"正在连接TCP服务器: \"127.0.0.1\" : %1"_s.arg(m_pod->port())));
-    QVERIFY(log.contains(u"TCP连接成功"_s));
-
     m_tcp->sendData(QByteArray::fromHex("FF01006000"));
     QCOMPARE(m_pod->receive(5), QByteArray::fromHex("FF01006000"));
-    QVERIFY(log.contains(u"TCP发送: \"FF 01 00 60 00\""_s));
     QSignalSpy deliveries(m_tcp.get(), &ICommunication::dataReceived);
     for (const int length : {1, 37, 200}) {
         m_pod->send(numbered(length));
@@ -200,11 +177,9 @@ void TestLinks::tcpPassesEverythingOn()
 
 void TestLinks::tcpConnectFails()
 {
-    const LogCatcher log;
     const int closedPort = TcpPeer().port();
     QVERIFY(!m_tcp->connectTo(kHost, closedPort));
     QCOMPARE(m_tcpRaised->take(), kDown + u" errorOccurred(Connection refused)"_s);
-    QVERIFY(log.contains(u"TCP错误: \"Connection refused\""_s));
 
     const SilentListener silent;
     QTimer everyMoment;

@@ -1,6 +1,5 @@
 // The wrapper of the bootloader's serial port, on a pseudo terminal.
 
-#include "LogCatcher.h"
 #include "PtyPair.h"
 #include "firmware/online/SerialPortCommunicator.h"
 
@@ -26,13 +25,12 @@ struct Line
     explicit Line(const QString &path = {})
         : port(path.isEmpty() ? pty.slavePath() : path)
     {
-        QObject::connect(&port, &Port::opened, &port, [this] { states.append(u"opened"_s); });
-        QObject::connect(&port, &Port::closed, &port, [this] { states.append(u"closed"_s); });
-        QObject::connect(&port, &Port::connectionError, &port,
-                         [this] { states.append(u"connectionError"_s); });
-        QObject::connect(&port, &Port::statusChanged, &port, [this](Status status) {
-            states.append(QString::number(static_cast<int>(status)));
-        });
+        const auto note = [this](const QString &text) { return [=, this] { states += text; }; };
+        QObject::connect(&port, &Port::opened, &port, note(u"opened"_s));
+        QObject::connect(&port, &Port::closed, &port, note(u"closed"_s));
+        QObject::connect(&port, &Port::connectionError, &port, note(u"connectionError"_s));
+        QObject::connect(&port, &Port::statusChanged, &port,
+                         [this](Status status) { states += QString::number(int(status)); });
         QObject::connect(&port, &Port::errorOccurred, &port,
                          [this](QSerialPort::SerialPortError error) { errors.append(error); });
     }
@@ -65,12 +63,10 @@ private slots:
 
 void TestSerialCommunicator::opensClosesAndRestarts()
 {
-    const LogCatcher log;
     Line line;
     QVERIFY(line.port.open());
     QCOMPARE(line.take(), u"opened 2"_s);
     QVERIFY(!line.port.open()); // it is already
-    QVERIFY(log.contains(u"is already open or connecting"_s));
     QVERIFY(line.port.isOpen());
     line.port.close();
     line.port.close();
@@ -94,7 +90,6 @@ void TestSerialCommunicator::opensClosesAndRestarts()
 void TestSerialCommunicator::openFailure()
 {
     for (const auto &[autoReconnect, intervalMs] : {std::pair(false, 10), {true, 0}, {true, 10}}) {
-        const LogCatcher log;
         Line line(u"/nonexistent/tty"_s);
         QVERIFY(
             !line.port.open({.autoReconnect = autoReconnect, .reconnectIntervalMs = intervalMs}));
@@ -133,14 +128,11 @@ void TestSerialCommunicator::severeErrorsChangeTheStatus()
                              PermissionError, ResourceError}) {
         const bool severe =
             error == DeviceNotFoundError || error == PermissionError || error == ResourceError;
-        const int counted = error == NoError ? 0 : 1;
-        const LogCatcher log;
         Line line;
         QVERIFY(line.port.open());
         line.take();
         line.port.onErrorOccurred(error);
-        QCOMPARE(line.port.statistics().errors, counted);
-        QCOMPARE(log.count(u"Serial port error:"_s), counted);
+        QCOMPARE(line.port.statistics().errors, error == NoError ? 0 : 1);
         QCOMPARE(line.take(), severe ? u"connectionError 3"_s : u""_s);
         QCOMPARE(line.port.status(), severe ? Status::Error : Status::Open);
     }

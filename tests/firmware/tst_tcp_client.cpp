@@ -95,11 +95,9 @@ void TestTcpClient::sends()
     QVERIFY(!link.client.sendPacket("abc")); // unconnected
     QVERIFY(link.establish());
     QVERIFY(link.client.sendPacket("abc"));
-    QCOMPARE(link.received(11), hex("33aa55fc 03000000") + "abc");
-    QVERIFY(link.client.sendPacket({}));
-    QCOMPARE(link.received(8), hex("33aa55fc 00000000"));
     QVERIFY(link.client.sendUid(hex("0102030405060708090a0bff")));
-    QCOMPARE(link.received(24), hex("33aa55fc 10000000 01000000 0102030405060708090a0bff"));
+    QCOMPARE(link.received(35), hex("33aa55fc 03000000 616263 33aa55fc 10000000 01000000"
+                                    "0102030405060708090a0bff"));
 }
 
 void TestTcpClient::deliversPacketsAndDropsWrongHeaders()
@@ -180,9 +178,11 @@ void TestTcpClient::manualDisconnectionIsNotReconnected()
 
 void TestTcpClient::newConnectionReplacesTheOld()
 {
+    const LogCatcher log;
     Link link;
     QVERIFY(link.establish());
-    link.send(hex("33aa55fc 05000000") + "ab");
+    link.send(hex("33aa55fc 05000000") + "ab"); // the rest of it never comes
+    QTRY_VERIFY_WITH_TIMEOUT(log.contains(u"Expecting payload of length: 5"_s), kWaitMs);
     const auto old = std::move(link.peer);
     QElapsedTimer clock;
     clock.start();

@@ -56,8 +56,7 @@ class TestUpgradeExchange : public QObject
 
 private slots:
     void largestImage();
-    void serverPackets();
-    void uidOfAnyOtherLengthIsRefused();
+    void oddPacketsAndUids();
     void oddOrders();
 };
 
@@ -84,30 +83,25 @@ void TestUpgradeExchange::largestImage()
     QVERIFY(words(exchange.carryOut(command(0x13))).endsWith(u"|c23:1/1:3"_s));
 }
 
-void TestUpgradeExchange::serverPackets()
+void TestUpgradeExchange::oddPacketsAndUids()
 {
-    const QList<std::pair<QByteArray, QString>> rows{
+    const std::pair<QByteArray, QString> packets[] = {
         {"014000", {}},
         {"01400000", u"报文错误: 收到错误数据长度: 4"_s},
         {"01400000" + QByteArray(80, 'x').toHex(), u"串口 P 客户端收到服务器应答"_s}, // no image
     };
-    for (const auto &[payload, text] : rows) {
+    for (const auto &[payload, text] : packets) {
         UpgradeExchange exchange(u"P"_s);
         const NetPacket packet = NetPacket::of(QByteArray::fromHex(payload));
         QCOMPARE(words(exchange.handleServerPacket(packet)), text);
         QVERIFY(exchange.carryOut(command(0x13)).isEmpty());
     }
-}
-
-void TestUpgradeExchange::uidOfAnyOtherLengthIsRefused()
-{
-    const UpgradeExchange exchange(u"P"_s);
     for (const qsizetype length : {1, 15, 16, 17}) {
         const auto uid = command(0x10, QByteArray(length, '\xAB'));
         QCOMPARE(UpgradeExchange::needsServer(uid), length == 16);
-        QCOMPARE(exchange.judge(uid, true).accepted, length == 16);
+        QCOMPARE(UpgradeExchange(u"P"_s).judge(uid, true).accepted, length == 16);
     }
-    QVERIFY(exchange.judge(command(0x7F), false).accepted);
+    QVERIFY(UpgradeExchange(u"P"_s).judge(command(0x7F), false).accepted);
 }
 
 void TestUpgradeExchange::oddOrders()
