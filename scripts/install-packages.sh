@@ -22,7 +22,7 @@ packages=(
   libsdl2-dev
   # tests, benchmarks, pictures, checks
   ffmpeg lrzsz libbenchmark-dev xvfb xauth xdotool imagemagick librsvg2-bin
-  clang-format clang-tidy
+  clang-format clang-tidy cppcheck
 )
 
 missing=()

@@ -37,10 +37,11 @@ void CMain::handleCommunicationConnectionChanged(bool connected)
     }
     m_isConnected = connected;
     // A link that broke in a motion left the pod moving: before anything else it gets its stop.
-    if (connected)
+    if (connected) {
         sendOwedStops();
-    else if (!m_isClosingLink)
+    } else if (!m_isClosingLink) {
         m_motions.linkLost(steadyMs());
+    }
     emit connectionChanged(connected);
     if (!connected) {
         qDebug() << "连接已断开（CMain）";

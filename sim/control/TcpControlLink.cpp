@@ -6,7 +6,7 @@
 
 namespace {
 
-constexpr qint64 kUnreadMax = 64 * 1024; // bytes waiting for a client that does not read
+constexpr qint64 kUnreadMax = qint64(64) * 1024; // bytes waiting for a client that does not read
 
 } // namespace
 

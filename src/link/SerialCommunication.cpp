@@ -88,7 +88,10 @@ void SerialCommunication::disconnectFrom()
     qDebug() << "串口已断开";
 }
 
-bool SerialCommunication::isConnected() const { return m_connected && m_port && m_port->isOpen(); }
+bool SerialCommunication::isConnected() const
+{
+    return m_connected && m_port != nullptr && m_port->isOpen();
+}
 
 void SerialCommunication::sendData(const QByteArray &data)
 {
@@ -123,7 +126,8 @@ void SerialCommunication::handleError(QSerialPort::SerialPortError error)
 {
     if (error == QSerialPort::NoError)
         return;
-    const bool gone = error == QSerialPort::ReadError && m_port && serial_hangup::isGone(*m_port);
+    const bool gone =
+        error == QSerialPort::ReadError && m_port != nullptr && serial_hangup::isGone(*m_port);
     const QString text = errorText(gone);
     qDebug() << "串口错误:" << text << "错误码:" << error;
 

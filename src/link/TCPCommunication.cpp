@@ -95,7 +95,8 @@ void TCPCommunication::closeSocket()
 
 bool TCPCommunication::isConnected() const
 {
-    return m_connected && m_socket && m_socket->state() == QAbstractSocket::ConnectedState;
+    return m_connected && m_socket != nullptr
+           && m_socket->state() == QAbstractSocket::ConnectedState;
 }
 
 void TCPCommunication::sendData(const QByteArray &data)

@@ -1,5 +1,6 @@
 #include "InboundFrames.h"
 
+#include "Bytes.h"
 #include "LongFrame.h"
 #include "ModelTable.h"
 
@@ -11,8 +12,6 @@ namespace {
 constexpr std::array kWorkModes = {"Follow", "Lock", "Down"};
 constexpr std::array kChannelLetters = {'T', 'F'};
 constexpr char kOtherChannelLetter = 'C';
-
-quint8 byteAt(QByteArrayView frame, qsizetype offset) { return static_cast<quint8>(frame[offset]); }
 
 bool flag(QByteArrayView frame, const Field &field) { return readRaw(frame, field) == 1; }
 

@@ -211,7 +211,7 @@ void TestDrawerPages::rowsFollowTheModel_data()
     QTest::addColumn<int>("model");
     QTest::addColumn<QStringList>("hidden");
     QTest::addColumn<int>("zoomFactors");
-    const QStringList none;
+    const QStringList none = {};
     QTest::newRow("B7N") << 45
                          << QStringList{u"continuousdistancerow"_s, u"laserlightrow"_s, u"rcxrow"_s}
                          << 30;

@@ -65,7 +65,7 @@ QByteArray statusFrame(bool recording, bool tracking = false, int yawTenths = 0)
     frame[1] = 0x01;
     frame[2] = 29;
     frame[9] = char(yawTenths & 0xff);
-    frame[10] = char(yawTenths >> 8);
+    frame[10] = char((yawTenths & 0xff00) >> 8);
     frame[11] = 3; // zoom step
     frame[12] = char(tracking);
     frame[25] = char(recording);
