@@ -1,5 +1,6 @@
 #include "SerialCommunication.h"
 
+#include "DefaultLog.h"
 #include "SerialHangup.h"
 
 #include <QDebug>
@@ -99,7 +100,7 @@ void SerialCommunication::sendData(const QByteArray &data)
         emit errorOccurred(QStringLiteral("串口未连接，无法发送数据"));
         return;
     }
-    qDebug() << "Serial write:" << data.toHex();
+    qCDebug(defaultLog) << "Serial write:" << data.toHex();
     m_port->write(data);
 }
 
@@ -111,7 +112,7 @@ void SerialCommunication::handleReadyRead()
         return;
     QByteArray block = m_port->readAll();
     block.resize(kBlockLength, '\0');
-    qDebug() << "串口收到数据:" << block.size() << "字节";
+    qCDebug(defaultLog) << "串口收到数据:" << block.size() << "字节";
     emit dataReceived(block);
 }
 

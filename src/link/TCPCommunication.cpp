@@ -1,5 +1,6 @@
 #include "TCPCommunication.h"
 
+#include "DefaultLog.h"
 #include "KeepAlive.h"
 #include "async/BackgroundCall.h"
 
@@ -105,7 +106,7 @@ void TCPCommunication::sendData(const QByteArray &data)
         emit errorOccurred(QStringLiteral("TCP未连接"));
         return;
     }
-    qDebug() << "TCP发送:" << data.toHex(' ').toUpper();
+    qCDebug(defaultLog) << "TCP发送:" << data.toHex(' ').toUpper();
     m_socket->write(data);
     m_socket->flush();
 }
