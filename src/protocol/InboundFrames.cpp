@@ -9,7 +9,6 @@
 namespace protocol {
 namespace {
 
-constexpr std::array kWorkModes = {"Follow", "Lock", "Down"};
 constexpr std::array kChannelLetters = {'T', 'F'};
 constexpr char kOtherChannelLetter = 'C';
 
@@ -32,10 +31,19 @@ QString addressText(QByteArrayView frame, qsizetype offset)
     return parts.join(u'.');
 }
 
+/// Comes with every status frame, hence as a literal, which takes no memory.
 QString workModeText(QByteArrayView frame)
 {
-    const auto code = static_cast<std::size_t>(readRaw(frame, status_field::WorkMode));
-    return QString::fromLatin1(code < kWorkModes.size() ? kWorkModes[code] : "Unknown");
+    switch (readRaw(frame, status_field::WorkMode)) {
+    case 0:
+        return QStringLiteral("Follow");
+    case 1:
+        return QStringLiteral("Lock");
+    case 2:
+        return QStringLiteral("Down");
+    default:
+        return QStringLiteral("Unknown");
+    }
 }
 
 SbusMap decodeSbus(QByteArrayView frame)
