@@ -28,6 +28,8 @@ namespace {
 
 using benchmark::DoNotOptimize;
 
+constexpr qsizetype kKiB = 1024; // bytes
+
 /// Adds the allocations of one iteration to a benchmark's line.
 template<typename Step>
 void measure(benchmark::State &state, Step step)
@@ -125,7 +127,7 @@ QByteArray firmware(qsizetype size)
 
 void buildBlock(benchmark::State &state)
 {
-    const QByteArray file = firmware(64 * 1024);
+    const QByteArray file = firmware(kKiB * 64);
     measure(state,
             [&, payload = state.range(0)] { DoNotOptimize(ymodem::dataBlock(file, 7, payload)); });
 }
@@ -189,7 +191,7 @@ void assemblePacket(benchmark::State &state)
     });
     state.SetBytesProcessed(state.iterations() * bytes.size());
 }
-BENCHMARK(assemblePacket)->Arg(64)->Arg(64 * 1024)->Arg(1024 * 1024);
+BENCHMARK(assemblePacket)->Arg(64)->Arg(kKiB * 64)->Arg(kKiB * 1024);
 
 // Pictures
 
