@@ -232,7 +232,7 @@ void sendLogTo(const QString &file)
         return;
     if (file == QLatin1String("none"))
         qInstallMessageHandler(swallow);
-    else if (!std::freopen(qPrintable(file), "w", stderr))
+    else if (std::freopen(qPrintable(file), "w", stderr) == nullptr)
         bench::fail("cannot write the log");
 }
 

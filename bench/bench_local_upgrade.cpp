@@ -327,7 +327,7 @@ int main(int argc, char *argv[])
     const QTemporaryDir folder;
     const QString log = folder.filePath(QStringLiteral("log"));
     // The upgrade logs every block, as it does in the console; the lines go to a file.
-    if (!std::freopen(qPrintable(log), "w", stderr))
+    if (std::freopen(qPrintable(log), "w", stderr) == nullptr)
         return 1;
     printMethod();
     std::printf("%-10s %-8s %-7s %10s %11s %8s %8s %8s %8s\n", "sender", "answers", "file", "time",

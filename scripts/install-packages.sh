@@ -23,7 +23,7 @@ packages=(
   libsdl2-dev
   # tests, benchmarks, pictures, checks
   ffmpeg lrzsz libbenchmark-dev xvfb xauth xdotool imagemagick librsvg2-bin iproute2
-  clang-format clang-tidy
+  clang-format clang-tidy cppcheck
   # fuzzing
   clang llvm libclang-rt-dev
   "$@"

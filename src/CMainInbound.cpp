@@ -1,4 +1,5 @@
 #include "CMain.h"
+#include "DefaultLog.h"
 
 #include <QDebug>
 #include <QScopedValueRollback>
@@ -12,10 +13,10 @@ void CMain::handleDataReceived(const QByteArray &data)
     const QScopedValueRollback depth(m_transportSignalDepth, m_transportSignalDepth + 1);
     const protocol::InboundFrame frame = protocol::decodeInbound(data);
     if (std::holds_alternative<protocol::SbusMap>(frame))
-        qDebug() << "SBUS:" << data.first(protocol::kSbusReply.length).toHex();
+        qCDebug(defaultLog) << "SBUS:" << data.first(protocol::kSbusReply.length).toHex();
     std::visit([this](const auto &decoded) { apply(decoded); }, frame);
     // Written for every delivery, recognised or not.
-    qDebug() << "收到未知数据:" << data.toHex(' ').toUpper();
+    qCDebug(defaultLog) << "收到未知数据:" << data.toHex(' ').toUpper();
 }
 
 void CMain::handleCommunicationError(const QString &error)
@@ -37,10 +38,11 @@ void CMain::handleCommunicationConnectionChanged(bool connected)
     }
     m_isConnected = connected;
     // A link that broke in a motion left the pod moving: before anything else it gets its stop.
-    if (connected)
+    if (connected) {
         sendOwedStops();
-    else if (!m_isClosingLink)
+    } else if (!m_isClosingLink) {
         m_motions.linkLost(steadyMs());
+    }
     emit connectionChanged(connected);
     if (!connected) {
         qDebug() << "连接已断开（CMain）";

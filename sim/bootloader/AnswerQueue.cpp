@@ -5,11 +5,9 @@
 #include <algorithm>
 #include <thread>
 
-using namespace std::chrono_literals;
-
 namespace {
 
-constexpr auto kPoll = 1ms;
+constexpr std::chrono::milliseconds kPoll(1);
 constexpr int kBitsPerByte = 10; // with start and stop bit
 
 } // namespace
@@ -44,7 +42,7 @@ AnswerQueue::Clock::duration AnswerQueue::lineTime(qsizetype count) const
 {
     if (m_baud == 0)
         return {};
-    return std::chrono::nanoseconds(1s) * kBitsPerByte * count / m_baud;
+    return std::chrono::nanoseconds(std::chrono::seconds(1)) * kBitsPerByte * count / m_baud;
 }
 
 void AnswerQueue::sendDue()
@@ -53,7 +51,7 @@ void AnswerQueue::sendDue()
         const Answer &answer = m_answers.head();
         const auto due = std::max(answer.notBefore, m_lineFreeAt + lineTime(answer.bytes.size()));
         const auto left = due - Clock::now();
-        if (left >= 1ms) {
+        if (left >= kPoll) {
             m_timer.start(std::chrono::floor<std::chrono::milliseconds>(left));
             return;
         }

@@ -50,7 +50,7 @@ Answer setBaud(Bootloader &b, Arguments a)
 
 Answer help(Bootloader &, Arguments);
 
-constexpr auto kRows = std::to_array<Row<Bootloader>>({
+constexpr auto kBootRows = std::to_array<Row<Bootloader>>({
     {"help", "", "list these lines", help},
     {"state", "", "stage, images and rejections as JSON", stateLine},
     {"clear", "", "no faults any more", clearFaults},
@@ -63,14 +63,14 @@ constexpr auto kRows = std::to_array<Row<Bootloader>>({
 
 Answer help(Bootloader &, Arguments)
 {
-    return listRows(kRows) + QStringLiteral("; at: ") + BootFaults::grammar();
+    return listRows(kBootRows) + QStringLiteral("; at: ") + BootFaults::grammar();
 }
 
 } // namespace
 
 QString execute(Bootloader &bootloader, const QString &line)
 {
-    return executeRows(kRows, bootloader, line);
+    return executeRows(kBootRows, bootloader, line);
 }
 
 } // namespace faults

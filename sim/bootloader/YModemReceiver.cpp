@@ -2,10 +2,12 @@
 
 #include "firmware/local/Crc16.h"
 #include "firmware/local/YModemBlocks.h"
+#include "protocol/Bytes.h"
 
 #include <algorithm>
 
 using namespace ymodem;
+using protocol::byteAt;
 
 namespace {
 
@@ -15,8 +17,6 @@ bool isAll(QByteArrayView bytes, char value)
 {
     return std::ranges::all_of(bytes, [value](char byte) { return byte == value; });
 }
-
-quint8 byteAt(QByteArrayView bytes, qsizetype index) { return static_cast<quint8>(bytes[index]); }
 
 } // namespace
 

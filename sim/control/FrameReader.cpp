@@ -1,19 +1,17 @@
 #include "FrameReader.h"
 
+#include "protocol/Bytes.h"
 #include "protocol/LongFrame.h"
 #include "protocol/ShortFrame.h"
 
 #include <algorithm>
 #include <utility>
 
+using protocol::byteAt;
+
 namespace {
 
 constexpr qsizetype kLongestCommand = 64; // a longer announcement is garbage
-
-quint8 byteAt(const QByteArray &bytes, qsizetype offset)
-{
-    return static_cast<quint8>(bytes.at(offset));
-}
 
 bool checksumHolds(const QByteArray &frame)
 {

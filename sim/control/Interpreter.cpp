@@ -1,5 +1,6 @@
 #include "Interpreter.h"
 
+#include "protocol/Bytes.h"
 #include "protocol/CommandCatalogue.h"
 #include "protocol/LongFrame.h"
 #include "protocol/SettingFrames.h"
@@ -10,6 +11,8 @@
 #include <algorithm>
 #include <map>
 #include <utility>
+
+using protocol::byteAt;
 
 namespace {
 
@@ -108,11 +111,6 @@ const std::map<Command, Action> &actions()
     return table;
 }
 // clang-format on
-
-quint8 byteAt(const QByteArray &frame, qsizetype offset)
-{
-    return static_cast<quint8>(frame.at(offset));
-}
 
 bool constantHolds(const DataByte &data, quint8 byte)
 {

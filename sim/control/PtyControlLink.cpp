@@ -10,14 +10,14 @@
 #include <array>
 #include <cerrno>
 #include <cstdlib>
-#include <cstring>
+#include <system_error>
 #include <utility>
 
 namespace {
 
 constexpr int kWatchMs = 20;
 
-QString systemError() { return QString::fromLocal8Bit(std::strerror(errno)); }
+QString systemError() { return QString::fromStdString(std::generic_category().message(errno)); }
 
 // A client must find a raw line: echo would send the pod's frames back to it.
 void makeRaw(int terminal)

@@ -40,7 +40,7 @@ QByteArray sealed(QByteArray frame)
 template<typename Values>
 void writeBytes(QByteArray &frame, qsizetype offset, const Values &values)
 {
-    for (const int value : values)
+    for (const auto value : values)
         frame[offset++] = static_cast<char>(value & 0xFF);
 }
 

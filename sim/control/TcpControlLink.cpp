@@ -6,8 +6,8 @@
 
 namespace {
 
-constexpr qint64 kUnreadMax = 64 * 1024; // bytes waiting for a client that does not read
-constexpr int kNarrowBytes = 2304;       // the least that the kernel keeps for a socket
+constexpr qint64 kUnreadMax = qint64(64) * 1024; // bytes waiting for a client that does not read
+constexpr int kNarrowBytes = 2304;               // the least that the kernel keeps for a socket
 
 } // namespace
 

@@ -7,7 +7,7 @@
 
 namespace {
 
-constexpr qsizetype kLineMax = 1024; // bytes
+constexpr qsizetype kFrameLineMax = 1024; // bytes
 constexpr int kAgainMs = 50;
 constexpr qsizetype kChunkLength = 116; // bytes
 
@@ -101,7 +101,7 @@ void UpgradeBootloader::takeBytes(const QByteArray &bytes)
         m_line.append(byte);
         if (byte == '\r')
             takeLine(std::exchange(m_line, {}));
-        else if (m_line.size() >= kLineMax)
+        else if (m_line.size() >= kFrameLineMax)
             m_line.clear();
     }
 }

@@ -56,7 +56,7 @@ void draw(QImage &picture, qint64 epochMs)
     for (int i = 0; i < kCells; ++i) {
         const int left = picture.width() * i / kCells;
         const int right = picture.width() * (i + 1) / kCells;
-        const bool white = (cells >> unsigned(kCells - 1 - i)) & 1U;
+        const bool white = ((cells >> unsigned(kCells - 1 - i)) & 1U) != 0;
         painter.fillRect(left, 0, right - left, height, white ? Qt::white : Qt::black);
     }
 }

@@ -62,7 +62,7 @@ void drawHills(QPainter &painter, QRandomGenerator &random)
 {
     struct Range
     {
-        double height;
+        double height = 0;
         QColor colour;
     };
     const std::array<Range, 3> ranges = {
@@ -75,7 +75,7 @@ void drawHills(QPainter &painter, QRandomGenerator &random)
         for (int x = 0; x <= kWidth; x += 6) {
             double level = 0;
             for (std::size_t n = 0; n < phase.size(); ++n) {
-                const double waves = double(3 + 4 * n);
+                const auto waves = double(3 + 4 * n);
                 level += std::sin(2 * M_PI * waves * x / kWidth + phase[n]) / double(n + 1);
             }
             outline.lineTo(x, yOf(range.height * (0.45 + 0.25 * level)));
@@ -159,7 +159,9 @@ void drawTower(QPainter &painter, const QPointF &foot, double width, double heig
     painter.setPen(Qt::NoPen);
     painter.setBrush(QColor(232, 220, 150));
     const double step = width / 4;
-    for (double y = foot.y() - height + step; y < foot.y() - step; y += step * 1.4) {
+    const int floors = int(std::ceil((height - 2 * step) / (step * 1.4)));
+    for (int floor = 0; floor < floors; ++floor) {
+        const double y = foot.y() - height + step * (1 + 1.4 * floor);
         for (int column = 0; column < 3; ++column)
             painter.drawRect(QRectF(foot.x() + step * (0.6 + column), y, step * 0.5, step * 0.7));
     }

@@ -236,7 +236,7 @@ void JoystickInput::takeReadings(const input::JoystickReadings &readings)
         emit buttonsChanged();
 }
 
-bool JoystickInput::isLinkUp() const { return m_backend && m_backend->isConnected(); }
+bool JoystickInput::isLinkUp() const { return m_backend != nullptr && m_backend->isConnected(); }
 
 void JoystickInput::handleLinkChanged(bool up)
 {

@@ -11,6 +11,13 @@ namespace {
 
 constexpr int signOf(double level) { return (level > 0 ? 1 : 0) - (level < 0 ? 1 : 0); }
 
+/// Where a sign stands in a table that runs from -1 to 1.
+constexpr std::size_t indexOf(int sign)
+{
+    const int index = sign + 1;
+    return static_cast<std::size_t>(index);
+}
+
 int speedOf(double level, int maximum)
 {
     return std::max(1, static_cast<int>(std::lround(std::abs(level) * maximum)));
@@ -184,8 +191,7 @@ JoystickMapping::Wish JoystickMapping::moveWish(int maximumSpeed) const
     const double yaw = levelOf(AxisFunction::Yaw);
     const double pitch = levelOf(AxisFunction::Pitch);
     const Direction direction{signOf(yaw), signOf(pitch)};
-    const Command command = kMoves[static_cast<std::size_t>(direction.y + 1)]
-                                  [static_cast<std::size_t>(direction.x + 1)];
+    const Command command = kMoves[indexOf(direction.y)][indexOf(direction.x)];
     const int yawSpeed = speedOf(yaw, maximum);
     const int pitchSpeed = speedOf(pitch, maximum);
     if (direction.x != 0 && direction.y != 0)

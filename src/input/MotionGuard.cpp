@@ -176,6 +176,7 @@ void MotionGuard::resume(Kind kind)
                                    [kind](const Hold &hold) { return hold.kind == kind; });
     if (held == m_holds.crend())
         return;
-    const Hold hold = *held;
-    emit commandDue(hold.command, hold.speeds);
+    // Copies: a slot may change the list.
+    const auto [command, speeds] = std::pair(held->command, held->speeds);
+    emit commandDue(command, speeds);
 }

@@ -1,5 +1,6 @@
 #include "SerialCommunication.h"
 
+#include "DefaultLog.h"
 #include "SerialHangup.h"
 
 #include <QDebug>
@@ -89,7 +90,10 @@ void SerialCommunication::disconnectFrom()
     qDebug() << "串口已断开";
 }
 
-bool SerialCommunication::isConnected() const { return m_connected && m_port && m_port->isOpen(); }
+bool SerialCommunication::isConnected() const
+{
+    return m_connected && m_port != nullptr && m_port->isOpen();
+}
 
 void SerialCommunication::sendData(const QByteArray &data)
 {
@@ -97,7 +101,7 @@ void SerialCommunication::sendData(const QByteArray &data)
         emit errorOccurred(QStringLiteral("串口未连接，无法发送数据"));
         return;
     }
-    qDebug() << "Serial write:" << data.toHex();
+    qCDebug(defaultLog) << "Serial write:" << data.toHex();
     m_port->write(data);
 }
 
@@ -109,7 +113,7 @@ void SerialCommunication::handleReadyRead()
         return;
     QByteArray block = m_port->readAll();
     block.resize(kBlockLength, '\0');
-    qDebug() << "串口收到数据:" << block.size() << "字节";
+    qCDebug(defaultLog) << "串口收到数据:" << block.size() << "字节";
     emit dataReceived(block);
 }
 
@@ -124,7 +128,8 @@ void SerialCommunication::handleError(QSerialPort::SerialPortError error)
 {
     if (error == QSerialPort::NoError)
         return;
-    const bool gone = error == QSerialPort::ReadError && m_port && serial_hangup::isGone(*m_port);
+    const bool gone =
+        error == QSerialPort::ReadError && m_port != nullptr && serial_hangup::isGone(*m_port);
     const QString text = errorText(gone);
     qDebug() << "串口错误:" << text << "错误码:" << error;
 

@@ -1,5 +1,6 @@
 #include "TCPCommunication.h"
 
+#include "DefaultLog.h"
 #include "KeepAlive.h"
 #include "async/BackgroundCall.h"
 
@@ -95,7 +96,8 @@ void TCPCommunication::closeSocket()
 
 bool TCPCommunication::isConnected() const
 {
-    return m_connected && m_socket && m_socket->state() == QAbstractSocket::ConnectedState;
+    return m_connected && m_socket != nullptr
+           && m_socket->state() == QAbstractSocket::ConnectedState;
 }
 
 void TCPCommunication::sendData(const QByteArray &data)
@@ -104,7 +106,7 @@ void TCPCommunication::sendData(const QByteArray &data)
         emit errorOccurred(QStringLiteral("TCP未连接"));
         return;
     }
-    qDebug() << "TCP发送:" << data.toHex(' ').toUpper();
+    qCDebug(defaultLog) << "TCP发送:" << data.toHex(' ').toUpper();
     m_socket->write(data);
     m_socket->flush();
 }

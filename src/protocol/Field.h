@@ -10,8 +10,8 @@ enum class Encoding : quint8 { U8, U16, I16, I32 };
 
 struct Field
 {
-    qsizetype offset;
-    Encoding encoding;
+    qsizetype offset = 0;
+    Encoding encoding = Encoding::U8;
     double scale = 1.0; ///< physical units per raw unit
 };
 

@@ -1,5 +1,6 @@
 #include "InboundFrames.h"
 
+#include "Bytes.h"
 #include "LongFrame.h"
 #include "ModelTable.h"
 
@@ -8,11 +9,8 @@
 namespace protocol {
 namespace {
 
-constexpr std::array kWorkModes = {"Follow", "Lock", "Down"};
 constexpr std::array kChannelLetters = {'T', 'F'};
 constexpr char kOtherChannelLetter = 'C';
-
-quint8 byteAt(QByteArrayView frame, qsizetype offset) { return static_cast<quint8>(frame[offset]); }
 
 bool flag(QByteArrayView frame, const Field &field) { return readRaw(frame, field) == 1; }
 
@@ -33,10 +31,19 @@ QString addressText(QByteArrayView frame, qsizetype offset)
     return parts.join(u'.');
 }
 
+/// Comes with every status frame, hence as a literal, which takes no memory.
 QString workModeText(QByteArrayView frame)
 {
-    const auto code = static_cast<std::size_t>(readRaw(frame, status_field::WorkMode));
-    return QString::fromLatin1(code < kWorkModes.size() ? kWorkModes[code] : "Unknown");
+    switch (readRaw(frame, status_field::WorkMode)) {
+    case 0:
+        return QStringLiteral("Follow");
+    case 1:
+        return QStringLiteral("Lock");
+    case 2:
+        return QStringLiteral("Down");
+    default:
+        return QStringLiteral("Unknown");
+    }
 }
 
 SbusMap decodeSbus(QByteArrayView frame)

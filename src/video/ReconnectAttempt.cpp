@@ -102,14 +102,14 @@ bool ReconnectAttempt::callPlayer(const std::function<bool(FFmpegPlayer &)> &cal
     if (!m_player)
         return false;
     QMetaObject::invokeMethod(m_player, std::move(posted), Qt::QueuedConnection);
-    m_wake.wait(lock, [&] { return pending->done || !m_player; });
+    m_wake.wait(lock, [&] { return pending->done || m_player == nullptr; });
     return pending->result;
 }
 
 void ReconnectAttempt::pause(int ms)
 {
     std::unique_lock lock(m_mutex);
-    m_wake.wait_for(lock, std::chrono::milliseconds(ms), [this] { return !m_player; });
+    m_wake.wait_for(lock, std::chrono::milliseconds(ms), [this] { return m_player == nullptr; });
 }
 
 void ReconnectAttempt::report(void (VideoRenderer::*slot)())

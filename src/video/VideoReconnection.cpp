@@ -268,7 +268,7 @@ void VideoRenderer::startReconnectThread()
 
 void VideoRenderer::stopReconnectThread()
 {
-    const bool running = m_reconnectThread && m_reconnectThread->isRunning();
+    const bool running = m_reconnectThread != nullptr && m_reconnectThread->isRunning();
     // Before it is woken, so that it wakes to find itself cancelled.
     if (running)
         *m_reconnectCancelled = 1;

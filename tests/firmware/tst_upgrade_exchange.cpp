@@ -119,7 +119,8 @@ void TestUpgradeExchange::oddOrders()
     QCOMPARE(words(UpgradeExchange(u"P"_s).carryOut(command(0x11))),
              u"c21:1/1:0|串口 P 发送UUID|%2"_s);
 
-    QVERIFY(!exchange.begin().isEmpty() && exchange.begin().isEmpty());
+    QVERIFY(!exchange.begin().isEmpty());
+    QVERIFY(exchange.begin().isEmpty());
     QVERIFY(changesNothing(Status::Other));
     exchange.handleResponse(Status::Accepted);
     QCOMPARE(exchange.stage(), Stage::StartAccepted);

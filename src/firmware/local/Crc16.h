@@ -7,7 +7,7 @@
 namespace ymodem {
 
 /// One step of the CRC for every value of the byte that leaves the register.
-inline constexpr std::array<quint16, 256> kCrcTable = [] {
+inline constexpr std::array<quint16, 256> kCrcTable = []() {
     constexpr quint32 kPolynomial = 0x1021;
     constexpr quint32 kTopBit = 0x8000;
     std::array<quint16, 256> table{};

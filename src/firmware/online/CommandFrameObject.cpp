@@ -23,10 +23,12 @@ void appendField(QByteArray &bytes, quint16 value)
 
 quint16 upgrade::commandChecksum(QByteArrayView bytes)
 {
-    const QByteArray text = bytes.toByteArray().toHex().toUpper();
     quint32 sum = 0;
-    for (const char character : text)
-        sum += static_cast<quint8>(character);
+    for (const char byte : bytes) {
+        const auto value = static_cast<quint8>(byte);
+        sum += static_cast<quint8>(upgrade::kHexDigits[value >> 4U]);
+        sum += static_cast<quint8>(upgrade::kHexDigits[value & 0xFU]);
+    }
     return static_cast<quint16>(0x10000U - (sum & 0xFFFFU));
 }
 

@@ -30,7 +30,16 @@ std::optional<QByteArray> encodeLine(QByteArrayView raw)
     if (!hasProperEnds(raw))
         return std::nullopt;
     const QByteArrayView inner = raw.sliced(1, raw.size() - kEnds);
-    return raw.front() + inner.toByteArray().toHex().toUpper() + raw.back();
+    QByteArray line(2 * inner.size() + kEnds, Qt::Uninitialized);
+    char *at = line.data();
+    *at++ = raw.front();
+    for (const char byte : inner) {
+        const auto value = static_cast<quint8>(byte);
+        *at++ = kHexDigits[value >> 4U];
+        *at++ = kHexDigits[value & 0xFU];
+    }
+    *at = raw.back();
+    return line;
 }
 
 std::optional<QByteArray> decodeLine(QByteArrayView line)

@@ -6,12 +6,6 @@
 
 #include <utility>
 
-namespace {
-
-QString hexText(quint16 id) { return QString::number(id, 16).toUpper(); }
-
-} // namespace
-
 OnlineUpgrade::OnlineUpgrade(QObject *parent)
     : QObject(parent)
 {
@@ -34,7 +28,8 @@ void OnlineUpgrade::start()
         return;
     }
     qDebug().noquote() << QStringLiteral("找到目标设备: %1 VID: 0x%2, PID: 0x%3")
-                              .arg(port->name, hexText(*port->vendorId), hexText(*port->productId));
+                              .arg(port->name, pod_port::idText(*port->vendorId),
+                                   pod_port::idText(*port->productId));
     emit portMessage(QStringLiteral("使用端口:") + port->name);
     stop();
     startWorker(port->name);

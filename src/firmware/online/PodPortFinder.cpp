@@ -20,6 +20,8 @@ QList<SerialPortEntry> systemPorts()
     return ports;
 }
 
+QString idText(quint16 id) { return QString::number(id, 16).toUpper(); }
+
 std::optional<SerialPortEntry> find(const QList<SerialPortEntry> &ports)
 {
     const auto found = std::ranges::find_if(ports, [](const SerialPortEntry &port) {

@@ -23,6 +23,8 @@ inline constexpr quint16 kVendorId = 0x0483;
 inline constexpr quint16 kProductId = 0x56CE;
 
 QList<SerialPortEntry> systemPorts();
+/// A USB id as texts name it: upper-case hexadecimal, no leading zeros.
+QString idText(quint16 id);
 /// The first that fits, if any.
 std::optional<SerialPortEntry> find(const QList<SerialPortEntry> &ports);
 

@@ -1,5 +1,7 @@
 #include "ResponseFrameObject.h"
 
+#include <array>
+
 namespace {
 
 constexpr qsizetype kLength = 5;
@@ -18,10 +20,10 @@ ResponseFrameObject::ResponseStatus statusOf(char byte)
 
 QByteArray ResponseFrameObject::toBytes() const
 {
-    const char raw[kLength] = {upgrade::kResponseStart, static_cast<char>(index >> 8U),
-                               static_cast<char>(index & 0xFFU), static_cast<char>(status),
-                               upgrade::kFrameEnd};
-    return {raw, kLength};
+    const std::array<char, kLength> raw = {upgrade::kResponseStart, static_cast<char>(index >> 8U),
+                                           static_cast<char>(index & 0xFFU),
+                                           static_cast<char>(status), upgrade::kFrameEnd};
+    return {raw.data(), kLength};
 }
 
 bool ResponseFrameObject::fromBytes(const QByteArray &raw)

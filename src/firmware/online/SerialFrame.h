@@ -2,6 +2,8 @@
 
 #include <QByteArray>
 
+#include <string_view>
+
 enum class FrameType : quint8 { Command = 0, Response = 1 };
 
 /// A frame between the console and the pod's bootloader in its raw form, bytes without the text
@@ -35,6 +37,8 @@ namespace upgrade {
 inline constexpr char kCommandStart = '~';
 inline constexpr char kResponseStart = '#';
 inline constexpr char kFrameEnd = '\r';
+
+inline constexpr std::string_view kHexDigits = "0123456789ABCDEF"; ///< of the line
 
 /// A 16-bit field, high byte first. The bootloader's reading is kept: the low byte counts as a
 /// signed number, so 01 80 is 0x0080, not 0x0180.

@@ -1,5 +1,6 @@
 #include "SerialPortCommunicator.h"
 
+#include "PodPortFinder.h"
 #include "link/SerialHangup.h"
 
 #include <QDebug>
@@ -28,8 +29,6 @@ bool endsConnection(QSerialPort::SerialPortError error)
     return error == QSerialPort::DeviceNotFoundError || error == QSerialPort::PermissionError
            || error == QSerialPort::ResourceError;
 }
-
-QString hexText(quint16 id) { return QString::number(id, 16).toUpper(); }
 
 } // namespace
 
@@ -93,8 +92,8 @@ void SerialPortCommunicator::findPortInfo()
         if (info.portName() != m_portName)
             continue;
         qDebug().noquote() << "got serial info pid,vid:"
-                           << QStringLiteral("0x") + hexText(info.productIdentifier())
-                           << QStringLiteral("0x") + hexText(info.vendorIdentifier());
+                           << QStringLiteral("0x") + pod_port::idText(info.productIdentifier())
+                           << QStringLiteral("0x") + pod_port::idText(info.vendorIdentifier());
         m_portInfo = info;
         return;
     }
