@@ -1,6 +1,35 @@
 #include "RtspServer.h"
 
 #include <future>
+#include <mutex>
+
+/// The way to the feed for the threads of GStreamer's server, which may outlive it for a moment.
+class FeedGate
+{
+public:
+    explicit FeedGate(VideoFeed &feed)
+        : m_feed(&feed)
+    {
+    }
+
+    template<typename Work>
+    void enter(const Work &work)
+    {
+        const std::lock_guard lock(m_mutex);
+        if (m_feed)
+            work(*m_feed);
+    }
+
+    void close()
+    {
+        const std::lock_guard lock(m_mutex);
+        m_feed = nullptr;
+    }
+
+private:
+    std::mutex m_mutex;
+    VideoFeed *m_feed;
+};
 
 namespace {
 
@@ -11,17 +40,19 @@ GstRTSPFilterResult removeEvery(GstRTSPServer *, GstRTSPClient *, gpointer)
 
 struct SinkBinding
 {
-    VideoFeed *feed;
+    std::shared_ptr<FeedGate> gate;
     GstAppSrc *source;
 };
 
-void releaseSink(gpointer data, GObject *) { delete static_cast<SinkBinding *>(data); }
+void releaseSink(gpointer data, GClosure *) { delete static_cast<SinkBinding *>(data); }
 
 void onUnprepared(GstRTSPMedia *, gpointer data)
 {
     const auto *binding = static_cast<SinkBinding *>(data);
-    binding->feed->removeSink(binding->source);
+    binding->gate->enter([binding](VideoFeed &feed) { feed.removeSink(binding->source); });
 }
+
+void releaseGate(gpointer data) { delete static_cast<std::shared_ptr<FeedGate> *>(data); }
 
 constexpr guint kSweepMs = 500;
 constexpr gsize kSoundBytes = 5; // a start code and the kind of unit
@@ -29,7 +60,11 @@ constexpr gsize kDamageStep = 41;
 
 GstPadProbeReturn damage(GstPad *, GstPadProbeInfo *info, gpointer data)
 {
-    if (!static_cast<VideoFeed *>(data)->garbage)
+    bool garbage = false;
+    (*static_cast<std::shared_ptr<FeedGate> *>(data))->enter([&](const VideoFeed &feed) {
+        garbage = feed.garbage;
+    });
+    if (!garbage)
         return GST_PAD_PROBE_OK;
     GstBuffer *buffer = gst_buffer_make_writable(GST_PAD_PROBE_INFO_BUFFER(info));
     GstMapInfo bytes;
@@ -62,7 +97,7 @@ gboolean endOldSessions(gpointer pool)
 } // namespace
 
 RtspServer::RtspServer(VideoFeed &feed, const QHostAddress &address, const QString &path)
-    : m_feed(feed)
+    : m_gate(std::make_shared<FeedGate>(feed))
     , m_address(address)
     , m_path(path)
     , m_context(g_main_context_new())
@@ -79,6 +114,7 @@ RtspServer::RtspServer(VideoFeed &feed, const QHostAddress &address, const QStri
 RtspServer::~RtspServer()
 {
     kill();
+    m_gate->close();
     g_main_loop_quit(m_loop);
     m_thread.join();
     g_main_loop_unref(m_loop);
@@ -108,7 +144,9 @@ void RtspServer::inLoop(const std::function<void()> &call)
 GstRTSPMediaFactory *RtspServer::makeFactory()
 {
     GstRTSPMediaFactory *factory = gst_rtsp_media_factory_new();
-    const QString launch = QStringLiteral("( %1 )").arg(m_feed.launchLine());
+    QString launch;
+    m_gate->enter(
+        [&](const VideoFeed &feed) { launch = QStringLiteral("( %1 )").arg(feed.launchLine()); });
     gst_rtsp_media_factory_set_launch(factory, launch.toUtf8().constData());
     gst_rtsp_media_factory_set_shared(factory, TRUE);
     g_signal_connect(factory, "media-configure", G_CALLBACK(&RtspServer::configure), this);
@@ -117,17 +155,20 @@ GstRTSPMediaFactory *RtspServer::makeFactory()
 
 void RtspServer::configure(GstRTSPMediaFactory *, GstRTSPMedia *media, gpointer server)
 {
-    VideoFeed &feed = static_cast<RtspServer *>(server)->m_feed;
+    const std::shared_ptr<FeedGate> gate = static_cast<RtspServer *>(server)->m_gate;
     GstElement *bin = gst_rtsp_media_get_element(media);
     GstElement *source = gst_bin_get_by_name(GST_BIN(bin), "src");
-    feed.addSink(GST_APP_SRC(source));
-    auto *binding = new SinkBinding{&feed, GST_APP_SRC(source)}; // dies with the media
-    g_object_weak_ref(G_OBJECT(media), releaseSink, binding);
-    g_signal_connect(media, "unprepared", G_CALLBACK(onUnprepared), binding);
+    gate->enter([source](VideoFeed &feed) { feed.addSink(GST_APP_SRC(source)); });
+    // Dies with the connection, which a signal under way in a client's thread still holds when the
+    // media itself is being given up in another.
+    g_signal_connect_data(media, "unprepared", G_CALLBACK(onUnprepared),
+                          new SinkBinding{gate, GST_APP_SRC(source)}, releaseSink,
+                          GConnectFlags(0));
     gst_object_unref(source);
     GstElement *payloader = gst_bin_get_by_name(GST_BIN(bin), "pay0");
     GstPad *pad = gst_element_get_static_pad(payloader, "sink");
-    gst_pad_add_probe(pad, GST_PAD_PROBE_TYPE_BUFFER, damage, &feed, nullptr);
+    gst_pad_add_probe(pad, GST_PAD_PROBE_TYPE_BUFFER, damage, new std::shared_ptr<FeedGate>(gate),
+                      releaseGate);
     gst_object_unref(pad);
     gst_object_unref(payloader);
     gst_object_unref(bin);

@@ -12,6 +12,8 @@
 #include <memory>
 #include <thread>
 
+class FeedGate;
+
 /// Serves a feed's pictures over RTSP, on a main loop and thread of its own. One encoder feeds
 /// every client.
 class RtspServer
@@ -38,7 +40,7 @@ private:
     GstRTSPMediaFactory *makeFactory();
     static void configure(GstRTSPMediaFactory *factory, GstRTSPMedia *media, gpointer server);
 
-    VideoFeed &m_feed;
+    std::shared_ptr<FeedGate> m_gate;
     QHostAddress m_address;
     QString m_path;
     quint16 m_port = 0;

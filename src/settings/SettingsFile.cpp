@@ -21,7 +21,7 @@ bool isDamaged(const QString &path)
     if (file.size() > kLargest || !settings_text::isPlain(file.readAll()))
         return true;
     const QSettings reader(path, QSettings::IniFormat);
-    reader.allKeys(); // parses every group
+    static_cast<void>(reader.allKeys()); // parses every group
     return reader.status() == QSettings::FormatError;
 }
 

@@ -7,7 +7,7 @@ namespace {
 
 constexpr qsizetype kMinStartCode = 3;
 constexpr qsizetype kMinSliceHeader = 3; // as much of a slice as is looked at
-constexpr qsizetype kMaxPictureBytes = 16 * 1024 * 1024;
+constexpr qsizetype kMaxPictureBytes = qsizetype(16) * 1024 * 1024;
 
 // What the RTP payload of a packet was larger by than what is left of it: a first piece has gained
 // four bytes of start code and one of header for two that all pieces have lost.

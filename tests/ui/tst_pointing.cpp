@@ -119,12 +119,10 @@ void TestPointing::clickOnAControlPointsNowhere_data()
     const auto row = [](const char *opening, const QString &control, const QString &own = {}) {
         QTest::newRow(qPrintable(control)) << QString::fromLatin1(opening) << control << own;
     };
-    const QString zoom = u"00 40 04 00, 00 60 00 00, "_s;
     const QString focus = u"1d 02 00 00, 1d 04 00 00, "_s;
     row("", u"podControlsTools"_s);
     row("", u"podSettings"_s);
     row("", u"zoomButton"_s);
-    row("menu zoomButton zoomMenu", u"mouseIn"_s, zoom + zoom);
     row("backend isManualFocus 1", u"manualfocusbuttons"_s);
     row("backend isManualFocus 1", u"plusButton"_s, focus + focus);
     row("click settingsImage", u"podControlDrawer"_s);
