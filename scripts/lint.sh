@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # Checks every source with clang-format, cppcheck, qmllint and clang-tidy; fails on any finding.
-# clang-tidy needs a built release preset. Its hardest work is Qt's headers, which it reads once for
-# each library; the tests are one program each and take longer than all else together, so they are
-# left to --tests.
-# Usage: lint.sh [--tests]
+# clang-tidy's hardest work is Qt's headers, which it reads once for each library; benchmarks, tools
+# and tests are one program each and take longer than all else together, so they are left to --all,
+# which needs a built release preset.
+# Usage: lint.sh [--all]
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -44,9 +44,7 @@ check clang-format clang-format --dry-run -Werror "${sources[@]}"
 check qmllint scripts/lint-qml.sh
 check cppcheck run_cppcheck
 check clang-tidy tidy build/lint 'src\|sim'
-others='bench\|tools'
-[[ ${1:-} != --tests ]] || others+='\|tests'
-check 'clang-tidy of programs' tidy build/release "$others"
+[[ ${1:-} != --all ]] || check 'clang-tidy of programs' tidy build/release 'bench\|tools\|tests'
 
 if ((${#failed[@]} > 0)); then
   echo "lint: findings of ${failed[*]}" >&2

@@ -13,7 +13,7 @@ constexpr int kPollMs = 4;
 constexpr int kTypings = 3;
 constexpr int kTypedMs = 3000;
 
-QStringList withLog(QStringList arguments, const QTemporaryDir &scratch)
+QStringList withLog(const QStringList &arguments, const QTemporaryDir &scratch)
 {
     return arguments + QStringList{u"--log"_s,      scratch.filePath(u"pod.log"_s),
                                    u"--pty-link"_s, scratch.filePath(u"pod-serial"_s),
