@@ -3,16 +3,14 @@ import QtQuick.Window
 import QtQuick.Controls
 import QtQuick.Layouts
 import QtQuick.Controls.Material
-import QtCore
 import MotionGuard
-import SettingsFile
 import VideoRenderer
 import "style"
 import "window"
 
 // The console's one window: the pod's video, what the operator's gestures on it and the floating
-// controls over it send, and what is remembered in device_config.ini. The drawer and the files of
-// window/ reach mainWindow, motion, statusText, errorTimer and the settings groups by these ids.
+// controls over it send. The drawer and the files of window/ reach mainWindow, motion, statusLine and
+// storedSettings by these ids.
 ApplicationWindow {
     id: mainWindow
 
@@ -40,8 +38,6 @@ ApplicationWindow {
     property bool isPodInfoValuesShow: false
 
     property bool streamStarted: false
-    // The video's state has changed under a report and is to be told when that has had its time.
-    property bool videoStateDue: false
 
     width: 1080
     height: 720
@@ -132,52 +128,13 @@ ApplicationWindow {
             && scenePoint.y >= 0 && scenePoint.y < height;
     }
 
-    // A text that depends on the language comes as a function, so that the line follows it.
-    function showStatus(text: var, color: color) {
-        reportTimer.stop();
-        statusText.text = typeof text === "function" ? Qt.binding(text) : text;
-        statusText.color = color;
-    }
-
-    // What came of something that the operator did: a text of Texts, by its name, and what follows
-    // it. The video's state has to wait for it: while the stream is being reconnected it changes all
-    // the time.
-    function report(name: string, color: color, detail = "") {
-        errorTimer.stop();
-        showStatus(() => Texts[name] + detail, color);
-        videoStateDue = false;
-        reportTimer.restart();
-    }
-
-    function showError(text: var) {
-        showStatus(text, Theme.statusError);
-        errorTimer.restart();
-    }
-
-    function showVideoState() {
-        videoStateDue = reportTimer.running;
-        if (!videoStateDue)
-            showStatus("状态: " + videoRenderer.status,
-                       videoRenderer.playing ? Theme.statusGood : Theme.statusIdle);
-    }
-
-    // What makes no sense as a number leaves the default standing.
-    function readNumber(settings: var, key: string, most: int, byDefault: int): int {
-        const value = Validation.integerIn(String(settings.value(key, byDefault)), 0, most);
-        return isNaN(value) ? byDefault : value;
-    }
-
-    function store(settings: var, key: string, value: var) {
-        settings.setValue(key, value);
-        settingsFile.checkWritable();
-    }
-
     function readSettings() {
-        rtspUrl = rtspSettings.value("rtspIp", "rtsp://" + defaultPodAddress + ":554/live0");
-        oldDeviceIp = tcpSettings.value("deviceIp", defaultPodAddress);
-        oldDevicePort = readNumber(tcpSettings, "devicePort", Validation.largestPort, 2000);
-        oldBaudRate = readNumber(comSettings, "baudRate", Validation.largestBaudRate, 115200);
-        oldLanguageIndex = readNumber(generalSettings, "languageIndex", 1, 0);
+        const kept = storedSettings;
+        rtspUrl = kept.rtsp.value("rtspIp", "rtsp://" + defaultPodAddress + ":554/live0");
+        oldDeviceIp = kept.tcp.value("deviceIp", defaultPodAddress);
+        oldDevicePort = kept.readNumber(kept.tcp, "devicePort", Validation.largestPort, 2000);
+        oldBaudRate = kept.readNumber(kept.com, "baudRate", Validation.largestBaudRate, 115200);
+        oldLanguageIndex = kept.readNumber(kept.general, "languageIndex", 1, 0);
     }
 
     function showDrawer(shown: bool) {
@@ -190,7 +147,7 @@ ApplicationWindow {
         console.log("手动应用新 URL:", newUrl);
         isManuallyUpdating = true;
         rtspUrl = newUrl;
-        showStatus("URL已更新，重新连接中...", Theme.statusWarning);
+        statusLine.show("URL已更新，重新连接中...", Theme.statusWarning);
         reconnectTimer.restart();
     }
 
@@ -200,30 +157,8 @@ ApplicationWindow {
         console.log("RTSP播放器启动完成");
     }
 
-    // Before the settings, which would read a damaged file.
-    SettingsFile {
-        id: settingsFile
-        path: "device_config.ini"
-    }
-    Settings {
-        id: rtspSettings
-        category: "RTSP"
-        location: "file:device_config.ini"
-    }
-    Settings {
-        id: tcpSettings
-        category: "TCP"
-        location: "file:device_config.ini"
-    }
-    Settings {
-        id: comSettings
-        category: "COM"
-        location: "file:device_config.ini"
-    }
-    Settings {
-        id: generalSettings
-        category: "General"
-        location: "file:device_config.ini"
+    StoredSettings {
+        id: storedSettings
     }
 
     Binding {
@@ -250,16 +185,6 @@ ApplicationWindow {
     }
 
     Timer {
-        id: errorTimer
-        interval: 2000
-        onTriggered: mainWindow.showVideoState()
-    }
-    Timer {
-        id: reportTimer
-        interval: 2000
-        onTriggered: if (mainWindow.videoStateDue) mainWindow.showVideoState()
-    }
-    Timer {
         id: reconnectTimer
         interval: 100
         onTriggered: {
@@ -270,7 +195,7 @@ ApplicationWindow {
                 videoRenderer.stop();
             videoRenderer.play();
             mainWindow.isManuallyUpdating = false;
-            mainWindow.showVideoState();
+            statusLine.showVideoState();
         }
     }
     // Opening a stream can take seconds; the operator shall see the window meanwhile.
@@ -291,7 +216,7 @@ ApplicationWindow {
     Connections {
         target: cMain
         function onSbusDataError(error: string) {
-            mainWindow.showError(() => Texts.error + Texts.translated(error));
+            statusLine.showError(() => Texts.error + Texts.translated(error));
         }
     }
 
@@ -313,20 +238,20 @@ ApplicationWindow {
 
             onErrorOccurred: error => {
                 console.log("错误:", error);
-                mainWindow.showError("错误: " + error);
+                statusLine.showError("错误: " + error);
             }
             onConnectionLost: {
                 console.log("连接丢失");
-                mainWindow.showStatus("连接丢失，重连中...", Theme.statusWarning);
+                statusLine.show("连接丢失，重连中...", Theme.statusWarning);
             }
             onConnectionRestored: {
                 console.log("连接恢复");
-                mainWindow.showStatus("连接恢复", Theme.statusGood);
+                statusLine.show("连接恢复", Theme.statusGood);
             }
             onPlayingChanged: {
                 // Stopping the old stream is no news while a new address is being applied.
                 if (!mainWindow.isManuallyUpdating)
-                    mainWindow.showVideoState();
+                    statusLine.showVideoState();
             }
 
             Keys.onPressed: event => {
@@ -346,31 +271,15 @@ ApplicationWindow {
                 video: videoRenderer
                 markers: dragMarkers
                 pointingEnabled: !videoRenderer.status.includes("重连")
-                                 && !statusText.text.includes("重连")
+                                 && !statusLine.text.includes("重连")
             }
         }
 
-        Rectangle {
+        StatusLine {
+            id: statusLine
             Layout.fillWidth: true
             Layout.preferredHeight: 20
-            height: 20
-            color: Theme.statusLine
-            radius: 2
-
-            RowLayout {
-                anchors.fill: parent
-                anchors.margins: 3
-                spacing: 5
-
-                Text {
-                    id: statusText
-                    objectName: "statusText"
-                    Layout.fillWidth: true
-                    font.pixelSize: 10
-                    verticalAlignment: Text.AlignVCenter
-                    elide: Text.ElideRight
-                }
-            }
+            video: videoRenderer
         }
     }
 
@@ -454,8 +363,7 @@ ApplicationWindow {
         anchors.margins: mainWindow.margin
         width: Math.min(420, podControlsTools.x - 2 * mainWindow.margin)
         z: 2
-        text: settingsFile.state === SettingsFile.Damaged ? Texts.settingsDamaged(settingsFile.keptAs)
-            : settingsFile.state === SettingsFile.Unwritable ? Texts.settingsUnwritable : ""
+        text: storedSettings.trouble
     }
     DragMarkers {
         id: dragMarkers

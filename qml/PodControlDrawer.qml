@@ -4,8 +4,8 @@ import "style"
 
 // Everything that is not a gesture on the video, in seven pages: connection, gimbal, camera, SBUS,
 // joystick, positioning, firmware. It lives inside the main window and uses the window's ids
-// (mainWindow, statusText, errorTimer, videoRenderer and the settings groups); its pages use the
-// ids of this file in turn: root for the state kept across pages, drawerActions for every call.
+// (mainWindow, statusLine, videoRenderer and storedSettings); its pages use the ids of this file in
+// turn: root for the state kept across pages, drawerActions for every call.
 //
 // Nothing here holds a motion: each control sends one command per use.
 Rectangle {

@@ -122,7 +122,7 @@ DrawerPage {
                 model: Texts.languages
                 tip: Texts.tipLanguage
                 onChosen: index => {
-                    mainWindow.store(generalSettings, "languageIndex", index);
+                    storedSettings.store(storedSettings.general, "languageIndex", index);
                     mainWindow.oldLanguageIndex = index;
                 }
             }

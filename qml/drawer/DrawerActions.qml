@@ -1,4 +1,5 @@
 import QtQuick
+import "../style"
 
 // The one way from a control to the backend. A call that the backend refuses (it says so while the
 // call runs) opens the message box; afterwards the keyboard belongs to the video again.
@@ -24,8 +25,7 @@ QtObject {
     // caller to report or to leave.
     function perform(action: var, loud = true): bool {
         if (!hasBackend) {
-            report("backendMissing", "red");
-            errorTimer.start();
+            statusLine.showError(() => Texts.backendMissing);
             return false;
         }
         refusal = "";
@@ -50,9 +50,9 @@ QtObject {
             root.joystick.releaseAll();
     }
 
-    // As the window's report().
+    // As the status line's report().
     function report(name: string, color: string, detail = "") {
-        mainWindow.report(name, color, detail);
+        statusLine.report(name, color, detail);
     }
 
     // Keys steer the pod unless the operator is typing.

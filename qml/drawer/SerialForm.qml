@@ -23,7 +23,7 @@ LinkForm {
             customDialog.show(Texts.badBaudRate);
             return null;
         }
-        mainWindow.store(comSettings, "baudRate", baudRate);
+        storedSettings.store(storedSettings.com, "baudRate", baudRate);
         mainWindow.oldBaudRate = baudRate;
         mainWindow.oldComPort = portslist.portName;
         drawerActions.report("serialConnecting", "orange", portslist.portName + " " + baudRate);

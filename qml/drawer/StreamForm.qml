@@ -14,7 +14,7 @@ Section {
             customDialog.show(Texts.badStream);
             return;
         }
-        mainWindow.store(rtspSettings, "rtspIp", address);
+        storedSettings.store(storedSettings.rtsp, "rtspIp", address);
         root.urlChanged(address);
         drawerActions.report("streamUpdated", "green", address);
         drawerActions.giveFocusBack();

@@ -21,8 +21,8 @@ LinkForm {
             return null;
         }
         const address = Validation.addressBytes(ipInput.text).join(".");
-        mainWindow.store(tcpSettings, "deviceIp", address);
-        mainWindow.store(tcpSettings, "devicePort", port);
+        storedSettings.store(storedSettings.tcp, "deviceIp", address);
+        storedSettings.store(storedSettings.tcp, "devicePort", port);
         mainWindow.oldDeviceIp = address;
         mainWindow.oldDevicePort = port;
         drawerActions.report("tcpConnecting", "orange", address + ":" + port);

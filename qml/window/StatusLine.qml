@@ -1,0 +1,74 @@
+import QtQuick
+import QtQuick.Layouts
+import VideoRenderer
+import "../style"
+
+// The window's lowest line: the video's state, and for two seconds whatever went wrong or came of
+// something that the operator did.
+Rectangle {
+    id: statusLine
+
+    required property VideoRenderer video
+    readonly property alias text: statusText.text
+
+    // The video's state has changed under a report and is to be told when that has had its time.
+    property bool videoStateDue: false
+
+    // A text that depends on the language comes as a function, so that the line follows it.
+    function show(text: var, color: color) {
+        reportTimer.stop();
+        statusText.text = typeof text === "function" ? Qt.binding(text) : text;
+        statusText.color = color;
+    }
+
+    // What came of something that the operator did: a text of Texts, by its name, and what follows
+    // it. The video's state has to wait for it: while the stream is being reconnected it changes all
+    // the time.
+    function report(name: string, color: color, detail = "") {
+        errorTimer.stop();
+        show(() => Texts[name] + detail, color);
+        videoStateDue = false;
+        reportTimer.restart();
+    }
+
+    function showError(text: var) {
+        show(text, Theme.statusError);
+        errorTimer.restart();
+    }
+
+    function showVideoState() {
+        videoStateDue = reportTimer.running;
+        if (!videoStateDue)
+            show("状态: " + video.status, video.playing ? Theme.statusGood : Theme.statusIdle);
+    }
+
+    height: 20
+    color: Theme.statusLine
+    radius: 2
+
+    RowLayout {
+        anchors.fill: parent
+        anchors.margins: 3
+        spacing: 5
+
+        Text {
+            id: statusText
+            objectName: "statusText"
+            Layout.fillWidth: true
+            font.pixelSize: 10
+            verticalAlignment: Text.AlignVCenter
+            elide: Text.ElideRight
+        }
+    }
+
+    Timer {
+        id: errorTimer
+        interval: 2000
+        onTriggered: statusLine.showVideoState()
+    }
+    Timer {
+        id: reportTimer
+        interval: 2000
+        onTriggered: if (statusLine.videoStateDue) statusLine.showVideoState()
+    }
+}
