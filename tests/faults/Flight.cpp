@@ -97,6 +97,14 @@ QString Flight::logTail(qint64 bytes) const
     return QString::fromUtf8(log.readAll());
 }
 
+void Flight::keepLogs(const QString &folder) const
+{
+    QDir(folder).removeRecursively();
+    QDir().mkpath(folder);
+    for (const auto &name : {u"console.log"_s, u"pod.log"_s})
+        QFile::copy(m_scratch.filePath(name), QDir(folder).filePath(name));
+}
+
 bool Flight::waitFor(const std::function<bool()> &condition, int timeoutMs)
 {
     QElapsedTimer clock;

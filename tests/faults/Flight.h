@@ -52,6 +52,8 @@ public:
     /// Waits for the console to end by itself, in order.
     bool ends(int timeoutMs) { return m_console.succeeds(timeoutMs); }
     Vitals vitals() const { return Vitals::of(m_console.pid()); }
+    /// Copies the console's and the pod's logs.
+    void keepLogs(const QString &folder) const;
     /// The end of the console's own log.
     QString logTail(qint64 bytes = 1500) const;
 

@@ -4,8 +4,10 @@
 #include "Flight.h"
 
 #include <QCoreApplication>
+#include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
+#include <QFileInfo>
 #include <QRandomGenerator>
 #include <QThread>
 
@@ -20,7 +22,10 @@ namespace {
 constexpr int kWarmUpPercent = 15; // of the time, before the first level is taken
 constexpr int kSampleMs = 1000;
 constexpr int kIdleMs = 33000; // threads of a pool end after 30 s without work
-constexpr int kLossMs = 25000; // until a lost stream is back
+constexpr int kActionsTold = 20;
+// Until a lost stream is back: a read's time-out, one open that a server gone silent holds for its
+// whole bound (18.5 s), the pause before the next, and that one.
+constexpr int kLossMs = 3000 + 18500 + 5000 + 8500;
 constexpr double kGrowthPercent = 2;
 constexpr int kLeastSlackKib = 6144; // of a short run, whose warm-up is short too
 constexpr int kExactMinutes = 5; // shorter runs do not wait for threads to end before they begin
@@ -32,6 +37,7 @@ public:
         : m_minutes(minutes)
         , m_random(seed)
         , m_csv(csv)
+        , m_failureFolder(QFileInfo(csv).dir().filePath(u"soak-failure"_s))
         , m_flight({})
     {
         if (!m_csv.open(QIODevice::WriteOnly))
@@ -46,6 +52,7 @@ private:
     {
         int weight;
         void (Soak::*act)();
+        const char *name;
     };
     static const Action kActions[];
 
@@ -62,7 +69,7 @@ private:
     }
 
     void input(const QByteArray &line) { m_flight.input(line); }
-    void fault(const QString &line) { m_flight.pod().fault(line); }
+    void fault(const QString &line);
     void nap(int ms) { QThread::msleep(ulong(ms)); }
 
     void flyFor(double minutes);
@@ -88,6 +95,8 @@ private:
     double m_minutes;
     QRandomGenerator m_random;
     QFile m_csv;
+    QString m_failureFolder;
+    QStringList m_lastActions;
     Flight m_flight;
     QElapsedTimer m_clock;
     qint64 m_nextSampleMs = 0;
@@ -96,10 +105,18 @@ private:
 };
 
 const Soak::Action Soak::kActions[] = {
-    {30, &Soak::key},          {10, &Soak::twoKeys},    {15, &Soak::drag},
-    {10, &Soak::clickPicture}, {10, &Soak::wheel},      {10, &Soak::press},
-    {4, &Soak::visitDrawer},   {3, &Soak::changeLink},  {2, &Soak::restartStream},
-    {2, &Soak::loseKeyboard},  {3, &Soak::disturbLink}, {2, &Soak::disturbStream},
+    {30, &Soak::key, "key"},
+    {10, &Soak::twoKeys, "twoKeys"},
+    {15, &Soak::drag, "drag"},
+    {10, &Soak::clickPicture, "clickPicture"},
+    {10, &Soak::wheel, "wheel"},
+    {10, &Soak::press, "press"},
+    {4, &Soak::visitDrawer, "visitDrawer"},
+    {3, &Soak::changeLink, "changeLink"},
+    {2, &Soak::restartStream, "restartStream"},
+    {2, &Soak::loseKeyboard, "loseKeyboard"},
+    {3, &Soak::disturbLink, "disturbLink"},
+    {2, &Soak::disturbStream, "disturbStream"},
 };
 
 void Soak::key()
@@ -199,6 +216,12 @@ void Soak::loseKeyboard()
     m_flight.takeKeyboard();
 }
 
+void Soak::fault(const QString &line)
+{
+    m_lastActions += u'"' + line + u'"';
+    m_flight.pod().fault(line);
+}
+
 void Soak::disturbLink()
 {
     const bool moving = below(2) == 0;
@@ -237,8 +260,10 @@ void Soak::check(bool holds, const QString &what)
         return;
     if (m_failures++ > 0)
         return; // the first says it all
-    std::printf("failed after %lld s: %s\n%s\n", m_clock.elapsed() / 1000, qPrintable(what),
-                qPrintable(m_flight.logTail()));
+    m_flight.keepLogs(m_failureFolder);
+    std::printf("failed after %lld s: %s; the logs are in %s\nthe last actions: %s\n",
+                m_clock.elapsed() / 1000, qPrintable(what), qPrintable(m_failureFolder),
+                qPrintable(m_lastActions.join(u' ')));
     std::fflush(stdout);
 }
 
@@ -267,6 +292,8 @@ void Soak::flyFor(double minutes)
         const Action *action = kActions;
         while (left >= action->weight)
             left -= (action++)->weight;
+        m_lastActions = m_lastActions.last(std::min<qsizetype>(m_lastActions.size(), kActionsTold));
+        m_lastActions += QLatin1StringView(action->name);
         (this->*action->act)();
         ++m_actions;
         if (m_clock.elapsed() >= m_nextSampleMs) {
