@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Builds and runs all tests headless. Arguments: the build preset (debug, release, asan, tsan;
-# default release), then options for ctest, for instance: ./test.sh asan -L video
+# Builds and runs all tests headless. Arguments: the build preset (debug, release, ci, asan,
+# tsan; default release), then options for ctest, for instance: ./test.sh asan -L video
 set -euo pipefail
 cd "$(dirname "$0")"
 

@@ -10,19 +10,19 @@
 namespace input {
 namespace {
 
-struct CloseJoystick
-{
-    void operator()(SDL_Joystick *joystick) const { SDL_JoystickClose(joystick); }
-};
-
 constexpr double kFullDeflection = SDL_JOYSTICK_AXIS_MAX;
 
 } // namespace
 
 struct SdlJoystick::Private
 {
+    struct Close
+    {
+        void operator()(SDL_Joystick *joystick) const { SDL_JoystickClose(joystick); }
+    };
+
     bool started = false;
-    std::unique_ptr<SDL_Joystick, CloseJoystick> device;
+    std::unique_ptr<SDL_Joystick, Close> device;
 };
 
 bool SdlJoystick::isAvailable() { return true; }

@@ -6,7 +6,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr int kWaitMs = 20000;
+constexpr int kSimWaitMs = 20000;
 const QString kArguments =
     u"--exit-with-parent --port 0 --rtsp-port 0 --fault-port 0 --log /dev/null"_s;
 
@@ -16,7 +16,7 @@ PodSim::PodSim(const QStringList &extraArguments)
     : m_process(QStringLiteral(PODSIM_EXECUTABLE), kArguments.split(u' ') + extraArguments)
 {
     for (QString line; line != "ready"_L1;) {
-        const auto output = m_process.readLine(kWaitMs);
+        const auto output = m_process.readLine(kSimWaitMs);
         if (!output)
             qFatal("podsim did not start");
         line = QString::fromUtf8(*output);
@@ -38,9 +38,9 @@ QString PodSim::fault(const QString &line)
 {
     QTcpSocket socket;
     socket.connectToHost(u"127.0.0.1"_s, m_faultPort);
-    socket.waitForConnected(kWaitMs);
+    socket.waitForConnected(kSimWaitMs);
     socket.write(line.toUtf8() + '\n');
-    while (!socket.canReadLine() && socket.waitForReadyRead(kWaitMs)) {
+    while (!socket.canReadLine() && socket.waitForReadyRead(kSimWaitMs)) {
     }
     const QString answer = QString::fromUtf8(socket.readLine()).trimmed();
     if (!answer.startsWith("ok"_L1))

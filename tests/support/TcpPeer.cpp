@@ -5,7 +5,7 @@
 
 #include <sys/socket.h>
 
-static constexpr int kWaitMs = 20000;
+static constexpr int kPeerWaitMs = 20000;
 
 TcpPeer::TcpPeer()
 {
@@ -15,7 +15,7 @@ TcpPeer::TcpPeer()
 
 bool TcpPeer::accept()
 {
-    if (!m_server.hasPendingConnections() && !m_server.waitForNewConnection(kWaitMs))
+    if (!m_server.hasPendingConnections() && !m_server.waitForNewConnection(kPeerWaitMs))
         return false;
     m_client = m_server.nextPendingConnection();
     m_client->setSocketOption(QAbstractSocket::LowDelayOption, 1);
@@ -31,7 +31,7 @@ void TcpPeer::send(const QByteArray &bytes)
 
 QByteArray TcpPeer::receive(qsizetype count)
 {
-    const QDeadlineTimer deadline(kWaitMs);
+    const QDeadlineTimer deadline(kPeerWaitMs);
     QByteArray bytes = m_client->readAll();
     while (bytes.size() < count && m_client->waitForReadyRead(int(deadline.remainingTime())))
         bytes += m_client->readAll();
