@@ -8,6 +8,8 @@
 /// A device that exists as long as this object does, moved by the test.
 class VirtualJoystick
 {
+    Q_DISABLE_COPY_MOVE(VirtualJoystick)
+
 public:
     /// Starts SDL's joystick part; SDL_QuitSubSystem(SDL_INIT_JOYSTICK) ends it.
     static bool prepare()
@@ -18,12 +20,7 @@ public:
         return SDL_InitSubSystem(SDL_INIT_JOYSTICK) == 0;
     }
 
-    VirtualJoystick()
-        : m_index(SDL_JoystickAttachVirtual(SDL_JOYSTICK_TYPE_FLIGHT_STICK, input::kAxisCount,
-                                            input::kButtonCount, 0))
-        , m_joystick(SDL_JoystickOpen(m_index))
-    {
-    }
+    VirtualJoystick() = default;
 
     ~VirtualJoystick()
     {
@@ -31,15 +28,11 @@ public:
         SDL_JoystickDetachVirtual(m_index);
     }
 
-    VirtualJoystick(const VirtualJoystick &) = delete;
-    VirtualJoystick &operator=(const VirtualJoystick &) = delete;
-
     bool isValid() const { return m_joystick != nullptr; }
 
     void setAxis(int axis, double value)
     {
-        SDL_JoystickSetVirtualAxis(m_joystick, axis,
-                                   static_cast<Sint16>(value * SDL_JOYSTICK_AXIS_MAX));
+        SDL_JoystickSetVirtualAxis(m_joystick, axis, Sint16(value * SDL_JOYSTICK_AXIS_MAX));
     }
 
     void setButton(int button, bool down)
@@ -48,6 +41,7 @@ public:
     }
 
 private:
-    int m_index;
-    SDL_Joystick *m_joystick;
+    int m_index = SDL_JoystickAttachVirtual(SDL_JOYSTICK_TYPE_FLIGHT_STICK, input::kAxisCount,
+                                            input::kButtonCount, 0);
+    SDL_Joystick *m_joystick = SDL_JoystickOpen(m_index);
 };
