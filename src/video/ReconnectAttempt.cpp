@@ -115,6 +115,7 @@ void ReconnectAttempt::pause(int ms)
 void ReconnectAttempt::report(void (VideoRenderer::*slot)())
 {
     auto posted = [self = shared_from_this(), slot] {
+        self->m_hasReported = true;
         VideoRenderer *item = nullptr;
         {
             const std::lock_guard lock(self->m_mutex);

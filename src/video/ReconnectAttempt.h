@@ -28,6 +28,9 @@ public:
     /// GUI thread. The thread finds no item and no player from here on.
     void abandon();
 
+    /// GUI thread. Whether it has told how it went, and its thread has only to end.
+    bool hasReported() const { return m_hasReported; }
+
     /// Reconnect thread. True when the thread's event loop is to be left; an attempt that was
     /// cancelled early leaves it running until it is told to quit.
     bool run();
@@ -46,6 +49,7 @@ private:
     FFmpegPlayer *m_player;
     std::condition_variable m_wake;
 
+    bool m_hasReported = false; // GUI thread only
     const std::shared_ptr<ReconnectCancelled> m_cancelled;
     const QString m_source;
     const int m_number;

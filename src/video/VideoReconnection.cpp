@@ -269,8 +269,10 @@ void VideoRenderer::startReconnectThread()
 void VideoRenderer::stopReconnectThread()
 {
     const bool running = m_reconnectThread != nullptr && m_reconnectThread->isRunning();
-    // Before it is woken, so that it wakes to find itself cancelled.
-    if (running)
+    // Before it is woken, so that it wakes to find itself cancelled. A thread that has done its
+    // attempt is not stopped but only caught on its way out, as when the stream is lost again at
+    // once; it would be the end of all reconnecting.
+    if (running && !m_reconnectAttempt->hasReported())
         *m_reconnectCancelled = 1;
     // Also where the thread has ended: its result may still be on the way.
     if (m_reconnectAttempt)

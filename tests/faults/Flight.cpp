@@ -23,7 +23,8 @@ QStringList withLog(const QStringList &arguments, const QTemporaryDir &scratch)
 QString commandLine(const QString &folder, const QTemporaryDir &scratch,
                     const QStringList &launcher)
 {
-    return u"cd '%1' && exec env QT_PLUGIN_PATH='%2' QT_QPA_GENERIC_PLUGINS='podprobe:%3' "
+    return u"cd '%1' && exec env QT_MESSAGE_PATTERN='%{time hh:mm:ss.zzz} %{message}' "
+           u"QT_PLUGIN_PATH='%2' QT_QPA_GENERIC_PLUGINS='podprobe:%3' "
            "%4 '%5' 2>'%6'"_s.arg(folder, QStringLiteral(PROBE_PLUGINS),
                                   scratch.filePath(u"probe"_s), launcher.join(u' '),
                                   QStringLiteral(CONSOLE_EXECUTABLE),
