@@ -142,7 +142,9 @@ public:
     {
         if (m_withinWrites.isEmpty())
             return false;
+        FUZZ_REQUIRE(!std::exchange(m_isWriting, true)); // an answer at once must not nest the next
         arrive(m_withinWrites.takeFirst());
+        m_isWriting = false;
         return true;
     }
 
@@ -176,6 +178,7 @@ protected:
 private:
     QByteArray m_arrived;
     QByteArrayList m_withinWrites;
+    bool m_isWriting = false;
     Transcript m_transcript{{}};
 };
 

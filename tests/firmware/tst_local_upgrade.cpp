@@ -19,7 +19,6 @@
 #include <QTest>
 #include <QTime>
 
-#include <algorithm>
 #include <array>
 #include <memory>
 
@@ -31,6 +30,7 @@ namespace {
 
 constexpr int kBaud = 115200;
 constexpr int kEndMs = 60000; // for an upgrade to end on a busy machine
+constexpr int kShortMs = 800; // for a time-out that must have no effect; greeting takes less
 constexpr int kThreeBlocks = 2500;
 constexpr QLatin1String kSuccess{"Transfer complete successfully!"};
 
@@ -49,45 +49,6 @@ QByteArray contentOf(const QString &path)
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(no file)");
 }
 
-/// A port that answers every write from within the wait for it, as fast as a port can be.
-class EagerPort : public QIODevice
-{
-public:
-    bool isSequential() const override { return true; }
-
-    qint64 bytesAvailable() const override { return m_due.isEmpty() ? 0 : m_due[0].size(); }
-
-    bool waitForBytesWritten(int) override
-    {
-        deepest = qMax(deepest, ++m_depth);
-        m_due += answers.takeFirst();
-        emit readyRead();
-        --m_depth;
-        return true;
-    }
-
-    QList<QByteArrayList> answers; // to each write
-    int deepest = 0;
-
-protected:
-    // One answer, then nothing, so that no two of them come in one read.
-    qint64 readData(char *data, qint64) override
-    {
-        if (std::exchange(m_pausing, !m_pausing) || m_due.isEmpty())
-            return 0;
-        const QByteArray answer = m_due.takeFirst();
-        std::ranges::copy(answer, data);
-        return answer.size();
-    }
-
-    qint64 writeData(const char *, qint64 size) override { return size; }
-
-private:
-    QByteArrayList m_due;
-    bool m_pausing = false;
-    int m_depth = 0;
-};
-
 } // namespace
 
 class TestLocalUpgrade : public QObject
@@ -104,10 +65,8 @@ private slots:
     void faultsEndAsTheyShould();
     void someStatesWaitUntilThePortDies();
     void refusals();
-    void answersWithinAWriteDoNotNest();
     void lrzszTakesOurBlocks();
     void consoleShowsWhatHappensAndDiesInMidTransfer();
-    void consoleGivesItsPortUp();
 
 private:
     QString firmware(const QString &name, const QByteArray &content);
@@ -156,13 +115,10 @@ void TestLocalUpgrade::imagesArrive_data()
 {
     QTest::addColumn<QString>("name");
     QTest::addColumn<QString>("nameInHeader");
-    QTest::newRow("1") << u"one.bin"_s << u"one.bin"_s;
-    QTest::newRow("1023") << u"固件 升级é.bin"_s << u"固件 升级é.bin"_s;
+    QTest::newRow("1") << u"固件 升级é.bin"_s << u"固件 升级é.bin"_s;
     QTest::newRow("1024") << QString(200, u'n') << QString(122, u'n');
     QTest::newRow("1025") << u"with space.bin"_s << u"with space.bin"_s;
-    QTest::newRow("131072") << u"固件128.bin"_s << u"固件128.bin"_s;
     QTest::newRow("261121") << QString(70, u'固') << QString(40, u'固'); // block number wraps
-    QTest::newRow("1048576") << u"big.bin"_s << u"big.bin"_s;
 }
 
 void TestLocalUpgrade::imagesArrive()
@@ -303,21 +259,20 @@ void TestLocalUpgrade::someStatesWaitUntilThePortDies()
     const auto podsim = [](const QString &fault) {
         return PodSim({u"--bootloader"_s, u"--fault"_s, fault});
     };
-    std::array<Stuck, 5> all{{{podsim(u"at phrase silent"_s), State::PhraseSent},
-                              {podsim(u"at put silent"_s), State::PutSent},
-                              {podsim(u"at ready silent"_s), State::HeaderAccepted},
+    std::array<Stuck, 3> all{{{podsim(u"at phrase silent"_s), State::PhraseSent},
                               {podsim(u"at ready noise 00"_s), State::HeaderAccepted},
                               {podsim(u"at block:2 silent"_s), State::BlockSent}}};
     const LogCatcher log;
     const QString file = firmware(u"wait.bin"_s, randomBytes(kThreeBlocks));
     for (Stuck &stuck : all) {
         if (stuck.state != State::BlockSent)
-            stuck.upgrade.setTimeouts({800, 800, 800, 800, 800, 800, 800, 800});
+            stuck.upgrade.setTimeouts(
+                {kShortMs, kShortMs, kShortMs, kShortMs, kShortMs, kShortMs, kShortMs, kShortMs});
         stuck.upgrade.start(stuck.sim.ptyPath(), kBaud, file);
     }
     for (const Stuck &stuck : all)
         QTRY_COMPARE_WITH_TIMEOUT(stuck.upgrade.state(), stuck.state, kEndMs);
-    QTest::qWait(1600); // twice the time-out, in which nothing may happen
+    QTest::qWait(2 * kShortMs); // in which nothing may happen
     for (Stuck &stuck : all) {
         QCOMPARE(stuck.upgrade.state(), stuck.state);
         stuck.upgrade.start(stuck.sim.ptyPath(), kBaud, file);
@@ -346,22 +301,6 @@ void TestLocalUpgrade::refusals()
     QVERIFY(run(firmware(u"empty.bin"_s, {})));
     QCOMPARE(m_upgrade.statusText(), u"Transfer Abort: File is empty"_s);
     QCOMPARE(log.count(u"Sent YModem packet"_s), 0);
-}
-
-void TestLocalUpgrade::answersWithinAWriteDoNotNest()
-{
-    auto *const port = new EagerPort;
-    LocalUpgrade upgrade(port, [port](const QString &, int) {
-        return port->open(QIODevice::ReadWrite | QIODevice::Unbuffered);
-    });
-    port->answers = QList<QByteArrayList>{{"NEWBOOT"}, {"ok"}, {"C"}, {"\x06", "C"}}
-                    + QList<QByteArrayList>(300, {"\x06"})
-                    + QList<QByteArrayList>{
-                        {"\x15"}, {"\x06", "C"}, {"\x06", "Ostrel_thread->Update success!"}};
-    upgrade.start({}, kBaud, firmware(u"eager.bin"_s, randomBytes(300 * 1024)));
-    QCOMPARE(upgrade.statusText(), kSuccess);
-    QVERIFY(!port->isOpen());
-    QCOMPARE(port->deepest, 1);
 }
 
 // A bootloader whose YModem is another program's: the greeting is played, the blocks go to lrzsz's
@@ -413,6 +352,17 @@ void TestLocalUpgrade::consoleShowsWhatHappensAndDiesInMidTransfer()
     const QByteArray content = randomBytes(10 * 1024);
     const QString file = firmware(u"console.bin"_s, content);
 
+    // A refused upgrade too takes the port from the serial link first, and leaves TCP alone.
+    QTcpServer pod;
+    QVERIFY(pod.listen(QHostAddress::LocalHost, 0));
+    QVERIFY(console.connectTCP(u"127.0.0.1"_s, pod.serverPort()));
+    console.updateFirmwareByCom(m_sim.ptyPath(), kBaud, {});
+    QVERIFY(console.isConnected());
+    QVERIFY(console.connectSerial(m_sim.ptyPath(), kBaud));
+    console.updateFirmwareByCom(m_sim.ptyPath(), kBaud, {});
+    QCOMPARE(console.localUpgradeText(), u"Please select firmware file first!"_s);
+    QVERIFY(!console.isConnected());
+
     m_sim.fault(u"at block:6 nak x1"_s);
     console.updateFirmwareByCom(m_sim.ptyPath(), kBaud, file);
     QVERIFY(console.localUpgradeRunning());
@@ -426,8 +376,6 @@ void TestLocalUpgrade::consoleShowsWhatHappensAndDiesInMidTransfer()
     QTRY_VERIFY_WITH_TIMEOUT(!console.localUpgradeRunning(), kEndMs);
     QCOMPARE(progress.size(), 12); // 0, one for each block, 100
 
-    console.updateFirmwareByCom(m_sim.ptyPath(), kBaud, {});
-    QCOMPARE(console.localUpgradeText(), u"Please select firmware file first!"_s);
     QCOMPARE(errors.count(), 0);
     QCOMPARE(console.message(), QString());
 
@@ -439,21 +387,6 @@ void TestLocalUpgrade::consoleShowsWhatHappensAndDiesInMidTransfer()
     QFile::remove(m_image);
     QVERIFY(run(file));
     QVERIFY(contentOf(m_image) == content);
-}
-
-void TestLocalUpgrade::consoleGivesItsPortUp()
-{
-    QTcpServer pod;
-    QVERIFY(pod.listen(QHostAddress::LocalHost, 0));
-    for (const bool overTcp : {false, true}) {
-        CMain console;
-        QVERIFY(overTcp ? console.connectTCP(u"127.0.0.1"_s, pod.serverPort())
-                        : console.connectSerial(m_sim.ptyPath(), kBaud));
-        QTRY_VERIFY(console.isConnected());
-        // Even when the upgrade is refused: the port is given up first.
-        console.updateFirmwareByCom(m_sim.ptyPath(), kBaud, {});
-        QCOMPARE(console.isConnected(), overTcp);
-    }
 }
 
 QTEST_GUILESS_MAIN(TestLocalUpgrade)
