@@ -19,6 +19,11 @@ public:
     void use(Flight &flight) { m_flight = &flight; }
     void skip(const QString &reason) { m_skipped = reason; }
 
+    /// Lets what was begun last so long.
+    void lastFor(int ms)
+    {
+        m_flight->waitFor([] { return false; }, ms);
+    }
     void fault(const QString &line) { m_flight->pod().fault(line); }
     void press(const char *key) { m_flight->input(QByteArray("keydown --delay 0 ") + key); }
     void release(const char *key) { m_flight->input(QByteArray("keyup --delay 0 ") + key); }

@@ -21,6 +21,14 @@ namespace {
 
 constexpr int kLossMs = Trial::kLossMs;
 constexpr int kVanishedMs = 15000; // a vanished peer is noticed within 9 s
+// How long faults last: enough for what they would break to break.
+constexpr int kStallMs = 2000;
+constexpr int kFloodSeconds = 5;
+constexpr int kGarbageSeconds = 4;
+constexpr int kSilenceMs = 2000;
+constexpr int kSessionSeconds = 2;
+constexpr int kBeyondSessionMs = (3 * kSessionSeconds + 1) * 1000;
+constexpr int kAllPidsMs = 8000;
 constexpr qint64 kWholeLog = 1 << 30;
 
 // Control link
@@ -42,7 +50,7 @@ void slowReader(Trial &t)
         t.release("e");
     }
     t.release("w");
-    QThread::sleep(2);
+    t.lastFor(kStallMs);
     t.expectAnswer();
     t.fault(u"control stall off"_s);
     t.expect(t.moves(false, Flight::kControlMs), u"the stop did not arrive"_s);
@@ -65,8 +73,8 @@ void serialUnplugged(Trial &t)
 void statusFlood(Trial &t)
 {
     t.fault(u"status rate 10000"_s);
-    for (int i = 0; i < 5; ++i) {
-        QThread::sleep(1);
+    for (int i = 0; i < kFloodSeconds; ++i) {
+        t.lastFor(1000);
         t.expectControl();
         t.expectAnswer();
     }
@@ -173,8 +181,8 @@ void sizeChange(Trial &t)
 void garbage(Trial &t)
 {
     t.fault(u"video garbage on"_s);
-    for (int i = 0; i < 4; ++i) {
-        QThread::sleep(1);
+    for (int i = 0; i < kGarbageSeconds; ++i) {
+        t.lastFor(1000);
         t.expectControl();
     }
     t.fault(u"video garbage off"_s);
@@ -182,11 +190,11 @@ void garbage(Trial &t)
 
 void shortSession(Trial &t)
 {
-    t.fault(u"video session 2"_s);
+    t.fault(u"video session %1"_s.arg(kSessionSeconds));
     lostAndRestored(t, {u"video end"_s}, {});
     t.restore();
     t.flight().forget();
-    QThread::sleep(7);
+    t.lastFor(kBeyondSessionMs);
     t.expect(!t.flight().said(u"连接中断"_s, 0), u"the session ran out"_s);
     t.fault(u"video session 60"_s);
 }
@@ -200,7 +208,7 @@ void unknownPids(Trial &t)
     t.begin({.podArguments = {u"--udp"_s, address, u"--fault"_s, u"video data on"_s},
              .streamUrl = u"udp://"_s + address});
     t.takeLevel();
-    QThread::sleep(8); // all PIDs have come
+    t.lastFor(kAllPidsMs);
     t.expect(!t.flight().logTail(kWholeLog).contains(u"av_read_frame"_s),
              u"the unknown packets disturb reading"_s);
     t.restore();
@@ -227,7 +235,7 @@ void upgradeServerSilent(Trial &t)
                  u"\"%1\" was not shown but %2"_s.arg(text, message()));
     };
     tells(u"UID"_s);
-    QThread::sleep(2);
+    t.lastFor(kSilenceMs);
     t.expectAnswer();
     t.expect(t.flight().click("completeButton"), u"no end button"_s);
     t.flight().closeDrawer();

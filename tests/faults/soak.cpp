@@ -318,7 +318,7 @@ Vitals Soak::level()
     if (!m_flight.isPlaying() && m_flight.logTail(kWholeLog).contains(u"重连被取消"_s))
         restartStream();
     check(m_flight.waitFor([this] { return m_flight.isPlaying(); }, kLossMs), u"no video"_s);
-    if (isExact())
+    if (isExact() && m_failures == 0)
         nap(kIdleMs);
     Vitals lowest = m_flight.vitals(); // picture buffers come and go
     for (int i = 0; i < 50; ++i) {
