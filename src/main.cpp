@@ -1,5 +1,6 @@
 #include "CMain.h"
 #include "InterfaceSetup.h"
+#include "compat/Heap.h"
 #include "compat/QtCompat.h"
 
 #include <QGuiApplication>
@@ -9,6 +10,7 @@
 
 int main(int argc, char *argv[])
 {
+    compat::shareHeaps();
     QGuiApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("KAVROControl"));
     QCoreApplication::setOrganizationName(QStringLiteral("KAVRO"));

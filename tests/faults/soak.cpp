@@ -28,7 +28,7 @@ constexpr qint64 kWholeLog = 1 << 30;
 // whole bound (18.5 s), the pause before the next, and that one.
 constexpr int kLossMs = 3000 + 18500 + 5000 + 8500;
 constexpr double kGrowthPercent = 2;
-constexpr int kLeastSlackKib = 6144; // of a short run, whose warm-up is short too
+constexpr int kLeastSlackKib = 12288; // of a short run, which is all warm-up
 constexpr int kExactMinutes = 5; // shorter runs do not wait for threads to end before they begin
 
 class Soak
