@@ -251,7 +251,7 @@ QString modelTable()
 {
     constexpr int kColumns = 4;
     QStringList cells;
-    const QString none = modelName(0);
+    const QLatin1String none = modelName(0);
     for (int number = 1; modelName(number) != none; ++number)
         cells.append(u"%1 %2"_s.arg(number).arg(modelName(number)));
     const qsizetype height = (cells.size() + kColumns - 1) / kColumns;

@@ -4,13 +4,14 @@
 #include "LongFrame.h"
 #include "ModelTable.h"
 
-#include <QStringList>
+#include <charconv>
 
 namespace protocol {
 namespace {
 
 constexpr std::array kChannelLetters = {'T', 'F'};
 constexpr char kOtherChannelLetter = 'C';
+constexpr qsizetype kLongestVersion = 40; // characters; a longer text costs a second allocation
 
 bool flag(QByteArrayView frame, const Field &field) { return readRaw(frame, field) == 1; }
 
@@ -20,15 +21,26 @@ int truncated(QByteArrayView frame, const Field &field)
 }
 
 /// Decimal with at least two digits; the settings page shows and edits addresses in this form.
-QString paddedNumber(int value) { return QString::number(value).rightJustified(2, u'0'); }
+void appendPadded(QString &text, int byte)
+{
+    std::array<char, 4> digits{}; // a byte of either sign
+    const char *const end = std::to_chars(digits.begin(), digits.end(), byte).ptr;
+    if (end == digits.begin() + 1)
+        text += u'0';
+    text += QLatin1String(digits.begin(), end);
+}
 
 QString addressText(QByteArrayView frame, qsizetype offset)
 {
     constexpr qsizetype kParts = 4;
-    QStringList parts;
-    for (qsizetype i = 0; i < kParts; ++i)
-        parts.append(paddedNumber(byteAt(frame, offset + i)));
-    return parts.join(u'.');
+    QString text;
+    text.reserve(sizeof "255.255.255.255");
+    for (qsizetype i = 0; i < kParts; ++i) {
+        if (i > 0)
+            text += u'.';
+        appendPadded(text, byteAt(frame, offset + i));
+    }
+    return text;
 }
 
 /// Comes with every status frame, hence as a literal, which takes no memory.
@@ -60,9 +72,14 @@ VersionReply decodeVersion(QByteArrayView frame)
     const char letter =
         channel < kChannelLetters.size() ? kChannelLetters[channel] : kOtherChannelLetter;
     const auto model = static_cast<qint8>(byteAt(frame, version_offset::Model));
-    QString text = QString(QLatin1Char(letter)) + u'-' + modelName(model) + u'-';
+    QString text;
+    text.reserve(kLongestVersion);
+    text += QLatin1Char(letter);
+    text += u'-';
+    text += modelName(model);
+    text += u'-';
     for (qsizetype i = 0; i < kVersionNumbers; ++i)
-        text += paddedNumber(static_cast<qint8>(byteAt(frame, version_offset::Numbers + i)));
+        appendPadded(text, static_cast<qint8>(byteAt(frame, version_offset::Numbers + i)));
     return {text};
 }
 

@@ -18,12 +18,12 @@ constexpr std::array kModels = {
 
 } // namespace
 
-QString modelName(int code)
+QLatin1String modelName(int code)
 {
     const int index = code - kFirstModelCode;
     if (index < 0 || index >= static_cast<int>(kModels.size()))
-        return QStringLiteral("null");
-    return QString::fromLatin1(kModels[static_cast<std::size_t>(index)]);
+        return QLatin1String("null");
+    return QLatin1String(kModels[static_cast<std::size_t>(index)]);
 }
 
 } // namespace protocol

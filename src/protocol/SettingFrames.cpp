@@ -2,10 +2,15 @@
 
 #include "LongFrame.h"
 
+#include <QVarLengthArray>
+
 namespace protocol {
 namespace {
 
-void appendAngle(QByteArray &payload, int degrees)
+/// On the stack: the frame is to be the only allocation.
+using Payload = QVarLengthArray<char, 64>;
+
+void appendAngle(Payload &payload, int degrees)
 {
     // Unsigned arithmetic wraps where the signed product could overflow.
     const quint32 tenths = static_cast<quint32>(degrees) * kAngleUnitsPerDegree;
@@ -19,8 +24,7 @@ std::optional<QByteArray> buildListCommand(const LongCommandSpec &spec, const QV
 {
     if (list.size() < spec.payloadLength)
         return std::nullopt;
-    QByteArray payload;
-    payload.reserve(spec.payloadLength);
+    Payload payload;
     for (qsizetype i = 0; i < spec.payloadLength; ++i)
         payload.append(static_cast<char>(list.at(i).toInt() & 0xFF));
     return buildLongFrame(spec.type, payload);
@@ -30,8 +34,7 @@ QByteArray buildSetTime(const QDateTime &local)
 {
     const QDate date = local.date();
     const QTime time = local.time();
-    QByteArray payload;
-    payload.reserve(kSetTime.payloadLength);
+    Payload payload;
     for (const int value : {date.year() - kClockEpochYear, date.month(), date.day(), time.hour(),
                             time.minute(), time.second()})
         payload.append(static_cast<char>(value & 0xFF));
@@ -40,8 +43,7 @@ QByteArray buildSetTime(const QDateTime &local)
 
 QByteArray buildSetPitchYaw(int pitchDegrees, int yawDegrees)
 {
-    QByteArray payload;
-    payload.reserve(kSetPitchYaw.payloadLength);
+    Payload payload;
     appendAngle(payload, pitchDegrees);
     appendAngle(payload, yawDegrees);
     return buildLongFrame(kSetPitchYaw.type, payload);

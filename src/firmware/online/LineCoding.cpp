@@ -5,7 +5,8 @@
 namespace upgrade {
 namespace {
 
-constexpr qsizetype kEnds = 2; // the first and the last byte stand outside the coding
+constexpr qsizetype kEnds = 2;   // the first and the last byte stand outside the coding
+constexpr qsizetype kDigits = 2; // for every byte between them
 
 bool hasProperEnds(QByteArrayView frame)
 {
@@ -30,7 +31,7 @@ std::optional<QByteArray> encodeLine(QByteArrayView raw)
     if (!hasProperEnds(raw))
         return std::nullopt;
     const QByteArrayView inner = raw.sliced(1, raw.size() - kEnds);
-    QByteArray line(2 * inner.size() + kEnds, Qt::Uninitialized);
+    QByteArray line(kDigits * inner.size() + kEnds, Qt::Uninitialized);
     char *at = line.data();
     *at++ = raw.front();
     for (const char byte : inner) {
@@ -46,17 +47,17 @@ std::optional<QByteArray> decodeLine(QByteArrayView line)
 {
     if (line.size() % 2 != 0 || !hasProperEnds(line))
         return std::nullopt;
-    QByteArray raw;
-    raw.reserve(line.size() / 2 + 1);
-    raw.append(line.front());
-    for (qsizetype i = 1; i < line.size() - 1; i += 2) {
+    QByteArray raw(line.size() / 2 + 1, Qt::Uninitialized);
+    char *at = raw.data();
+    *at++ = line.front();
+    for (qsizetype i = 1; i < line.size() - 1; i += kDigits) {
         const int high = nibble(line[i]);
         const int low = nibble(line[i + 1]);
         if (high < 0 || low < 0)
             return std::nullopt;
-        raw.append(static_cast<char>(high * 16 + low));
+        *at++ = static_cast<char>(high * 16 + low);
     }
-    raw.append(line.back());
+    *at = line.back();
     return raw;
 }
 

@@ -11,13 +11,13 @@ QByteArrayList LineFrameAssembler::push(QByteArrayView bytes)
                 continue;
             m_state = State::Collecting;
         }
-        m_frame.append(byte);
+        m_frame[m_length++] = byte;
         const bool ended = byte == upgrade::kFrameEnd;
-        if (ended && m_frame.size() % 2 == 0)
-            frames.append(m_frame);
-        if (ended || m_frame.size() >= kFrameMax) {
+        if (ended && m_length % 2 == 0)
+            frames.append(QByteArray(m_frame.data(), static_cast<qsizetype>(m_length)));
+        if (ended || m_length == m_frame.size()) {
             m_state = State::Idle;
-            m_frame.clear();
+            m_length = 0;
         }
     }
     return frames;

@@ -1,8 +1,9 @@
 #pragma once
 
-#include <QByteArray>
 #include <QByteArrayList>
 #include <QByteArrayView>
+
+#include <array>
 
 /// Cuts the bytes of the serial line into frames: from '~' or '#' to a carriage return that makes
 /// the length even. Whatever stands between frames is dropped, and so is a frame that ends at an
@@ -20,5 +21,6 @@ private:
     enum class State : quint8 { Idle, Collecting };
 
     State m_state = State::Idle;
-    QByteArray m_frame;
+    std::array<char, kFrameMax> m_frame{};
+    std::size_t m_length = 0; // of what m_frame holds
 };
