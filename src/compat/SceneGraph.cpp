@@ -1,6 +1,7 @@
 #include "SceneGraph.h"
 
 #include <QDebug>
+#include <QFile>
 #include <QGuiApplication>
 #include <QQuickWindow>
 
@@ -44,6 +45,15 @@ bool drawsWithOpenGL()
     return platform == QLatin1String("xcb") || platform.startsWith(QLatin1String("wayland"));
 }
 
+/// Where the kernel shows graphics devices. Without any, asking OpenGL would take a fifth of the
+/// console's start, most of it for loading the emulator, only to hear that it is one.
+bool hasGraphicsDevice()
+{
+    constexpr std::array kDevices = {"/dev/dri", "/dev/dxg", "/dev/nvidiactl"};
+    return std::ranges::any_of(
+        kDevices, [](const char *path) { return QFile::exists(QString::fromLatin1(path)); });
+}
+
 #endif
 
 bool isChosenAlready()
@@ -61,10 +71,9 @@ void avoidEmulatedOpenGL()
 #if QT_CONFIG(opengl)
     if (isChosenAlready() || !drawsWithOpenGL())
         return;
-    const QByteArray renderer = openGLRenderer();
-    if (!isEmulated(renderer))
+    if (hasGraphicsDevice() && !isEmulated(openGLRenderer()))
         return;
-    qDebug() << "[SceneGraph] 无GPU，使用软件渲染:" << renderer;
+    qDebug() << "[SceneGraph] 无GPU，使用软件渲染";
     QQuickWindow::setSceneGraphBackend(QStringLiteral("software"));
 #endif
 }
