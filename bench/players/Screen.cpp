@@ -14,7 +14,7 @@ constexpr int kStartWaitMs = 20000;
 
 // Of the header of an X window dump, in 32-bit words.
 enum DumpWord : quint8 { HeaderSize = 0, BytesPerLine = 12, ColourCount = 19, DumpWords = 25 };
-constexpr int kDumpColourBytes = 12;
+constexpr std::size_t kDumpColourBytes = 12;
 
 } // namespace
 

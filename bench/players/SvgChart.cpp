@@ -48,6 +48,16 @@ double gridStep(double limit)
     return base * 10;
 }
 
+/// Where grid lines stand from zero to `limit`.
+std::vector<double> gridValues(double limit)
+{
+    const double step = gridStep(limit);
+    std::vector<double> values;
+    for (int line = 0; line * step <= limit; ++line)
+        values.push_back(line * step);
+    return values;
+}
+
 double largest(const std::vector<Series> &series, double (QPointF::*coordinate)() const)
 {
     double most = 0;
@@ -71,8 +81,7 @@ QString frame(const QString &title, const std::vector<Series> &series, double li
         svg += box(x, 28, 10, 10, colour(i));
         svg += text(x + 15, 38, QStringLiteral("start"), series[i].name);
     }
-    const double step = gridStep(limit);
-    for (double value = 0; value <= limit; value += step) {
+    for (const double value : gridValues(limit)) {
         const double y = kTop + kPlotHeight * (1 - value / limit);
         svg += box(kLeft, y, kPlotWidth, 0.5, QStringLiteral("#bbbbbb"));
         svg += text(kLeft - 6, y + 4, QStringLiteral("end"), QString::number(value));
@@ -106,7 +115,7 @@ QString lineChart(const QString &title, const QString &xName, const std::vector<
     const double limit = largest(series, &QPointF::y) * 1.05;
     const double length = largest(series, &QPointF::x);
     QString svg = frame(title, series, limit);
-    for (double value = 0; value <= length; value += gridStep(length))
+    for (const double value : gridValues(length))
         svg += text(kLeft + kPlotWidth * value / length, kHeight - 22, QStringLiteral("middle"),
                     QString::number(value));
     svg += text(kLeft + kPlotWidth / 2, kHeight - 6, QStringLiteral("middle"), xName);
