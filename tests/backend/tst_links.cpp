@@ -2,6 +2,7 @@
 // no pod is left moving, and the newest wish wins.
 
 #include "CMain.h"
+#include "ChildProcess.h"
 #include "PtyPair.h"
 #include "SignalLog.h"
 #include "SilentListener.h"
@@ -18,6 +19,8 @@
 #include <cerrno>
 #include <memory>
 #include <numeric>
+
+#include <sched.h>
 
 using namespace Qt::StringLiterals;
 
@@ -73,6 +76,7 @@ private slots:
     void newerWishEndsAConnect();
     void linkReplacedByItsOwnSignal_data() { addRows(u"lost disconnect reset type connect"_s); }
     void linkReplacedByItsOwnSignal();
+    void vanishedPeerIsNoticed();
 
 private:
     bool connectTcp() { return m_backend->connectTCP(kHost, m_pod->port()) && m_pod->accept(); }
@@ -223,6 +227,11 @@ void TestLinks::backendTellsOfItsLink()
     m_backend->disconnect();
     QVERIFY(m_backend->isConnected());
     QTRY_VERIFY_WITH_TIMEOUT((m_backend->disconnect(), !m_backend->isConnected()), kWaitMs);
+
+    // Undone at once by who hears of it: not connected after all.
+    connect(m_backend.get(), &CMain::connectionChanged, this,
+            [this] { m_backend->setConnectionType(u"TCP"_s); });
+    QVERIFY(!m_backend->connectSerial(m_line->slavePath()) && !m_backend->isConnected());
 }
 
 void TestLinks::everyMotionOwesItsStop()
@@ -309,6 +318,29 @@ void TestLinks::linkReplacedByItsOwnSignal()
         QTRY_COMPARE_WITH_TIMEOUT(m_backend->findChildren<ICommunication *>().size(), 1, kWaitMs);
         QVERIFY(m_backend->connectTCP(kHost, m_pod->port()) && m_backend->isConnected());
     }
+}
+
+void TestLinks::vanishedPeerIsNoticed()
+{
+    const auto loopback = [](const QString &state) {
+        return ChildProcess(u"ip"_s, {u"link"_s, u"set"_s, u"lo"_s, state}).succeeds(kWaitMs);
+    };
+    // The last test: its thread stays in this network.
+    if (unshare(CLONE_NEWNET) != 0 || !loopback(u"up"_s))
+        QSKIP("no network of one's own here");
+    init();
+    // With a command on its way, and with nothing to send: two different clocks of the system's.
+    CMain silent;
+    TcpPeer silentPod;
+    QVERIFY(connectTcp() && silent.connectTCP(kHost, silentPod.port()) && silentPod.accept());
+    QVERIFY(loopback(u"down"_s));
+    m_backend->moveUp(0x20);
+    QElapsedTimer timer;
+    timer.start();
+    QTRY_VERIFY_WITH_TIMEOUT(!silent.isConnected() && !m_backend->isConnected(), kWaitMs);
+    QVERIFY(timer.elapsed() < 10000); // what an operator may have to wait
+    QVERIFY(loopback(u"up"_s) && connectTcp());
+    QCOMPARE(m_pod->receive(7), kStops.first(7));
 }
 
 QTEST_GUILESS_MAIN(TestLinks)
