@@ -19,6 +19,7 @@
 #include <cerrno>
 #include <memory>
 #include <numeric>
+#include <utility>
 
 #include <sched.h>
 

@@ -4,7 +4,7 @@
 #include "compat/Settings.h"
 #include "settings/SettingsFile.h"
 
-#include <QDir>
+#include <QFile>
 #include <QLibraryInfo>
 #include <QProcess>
 #include <QTemporaryDir>
