@@ -1,5 +1,8 @@
-// The console's own executable: it comes up with nothing attached, ends when its interface is
-// broken, and exports what it should.
+// What the console starts with: its settings file, sound or damaged, and its interface.
+
+#include "LogCatcher.h"
+#include "compat/Settings.h"
+#include "settings/SettingsFile.h"
 
 #include <QFile>
 #include <QLibraryInfo>
@@ -14,6 +17,27 @@ namespace {
 constexpr int kWaitMs = 60000;
 const QString kConsole = QStringLiteral(CONSOLE_EXECUTABLE);
 
+QByteArray contentOf(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("none");
+}
+
+bool write(const QString &path, const QByteArray &bytes)
+{
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
+}
+
+struct Group : compat::Settings
+{
+    Group(const QString &path, const QString &name)
+    {
+        setLocation(QUrl::fromLocalFile(path));
+        setCategory(name);
+    }
+};
+
 } // namespace
 
 class TestStartup : public QObject
@@ -21,80 +45,101 @@ class TestStartup : public QObject
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
-    void comesUpAndStays();
-    void brokenInterfaceEndsIt();
-    void moduleIsRegistered();
+    void init() { QVERIFY(QFile::remove(m_path) || !QFile::exists(m_path)); }
+    void groupsOfOneFile();
+    void damagedFileIsKeptAside_data();
+    void damagedFileIsKeptAside();
+    void brokenInterfaceEndsTheConsole();
+    void moduleIsExported();
 
 private:
     QTemporaryDir m_folder;
-    QProcess m_console;
+    const QString m_path = m_folder.filePath(u"device_config.ini"_s);
 };
 
-void TestStartup::init()
+void TestStartup::groupsOfOneFile()
 {
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(u"HOME"_s, m_folder.path());
-    // Tells when a window with a scene is there.
-    environment.insert(u"QT_LOGGING_RULES"_s, u"qt.scenegraph.general=true"_s);
-    m_console.setProcessEnvironment(environment);
-    m_console.setWorkingDirectory(m_folder.path());
-    m_console.setProcessChannelMode(QProcess::MergedChannels);
+    Group tcp(m_path, u"TCP"_s);
+    Group general(m_path, u"General"_s);
+    QCOMPARE(tcp.value(u"devicePort"_s, 2000).toInt(), 2000);
+    QVERIFY2(!QFile::exists(m_path), "reading created the file");
+    // Two writers of one file undo nothing, and each write is in it at once.
+    tcp.setValue(u"deviceIp"_s, u"192.168.1.7"_s);
+    general.setValue(u"languageIndex"_s, 1);
+    tcp.setValue(u"devicePort"_s, 2002);
+    QVERIFY(contentOf(m_path).contains("[TCP]\ndeviceIp=192.168.1.7\ndevicePort=2002"));
+    QCOMPARE(Group(m_path, u"General"_s).value(u"languageIndex"_s, 0).toInt(), 1);
+    general.setCategory(u"TCP"_s);
+    QCOMPARE(general.value(u"devicePort"_s, 0).toInt(), 2002);
+    // Unwritable also for root, whom no permission stops: a file in the folder's place.
+    const LogCatcher log;
+    Group(m_path + u"/below.ini"_s, u"TCP"_s).setValue(u"devicePort"_s, 2005);
+    QVERIFY(log.contains(u"cannot write settings file"_s));
 }
 
-void TestStartup::cleanup()
+void TestStartup::damagedFileIsKeptAside_data()
 {
-    m_console.kill();
-    m_console.waitForFinished(kWaitMs);
+    QTest::addColumn<QByteArray>("content");
+    QTest::addColumn<bool>("damaged");
+    const auto row = [](const char *name, const QByteArray &content, bool damaged) {
+        QTest::newRow(name) << content << damaged;
+    };
+    row("empty", "", false);
+    row("comment, Chinese, escapes", "; x\n[TCP]\r\n\nname=吊舱 p\\x41@b, 10.0.0.5\n@c=d", false);
+    row("percent-encoded group", "[%General]\nlanguageIndex=1\n", false);
+    row("zeros after a good beginning", "[TCP]\ndevicePort=2001\n" + QByteArray(100, '\0'), true);
+    row("group without an end", "[TCP\ndevicePort=2001\n", true);
+    row("line without a value", "[TCP]\ndevicePort\n", true);
+    row("far too long", "[TCP]\nx=" + QByteArray(2 << 20, 'x'), true);
+    // Qt would make something out of these, of any size.
+    row("typed value", R"(a=@Variant(\0\0\0\t\xff\xff\xff\xfe))", true);
+    row("typed value in a list, quoted", "a=b, \"@Size(1 2)\"", true);
+    row("typed value, escaped", "a=\\x40Size(1 2)", true);
 }
 
-void TestStartup::comesUpAndStays()
+void TestStartup::damagedFileIsKeptAside()
 {
-    m_console.start(kConsole, {});
-    QByteArray output;
-    while (!output.contains("scenegraph") && m_console.waitForReadyRead(kWaitMs))
-        output += m_console.readAll();
-    QVERIFY2(output.contains("scenegraph"), output.constData());
-    QVERIFY2(!m_console.waitForFinished(1500), "it ended by itself");
-    // Starting reads no settings and writes none.
-    QVERIFY(!QFile::exists(m_folder.filePath(u"device_config.ini"_s)));
+    QFETCH(QByteArray, content);
+    QFETCH(bool, damaged);
+    // One was kept before; the newest counts.
+    const QString kept = m_path + SettingsFile::kKeptSuffix;
+    QVERIFY(write(kept, "older") && write(m_path, content));
+    SettingsFile file;
+    file.setPath(m_path);
+    QCOMPARE(file.state(), damaged ? SettingsFile::Damaged : SettingsFile::Sound);
+    QCOMPARE(file.keptAs(), damaged ? u"device_config.ini.damaged"_s : QString());
+    QCOMPARE(contentOf(m_path), damaged ? "none" : content);
+    QCOMPARE(contentOf(kept), damaged ? content : "older");
+    file.setPath(m_folder.filePath(u"no folder/device_config.ini"_s));
+    QCOMPARE(file.state(), SettingsFile::Unwritable);
 }
 
-void TestStartup::brokenInterfaceEndsIt()
+void TestStartup::brokenInterfaceEndsTheConsole()
 {
     // A copy whose installation lacks every QML module: Main cannot be created.
     const QString copy = m_folder.filePath(u"console"_s);
     QVERIFY(QFile::copy(kConsole, copy));
-    QFile paths(m_folder.filePath(u"qt.conf"_s));
-    QVERIFY(paths.open(QIODevice::WriteOnly));
-    paths.write(u"[Paths]\nPrefix=%1\nPlugins=%2\nQmlImports=%3/nowhere\n"_s
-                    .arg(QLibraryInfo::path(QLibraryInfo::PrefixPath),
-                         QLibraryInfo::path(QLibraryInfo::PluginsPath), m_folder.path())
-                    .toUtf8());
-    paths.close();
-    m_console.start(copy, {});
-    QVERIFY2(m_console.waitForFinished(kWaitMs), "an invisible process stays behind");
-    QCOMPARE(m_console.exitStatus(), QProcess::NormalExit);
-    QCOMPARE(qint8(m_console.exitCode()), qint8(-1));
-    const QByteArray output = m_console.readAll();
-    QVERIFY2(output.contains("Main.qml"), output.constData());
+    QVERIFY(write(m_folder.filePath(u"qt.conf"_s),
+                  u"[Paths]\nPrefix=%1\nPlugins=%2\nQmlImports=/nowhere\n"_s
+                      .arg(QLibraryInfo::path(QLibraryInfo::PrefixPath),
+                           QLibraryInfo::path(QLibraryInfo::PluginsPath))
+                      .toUtf8()));
+    QProcess console;
+    console.setWorkingDirectory(m_folder.path());
+    console.start(copy, {});
+    QVERIFY2(console.waitForFinished(kWaitMs), "an invisible process stays behind");
+    QCOMPARE(console.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(qint8(console.exitCode()), qint8(-1));
+    QVERIFY(console.readAllStandardError().contains("Main.qml"));
 }
 
-void TestStartup::moduleIsRegistered()
+void TestStartup::moduleIsExported()
 {
-    m_console.start(QStringLiteral(NM_EXECUTABLE), {u"-DC"_s, u"--defined-only"_s, kConsole});
-    QVERIFY(m_console.waitForFinished(kWaitMs));
-    QVERIFY(m_console.readAll().contains(" T qml_register_types_podconsole"));
     // The module's description lies uncompressed among the resources.
-    QFile executable(kConsole);
-    QVERIFY(executable.open(QIODevice::ReadOnly));
-    QVERIFY(executable.readAll().contains("module podconsole\n"
-                                          "typeinfo apppodconsole.qmltypes\n"
-                                          "prefer :/qt/qml/podconsole/\n"
-                                          "Main 1.0 Main.qml\n"
-                                          "PodControlDrawer 1.0 PodControlDrawer.qml\n"
-                                          "TitleBar 1.0 TitleBar.qml\n"));
+    QVERIFY(contentOf(kConsole).contains("prefer :/qt/qml/podconsole/\n"
+                                         "Main 1.0 Main.qml\n"
+                                         "PodControlDrawer 1.0 PodControlDrawer.qml\n"
+                                         "TitleBar 1.0 TitleBar.qml\n"));
 }
 
 QTEST_GUILESS_MAIN(TestStartup)
