@@ -1,6 +1,7 @@
 #include "StreamServer.h"
 
 #include "ControlProbe.h"
+#include "video/AppSource.h"
 
 #include <chrono>
 
@@ -69,6 +70,8 @@ void StreamServer::send(int index)
     const std::lock_guard lock(m_mutex);
     m_sentUs[std::size_t(index)] = nowUs();
     for (Sink &sink : m_sinks) {
+        if (!isPlaying(sink.source))
+            continue;
         sink.hasBegun = sink.hasBegun || index % m_stream.format.fps == 0;
         if (sink.hasBegun)
             gst_app_src_push_buffer(

@@ -1,5 +1,6 @@
 #include "FramePump.h"
 
+#include "AppSource.h"
 #include "LatencyStrip.h"
 
 #include <QDateTime>
@@ -111,8 +112,10 @@ void FramePump::pushPicture(const QImage &picture)
     const std::lock_guard lock(m_mutex);
     if (picture.size() != m_format.size)
         return;
-    for (const SinkPtr &sink : m_sinks)
-        gst_app_src_push_buffer(sink.get(), bufferOf(picture));
+    for (const SinkPtr &sink : m_sinks) {
+        if (isPlaying(sink.get()))
+            gst_app_src_push_buffer(sink.get(), bufferOf(picture));
+    }
 }
 
 void FramePump::run()
