@@ -90,8 +90,8 @@ void TestPlayer::failureTexts()
 // and the time that is spent on analysing media: never more, whatever the server leaves out.
 void TestPlayer::deadRtspServersAreGivenUp()
 {
-    constexpr int kTimeoutUs = 500000;
-    constexpr int kBoundMs = 6 * kTimeoutUs / 1000 + 500;
+    constexpr int kTimeoutUs = 300000;
+    constexpr int kBoundMs = 6 * kTimeoutUs / 1000 + 500; // below a single one as preset
     const RtspStub silent(RtspStub::Manner::Silent);
     const RtspStub silentStatus(RtspStub::Manner::SilentStatus);
     const RtspStub noMedia(RtspStub::Manner::NoMedia);
@@ -133,7 +133,7 @@ void TestPlayer::rtspPlaysPausesAndStops()
     QCOMPARE(picture.size(), QSize(320, 240));
     QCOMPARE(picture.format(), QImage::Format_RGBA8888);
     const qint64 now = QDateTime::currentMSecsSinceEpoch();
-    QVERIFY(latency_strip::read(picture, picture.rect(), now)); // neither torn nor miscoloured
+    QVERIFY(latency_strip::read(picture, picture.rect(), now)); // it is not torn
 
     player.pause();
     frames.clear();
@@ -148,10 +148,9 @@ void TestPlayer::rtspPlaysPausesAndStops()
     player.renderFrame();
     QCOMPARE(frames.size(), 0); // the picture is forgotten
     player.close();             // must not lock itself out
-    QStringList told;
-    for (const QVariantList &state : states)
-        told.append(state[0].toString());
-    QCOMPARE(told.join(u' '), u"true false true false"_s);
+    QCOMPARE(states.size(), 4);
+    for (int i = 0; i < 4; ++i)
+        QCOMPARE(states[i][0].toBool(), i % 2 == 0);
 }
 
 void TestPlayer::fileIsPlayedToItsEnd()
@@ -160,6 +159,7 @@ void TestPlayer::fileIsPlayedToItsEnd()
     const QString small = m_folder.filePath(u"small.ts"_s);
     const QString large = m_folder.filePath(u"large.ts"_s);
     QVERIFY(makeVideo(small) && makeVideo(large, u"640x360"_s));
+    const LogCatcher log;
     FFmpegPlayer player;
     const QSignalSpy lost(&player, &FFmpegPlayer::connectionLost);
     QSignalSpy frames(&player, &FFmpegPlayer::frameReady);
@@ -167,12 +167,15 @@ void TestPlayer::fileIsPlayedToItsEnd()
     QVERIFY(player.open(u"concat:%1|%2"_s.arg(small, large)));
     player.play();
     QTRY_COMPARE_WITH_TIMEOUT(lost.size(), 1, kPictureWaitMs);
+    QVERIFY(!log.contains(u"心跳检测"_s)); // lost by its end
     frames.clear();
     QTest::qWait(4200); // past the heartbeat's limit: there is no second loss
     QCOMPARE(lost.size(), 1);
     QVERIFY(player.isPlaying());                      // a loss stops nothing by itself
     QVERIFY(frames.size() >= 2 && frames.size() < 6); // the last picture, again and again
-    QCOMPARE(frames.last()[0].value<QImage>().size(), QSize(640, 360));
+    const auto picture = frames.last()[0].value<QImage>();
+    QCOMPARE(picture.size(), QSize(640, 360));
+    QVERIFY(qRed(picture.pixel(80, 10)) > 200 && qBlue(picture.pixel(80, 10)) < 50);
 }
 
 void TestPlayer::lossIsToldOncePerLoss()

@@ -36,42 +36,29 @@ const QString kPlaying = u"播放中"_s;
 const QString kStopped = u"已停止"_s;
 const QString kTaskEnded = u"解码线程已结束"_s;
 
-/// A named pipe with a transport stream in it that stops but does not end: reading it blocks in
-/// the kernel, where no interrupt callback reaches.
-class StuckStream
+/// Makes a named pipe with a transport stream in it that does not end before the returned writing
+/// end is closed: reading it blocks in the kernel, where no interrupt callback reaches.
+int makeStuckStream(const QString &video, const QString &path)
 {
-public:
-    StuckStream(const QString &videoPath, QString path)
-        : m_path(std::move(path))
-    {
-        mkfifo(qPrintable(m_path), 0600);
-        m_pipe = ::open(qPrintable(m_path), O_RDWR);
-        fcntl(m_pipe, F_SETPIPE_SZ, 1 << 20);
-        QFile video(videoPath);
-        QVERIFY(video.open(QIODevice::ReadOnly));
-        const QByteArray bytes = video.readAll();
-        QVERIFY(::write(m_pipe, bytes.constData(), size_t(bytes.size())) == bytes.size());
-    }
+    mkfifo(qPrintable(path), 0600);
+    const int pipe = ::open(qPrintable(path), O_RDWR);
+    fcntl(pipe, F_SETPIPE_SZ, 1 << 20);
+    QFile file(video);
+    const QByteArray bytes = file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    return ::write(pipe, bytes.constData(), size_t(bytes.size())) > 0 ? pipe : -1;
+}
 
-    /// Plays until the last picture has been shown over and over: the task waits for more.
-    void runDry(FFmpegPlayer &player)
-    {
-        QVERIFY(player.open(m_path));
-        const QSignalSpy frames(&player, &FFmpegPlayer::frameReady);
-        const auto key = [&](qsizetype behindLast) {
-            return frames[frames.size() - 1 - behindLast][0].value<QImage>().cacheKey();
-        };
-        player.play();
-        QTRY_VERIFY_WITH_TIMEOUT(frames.size() > 15 && key(15) == key(0), kSettleMs);
-    }
-
-    /// Ends the stream: now the read returns.
-    void unblock() { ::close(m_pipe); }
-
-private:
-    QString m_path;
-    int m_pipe = -1;
-};
+/// Plays until the last picture has been shown over and over: the task waits for more.
+void runDry(FFmpegPlayer &player, const QString &path)
+{
+    QVERIFY(player.open(path));
+    const QSignalSpy frames(&player, &FFmpegPlayer::frameReady);
+    const auto key = [&](qsizetype behindLast) {
+        return frames[frames.size() - 1 - behindLast][0].value<QImage>().cacheKey();
+    };
+    player.play();
+    QTRY_VERIFY_WITH_TIMEOUT(frames.size() > 15 && key(15) == key(0), kSettleMs);
+}
 
 void ask(std::unique_ptr<VideoRenderer> &item, const QString &wish)
 {
@@ -184,13 +171,15 @@ void TestReentrancy::taskOutlivesItsStreamAndItsPlayer()
     const QTemporaryDir folder;
     const QString video = folder.filePath(u"video.ts"_s);
     QVERIFY(makeVideo(video));
-    StuckStream first(video, folder.filePath(u"pipe1"_s));
-    StuckStream second(video, folder.filePath(u"pipe2"_s));
+    const QString first = folder.filePath(u"pipe1"_s);
+    const QString second = folder.filePath(u"pipe2"_s);
+    const int firstPipe = makeStuckStream(video, first);
+    const int secondPipe = makeStuckStream(video, second);
     const LogCatcher log;
     {
         FFmpegPlayer player;
         QSignalSpy lost(&player, &FFmpegPlayer::connectionLost);
-        first.runDry(player);
+        runDry(player, first);
         player.stop();
         // The next playback runs while the first task is still inside its read.
         QVERIFY(player.open(video));
@@ -199,15 +188,15 @@ void TestReentrancy::taskOutlivesItsStreamAndItsPlayer()
         player.pause();
         QVERIFY(!log.contains(kTaskEnded));
         lost.clear();
-        first.unblock();
+        ::close(firstPipe);
         QTRY_COMPARE(log.count(kTaskEnded), 1);
         QTest::qWait(200); // the old stream's end is nobody's loss
         QCOMPARE(lost.size(), 0);
-        second.runDry(player);
+        runDry(player, second);
     }
     QCOMPARE(log.count(u"解码线程未退出（超时），强制处理"_s), 2);
     QCOMPARE(log.count(kTaskEnded), 2); // the first two
-    second.unblock();
+    ::close(secondPipe);
     QTRY_COMPARE(log.count(kTaskEnded), 3);
 }
 
