@@ -13,6 +13,8 @@
 #include <QElapsedTimer>
 #include <QFile>
 #include <QSignalSpy>
+#include <QTcpServer>
+#include <QTcpSocket>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QThread>
@@ -128,9 +130,11 @@ void TestReentrancy::newestWishWins()
     QFETCH(QString, wish);
     QFETCH(int, atMs);
     QFETCH(QString, outcome);
-    const RtspStub stub(RtspStub::Manner::Silent);
+    QTcpServer silent; // takes the connection and never says a word
+    QVERIFY(silent.listen(QHostAddress::LocalHost));
+    const QString silentUrl = u"rtsp://127.0.0.1:%1/x"_s.arg(silent.serverPort());
     auto item = std::make_unique<VideoRenderer>();
-    item->setSource(stream == "udp"_L1 ? freeUdpUrl() : stub.url());
+    item->setSource(stream == "udp"_L1 ? freeUdpUrl() : silentUrl);
     item->setTimeout(wish == "settings"_L1 ? 1000000 : kLongTimeoutUs);
     if (stream == "live"_L1) {
         item->setSource(m_sim.rtspUrl());
@@ -164,6 +168,8 @@ void TestReentrancy::newestWishWins()
         QCOMPARE(item->playing(), outcome == kPlaying);
         QVERIFY(!item->isReconnecting());
     }
+    while (const QTcpSocket *client = silent.nextPendingConnection())
+        QTRY_COMPARE(client->state(), QAbstractSocket::UnconnectedState); // the open was aborted
 }
 
 void TestReentrancy::taskOutlivesItsStreamAndItsPlayer()
