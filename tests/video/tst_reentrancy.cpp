@@ -1,6 +1,9 @@
-// What may happen while the video item waits for a stream: the newest wish wins, the events go on
-// being served, and nothing that is gone is touched.
+// What may happen while the video item waits for a stream, and what is left when it waits no
+// longer: the newest wish wins, the events go on being served, and decode tasks and reconnect
+// threads that outlive those who started them touch nothing freed (as the sanitizers see).
 
+#include "Ffmpeg.h"
+#include "LogCatcher.h"
 #include "PodSim.h"
 #include "RtspStub.h"
 #include "UdpStreams.h"
@@ -8,59 +11,71 @@
 #include "video/VideoRenderer.h"
 
 #include <QElapsedTimer>
+#include <QFile>
 #include <QSignalSpy>
+#include <QTcpServer>
+#include <QTcpSocket>
+#include <QTemporaryDir>
 #include <QTest>
+#include <QThread>
 #include <QTimer>
 
-#include <functional>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <memory>
 
 using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr int kMeanwhileMs = 550; // into the wait, when the newer wish comes
+constexpr int kOpeningMs = 200;   // into an open, which then surely waits
 constexpr int kPromptlyMs = 2500; // far below what the opens themselves would take
 constexpr int kSettleMs = 20000;
 constexpr int kLongTimeoutUs = 20000000;
 const QString kPlaying = u"播放中"_s;
 const QString kStopped = u"已停止"_s;
+const QString kTaskEnded = u"解码线程已结束"_s;
 
-/// An item that waits for a stream which never comes, in one of the ways there are.
-struct Waiting
+/// Makes a named pipe with a transport stream in it that does not end before the returned writing
+/// end is closed: reading it blocks in the kernel, where no interrupt callback reaches.
+int makeStuckStream(const QString &video, const QString &path)
 {
-    explicit Waiting(const QString &how)
-    {
-        item->setTimeout(kLongTimeoutUs);
-        item->setReconnectInterval(1000);
-        item->setSource(how == "udp"_L1 ? freeUdpUrl() : stub.url());
-        begin = how == "attempt"_L1 ? &VideoRenderer::reconnect : &VideoRenderer::play;
-    }
+    mkfifo(qPrintable(path), 0600);
+    const int pipe = ::open(qPrintable(path), O_RDWR);
+    fcntl(pipe, F_SETPIPE_SZ, 1 << 20);
+    QFile file(video);
+    const QByteArray bytes = file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    return ::write(pipe, bytes.constData(), size_t(bytes.size())) > 0 ? pipe : -1;
+}
 
-    /// Begins to wait, does `meanwhile` in the middle of it and returns when the call did.
-    void run(const std::function<void()> &meanwhile)
-    {
-        bool done = false;
-        int ticks = 0;
-        QTimer ticker;
-        QObject::connect(&ticker, &QTimer::timeout, &ticker, [&] { ++ticks; });
-        ticker.start(10);
-        QTimer::singleShot(kMeanwhileMs, qApp, [&] {
-            sinceWish.start();
-            meanwhile();
-            done = true;
-        });
-        (item.get()->*begin)();
-        while (!done)
-            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-        QVERIFY2(ticks > 10, "the events stood still"); // of about 55
-    }
+/// Plays until the last picture has been shown over and over: the task waits for more.
+void runDry(FFmpegPlayer &player, const QString &path)
+{
+    QVERIFY(player.open(path));
+    const QSignalSpy frames(&player, &FFmpegPlayer::frameReady);
+    const auto key = [&](qsizetype behindLast) {
+        return frames[frames.size() - 1 - behindLast][0].value<QImage>().cacheKey();
+    };
+    player.play();
+    QTRY_VERIFY_WITH_TIMEOUT(frames.size() > 15 && key(15) == key(0), kSettleMs);
+}
 
-    RtspStub stub{RtspStub::Manner::Silent};
-    std::unique_ptr<VideoRenderer> item = std::make_unique<VideoRenderer>();
-    void (VideoRenderer::*begin)() = nullptr;
-    QElapsedTimer sinceWish;
-};
+void ask(std::unique_ptr<VideoRenderer> &item, const QString &wish)
+{
+    if (wish == "quit"_L1) {
+        QCoreApplication::quit();
+    } else if (wish == "destroy"_L1) {
+        QThread::msleep(30); // an attempt's thread goes on meanwhile
+        item.reset();
+    } else if (wish == "settings"_L1) {
+        item->pause();
+        item->setAutoReconnect(false);
+    } else {
+        QMetaObject::invokeMethod(item.get(), qPrintable(wish)); // play, stop, reconnect
+    }
+}
 
 } // namespace
 
@@ -69,142 +84,152 @@ class TestReentrancy : public QObject
     Q_OBJECT
 
 private slots:
-    void initTestCase();
     void newestWishWins_data();
     void newestWishWins();
-    void settingsOnly();
-    void playWhileStopping();
-    void pauseWhilePlayWaitsForTheOldTask();
-    void playerCallsInItsOwnWait();
+    void taskOutlivesItsStreamAndItsPlayer();
+    void attemptAbandonedWhileItsCallIsQueued();
 
 private:
-    std::unique_ptr<PodSim> m_sim;
+    PodSim m_sim{{u"--size"_s, u"320x240"_s}};
 };
-
-void TestReentrancy::initTestCase()
-{
-    m_sim = std::make_unique<PodSim>(QStringList{u"--size"_s, u"320x240"_s});
-}
 
 void TestReentrancy::newestWishWins_data()
 {
-    QTest::addColumn<QString>("how");
+    QTest::addColumn<QString>("stream");
+    QTest::addColumn<QString>("begin");
     QTest::addColumn<QString>("wish");
-    for (const char *how : {"rtsp", "udp", "attempt"}) {
-        if (!kUdpStreamsCanRun && QLatin1String(how) == "udp"_L1)
-            continue;
-        for (const char *wish : {"stop", "destruction", "quit", "play"})
-            QTest::addRow("%s: %s", how, wish)
-                << QString::fromLatin1(how) << QString::fromLatin1(wish);
+    QTest::addColumn<int>("atMs"); // into the wait
+    QTest::addColumn<QString>("outcome");
+    const auto row = [](const char *stream, const char *begin, const char *wish, int atMs,
+                        const QString &outcome) {
+        QTest::addRow("%s, %s, %s at %d ms", stream, begin, wish, atMs)
+            << QString::fromLatin1(stream) << QString::fromLatin1(begin)
+            << QString::fromLatin1(wish) << atMs << outcome;
+    };
+    const QString gone;
+    const std::array<std::pair<const char *, QString>, 4> wishes = {
+        {{"stop", kStopped}, {"destroy", gone}, {"quit", gone}, {"play", kPlaying}}};
+    for (const auto &[wish, outcome] : wishes) {
+        row("rtsp", "play", wish, kOpeningMs, outcome);
+        if (kUdpStreamsCanRun)
+            row("udp", "play", wish, kOpeningMs, outcome);
+        row("rtsp", "reconnect", wish, 300 + kOpeningMs, outcome); // after the attempt's pause
     }
-    // Not in an attempt: the one after a cancelled one ends silently.
-    QTest::newRow("rtsp: reconnect") << u"rtsp"_s << u"reconnect"_s;
+    for (const int atMs : {0, 20, 150, 290}) // first call queued, served, the pause, the open
+        row("rtsp", "reconnect", "destroy", atMs, gone);
+    row("rtsp", "play", "reconnect", kOpeningMs, kPlaying);
+    row("live", "stop", "play", 0, kPlaying);
+    // No wish for another stream: the open goes on, and what they say holds when it has failed.
+    row("rtsp", "play", "settings", kOpeningMs, u"连接失败"_s);
 }
 
 void TestReentrancy::newestWishWins()
 {
-    QFETCH(QString, how);
+    QFETCH(QString, stream);
+    QFETCH(QString, begin);
     QFETCH(QString, wish);
-    Waiting waiting(how);
+    QFETCH(int, atMs);
+    QFETCH(QString, outcome);
+    QTcpServer silent; // takes the connection and never says a word
+    QVERIFY(silent.listen(QHostAddress::LocalHost));
+    const QString silentUrl = u"rtsp://127.0.0.1:%1/x"_s.arg(silent.serverPort());
+    auto item = std::make_unique<VideoRenderer>();
+    item->setSource(stream == "udp"_L1 ? freeUdpUrl() : silentUrl);
+    item->setTimeout(wish == "settings"_L1 ? 1000000 : kLongTimeoutUs);
+    if (stream == "live"_L1) {
+        item->setSource(m_sim.rtspUrl());
+        item->play();
+    }
+    int ticks = 0;
+    QTimer ticker;
+    connect(&ticker, &QTimer::timeout, this, [&] { ++ticks; });
+    ticker.start(10);
+    QElapsedTimer sinceWish;
+    QTimer::singleShot(0, this, [&] { ask(item, begin); });
+    QTimer::singleShot(atMs, this, [&] {
+        sinceWish.start();
+        item->setSource(m_sim.rtspUrl());
+        ask(item, wish);
+    });
     if (wish == "quit"_L1) {
-        QTimer::singleShot(0, qApp, [&] { waiting.run([] { QCoreApplication::quit(); }); });
         QCoreApplication::exec();
-        waiting.item.reset();
-        QVERIFY(waiting.sinceWish.elapsed() < 1000);
-        return;
+        item.reset();
+    } else {
+        QTRY_VERIFY(sinceWish.isValid());
     }
-    if (wish == "destruction"_L1) {
-        waiting.run([&] { waiting.item.reset(); });
-        QVERIFY(waiting.sinceWish.elapsed() < kPromptlyMs);
-        QTest::qWait(100); // what it left behind comes to its end
-        return;
-    }
-    waiting.run([&] {
-        if (wish == "stop"_L1)
-            return waiting.item->stop();
-        waiting.item->setSource(m_sim->rtspUrl());
-        wish == "play"_L1 ? waiting.item->play() : waiting.item->reconnect();
-    });
-    const QString wished = wish == "stop"_L1 ? kStopped : kPlaying;
-    if (wish == "reconnect"_L1) // the others are done when they return
-        QTRY_COMPARE_WITH_TIMEOUT(waiting.item->status(), wished, kSettleMs);
-    else if (wish == "stop"_L1)
-        QVERIFY(waiting.sinceWish.elapsed() < kPromptlyMs);
-    QCOMPARE(waiting.item->status(), wished);
+    QVERIFY2(ticks >= atMs / 50, "the events stood still"); // of about atMs / 10
+    if (outcome != kPlaying)
+        QVERIFY(sinceWish.elapsed() < (wish == "quit"_L1 ? 1000 : kPromptlyMs));
+    if (item)
+        QTRY_COMPARE_WITH_TIMEOUT(item->status(), outcome, kSettleMs);
     QTest::qWait(300); // nothing that was overtaken may speak up later
-    QCOMPARE(waiting.item->status(), wished);
-    QCOMPARE(waiting.item->playing(), wished == kPlaying);
-    QVERIFY(!waiting.item->isReconnecting());
+    if (item) {
+        QCOMPARE(item->status(), outcome);
+        QCOMPARE(item->playing(), outcome == kPlaying);
+        QVERIFY(!item->isReconnecting());
+    }
+    while (const QTcpSocket *client = silent.nextPendingConnection())
+        QTRY_COMPARE(client->state(), QAbstractSocket::UnconnectedState); // the open was aborted
 }
 
-// A new source, pausing, and switching the retries off are no wish for another stream: the open
-// goes on, and what they say holds when it has failed.
-void TestReentrancy::settingsOnly()
+void TestReentrancy::taskOutlivesItsStreamAndItsPlayer()
 {
-    Waiting waiting(u"rtsp"_s);
-    waiting.item->setTimeout(1000000);
-    waiting.run([&] {
-        waiting.item->setSource(m_sim->rtspUrl());
-        waiting.item->pause();
-        waiting.item->setAutoReconnect(false);
-    });
-    QCOMPARE(waiting.item->status(), u"连接失败"_s);
-    QVERIFY(!waiting.item->isReconnecting());
-    QCOMPARE(waiting.item->source(), m_sim->rtspUrl());
+    const QTemporaryDir folder;
+    const QString video = folder.filePath(u"video.ts"_s);
+    QVERIFY(makeVideo(video));
+    const QString first = folder.filePath(u"pipe1"_s);
+    const QString second = folder.filePath(u"pipe2"_s);
+    const int firstPipe = makeStuckStream(video, first);
+    const int secondPipe = makeStuckStream(video, second);
+    const LogCatcher log;
+    {
+        FFmpegPlayer player;
+        QSignalSpy lost(&player, &FFmpegPlayer::connectionLost);
+        runDry(player, first);
+        player.stop();
+        // The next playback runs while the first task is still inside its read.
+        QVERIFY(player.open(video));
+        player.play();
+        QTRY_COMPARE_WITH_TIMEOUT(lost.size(), 1, kSettleMs); // its end
+        player.pause();
+        QVERIFY(!log.contains(kTaskEnded));
+        lost.clear();
+        ::close(firstPipe);
+        QTRY_COMPARE(log.count(kTaskEnded), 1);
+        QTest::qWait(200); // the old stream's end is nobody's loss
+        QCOMPARE(lost.size(), 0);
+        runDry(player, second);
+    }
+    QCOMPARE(log.count(u"解码线程未退出（超时），强制处理"_s), 2);
+    QCOMPARE(log.count(kTaskEnded), 2); // the first two
+    ::close(secondPipe);
+    QTRY_COMPARE(log.count(kTaskEnded), 3);
 }
 
-void TestReentrancy::playWhileStopping()
-{
-    VideoRenderer item;
-    item.setSource(m_sim->rtspUrl());
-    item.play();
-    QCOMPARE(item.status(), kPlaying);
-    QTimer::singleShot(0, &item, &VideoRenderer::play); // served inside the stop's waits
-    item.stop();
-    QTRY_COMPARE_WITH_TIMEOUT(item.status(), kPlaying, kSettleMs);
-    QTest::qWait(200);
-    QCOMPARE(item.status(), kPlaying);
-    QVERIFY(item.playing());
-}
-
-void TestReentrancy::pauseWhilePlayWaitsForTheOldTask()
-{
-    FFmpegPlayer player;
-    const QSignalSpy states(&player, &FFmpegPlayer::playingStateChanged);
-    QSignalSpy frames(&player, &FFmpegPlayer::frameReady);
-    QVERIFY(player.open(m_sim->rtspUrl()));
-    player.play();
-    QTRY_VERIFY_WITH_TIMEOUT(!frames.isEmpty(), kSettleMs);
-    player.pause();
-    QTimer::singleShot(100, &player, &FFmpegPlayer::pause);
-    player.play(); // waits for the idle task, and is taken back meanwhile
-    QVERIFY(!player.isPlaying());
-    QCOMPARE(states.last()[0].toBool(), false);
-    player.play();
-    frames.clear();
-    QTRY_VERIFY_WITH_TIMEOUT(!frames.isEmpty(), kSettleMs);
-}
-
-void TestReentrancy::playerCallsInItsOwnWait()
+void TestReentrancy::attemptAbandonedWhileItsCallIsQueued()
 {
     const RtspStub stub(RtspStub::Manner::Silent);
-    FFmpegPlayer player;
-    player.setTimeout(kLongTimeoutUs);
-    const QSignalSpy errors(&player, &FFmpegPlayer::errorOccurred);
-    bool inner = false;
-    QTimer::singleShot(kMeanwhileMs, &player, [&] {
-        player.play(); // nothing is open yet
-        inner = player.open(m_sim->rtspUrl());
-    });
-    QVERIFY(!player.open(stub.url()));
-    QVERIFY(inner);
-    QCOMPARE(errors.size(), 1);
-    QCOMPARE(errors[0][0].toString(), u"播放器未初始化"_s);
-    player.play(); // the inner open's stream
-    QVERIFY(player.isPlaying());
-    QTimer::singleShot(0, &player, &FFmpegPlayer::close);
-    player.stop();
-    QVERIFY(!player.isPlaying());
+    const LogCatcher log;
+    VideoRenderer item;
+    item.setSource(stub.url());
+    item.reconnect();
+    // The GUI thread serves no events, so the worker's first call stays in the queue.
+    QElapsedTimer timer;
+    timer.start();
+    while (!log.contains(u"[ReconnectWorker] 开始重连"_s) && timer.elapsed() < 5000)
+        QThread::msleep(1);
+    QThread::msleep(50); // until the worker surely waits
+    timer.restart();
+    item.stop();
+    QVERIFY(timer.elapsed() < VideoRenderer::kReconnectThreadWaitMs);
+    QVERIFY(!log.contains(u"强制终止重连线程"_s));
+    QTest::qWait(300); // the queued call is served now, for nobody
+    QCOMPARE(item.status(), kStopped);
+    item.reconnect(); // ends silently, as every attempt after a cancelled one
+    QTRY_COMPARE(log.count(u"[ReconnectWorker] 重连被取消"_s), 2);
+    QTest::qWait(500); // longer than its pause
+    QVERIFY(!log.contains(u"尝试打开"_s));
+    QCOMPARE(item.status(), u"重连中... (1/10)"_s);
 }
 
 QTEST_MAIN(TestReentrancy)

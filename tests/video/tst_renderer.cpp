@@ -1,13 +1,12 @@
 // The video item against podsim: its painting, its texts, and how it brings a stream back.
 
 #include "PodSim.h"
-#include "video/FFmpegPlayer.h"
 #include "video/VideoRenderer.h"
 
 #include <QImage>
 #include <QPainter>
-#include <QQuickWindow>
 #include <QRandomGenerator>
+#include <QRegularExpression>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -17,46 +16,16 @@ namespace {
 
 constexpr int kRecoverMs = 20000;
 const QString kPlaying = u"播放中"_s;
-const QStringList kSmallPicture = {u"--size"_s, u"320x240"_s};
-
-/// Collects every status in order, from the moment it is made.
-class StatusLog
-{
-public:
-    explicit StatusLog(VideoRenderer &item)
-    {
-        QObject::connect(&item, &VideoRenderer::statusChanged, &item,
-                         [this, &item] { m_lines.append(item.status()); });
-    }
-
-    QString joined() const { return m_lines.join(u'|'); }
-
-    void clear() { m_lines.clear(); }
-
-private:
-    QStringList m_lines;
-};
-
-QImage painted(VideoRenderer &item, const QSize &size)
-{
-    item.setSize(size);
-    QImage canvas(size, QImage::Format_RGB32);
-    canvas.fill(Qt::magenta);
-    QPainter painter(&canvas);
-    item.paint(&painter);
-    return canvas;
-}
-
-QImage whitePicture(const QSize &size)
-{
-    QImage picture(size, QImage::Format_RGBA8888);
-    picture.fill(Qt::white);
-    return picture;
-}
+const QString kGaveUp = u"重连失败，已达最大重试次数"_s;
 
 void give(VideoRenderer &item, const QImage &picture)
 {
     QMetaObject::invokeMethod(&item, "onFrameReady", Q_ARG(QImage, picture));
+}
+
+void giveError(VideoRenderer &item, const QString &error)
+{
+    QMetaObject::invokeMethod(&item, "onErrorOccurred", Q_ARG(QString, error));
 }
 
 /// Pixels of `area` that are far from black.
@@ -77,300 +46,164 @@ class TestRenderer : public QObject
     Q_OBJECT
 
 private slots:
-    void propertyRules();
     void networkErrorsAreNotShown();
-    void paintsLetterboxed();
-    void paintsWithoutSeams();
+    void paintsLetterboxedWithoutSeams();
     void paintsTexts();
-    void paintsEachPictureOnce();
-    void lossIsTriedAgainUntilGivenUp();
-    void failedFirstOpenIsTriedAgain();
-    void streamComesBack();
-    void stalledStreamRecoversByItself();
-    void lossWithoutAutoReconnect();
-    void stopEndsTheRetries();
-    void manualReconnectBeginsAtOnce();
+    void bringsStreamsBack_data();
+    void bringsStreamsBack();
 };
-
-void TestRenderer::propertyRules()
-{
-    VideoRenderer item;
-    const QSignalSpy interval(&item, &VideoRenderer::reconnectIntervalChanged);
-    const QSignalSpy attempts(&item, &VideoRenderer::maxReconnectAttemptsChanged);
-    const QSignalSpy errors(&item, &VideoRenderer::errorOccurred);
-    for (const int ms : {999, 5000, 1000, 1000}) // too short, the default, new, again
-        item.setReconnectInterval(ms);
-    for (const int count : {0, -1, 10, 1})
-        item.setMaxReconnectAttempts(count);
-    QCOMPARE(item.reconnectInterval(), 1000);
-    QCOMPARE(item.maxReconnectAttempts(), 1);
-    QCOMPARE(interval.size(), 1);
-    QCOMPARE(attempts.size(), 1);
-    item.play();
-    QCOMPARE(item.status(), u"错误: 未设置视频源"_s);
-    QCOMPARE(errors.size(), 1);
-    item.reconnect();
-    QVERIFY(!item.isReconnecting());
-}
 
 void TestRenderer::networkErrorsAreNotShown()
 {
-    const QString ready = u"就绪"_s;
-    const QString prefix = u"错误: "_s;
     QList<std::pair<QString, QString>> cases = {
-        {u"未找到视频流"_s, prefix + u"未找到视频流"_s},
-        {QString(50, u'x'), prefix + QString(50, u'x')},
-        {QString(60, u'x'), prefix + QString(47, u'x') + u"..."_s},
-        {u"a Socket"_s, prefix + u"a Socket"_s},
+        {u"未找到视频流"_s, u"错误: 未找到视频流"_s},
+        {QString(50, u'x'), u"错误: "_s + QString(50, u'x')},
+        {QString(60, u'x'), u"错误: "_s + QString(47, u'x') + u"..."_s},
+        {u"a Socket"_s, u"错误: a Socket"_s},
     };
-    for (const QString &network :
-         {QString(), u"读取帧失败"_s, u"超时"_s, u"断开"_s, u"中断"_s, u"流结束"_s, u"连接"_s,
-          u"无法打开"_s, u"打开视频流"_s, u"网络"_s, u"a socket"_s})
-        cases.append({network, ready});
+    const QString network =
+        u"读取帧失败|超时|断开|中断|流结束|连接|无法打开|打开视频流|网络|socket|"_s;
+    for (const QString &error : network.split(u'|'))
+        cases.append({error, u"就绪"_s});
     for (const auto &[error, status] : std::as_const(cases)) {
         VideoRenderer item;
         const QSignalSpy errors(&item, &VideoRenderer::errorOccurred);
-        QMetaObject::invokeMethod(&item, "onErrorOccurred", Q_ARG(QString, error));
+        giveError(item, error);
         QCOMPARE(item.status(), status);
-        QCOMPARE(errors.size(), status == ready ? 0 : 1);
-        if (!errors.isEmpty())
-            QCOMPARE(errors[0][0].toString(), error); // in full
+        QCOMPARE(errors.value(0).value(0).toString(), status == u"就绪"_s ? QString() : error);
+        item.play();
+        QCOMPARE(item.status(), u"错误: 未设置视频源"_s);
     }
 }
 
-void TestRenderer::paintsLetterboxed()
+// The picture is drawn in bands and must look as if drawn at once, and nothing but the picture.
+void TestRenderer::paintsLetterboxedWithoutSeams()
 {
-    const std::pair<QSize, QRect> cases[] = {{QSize(400, 400), QRect(0, 100, 400, 200)},
-                                             {QSize(600, 200), QRect(100, 0, 400, 200)},
-                                             {QSize(200, 100), QRect(0, 0, 200, 100)}};
-    for (const auto &[size, picture] : cases) {
-        VideoRenderer renderer;
-        const QSignalSpy rects(&renderer, &VideoRenderer::contentRectChanged);
-        give(renderer, whitePicture({100, 50}));
-        const QImage canvas = painted(renderer, size);
-        QCOMPARE(renderer.contentRect(), QRectF(picture));
-        QVERIFY(!rects.isEmpty());
-        // Nothing of the status over a playing picture: all of it is white, all else black.
-        QCOMPARE(litPixels(canvas, canvas.rect()), picture.width() * picture.height());
-        QCOMPARE(litPixels(canvas, picture), picture.width() * picture.height());
-    }
-}
-
-// The picture is drawn in bands and must look as if drawn at once.
-void TestRenderer::paintsWithoutSeams()
-{
-    const std::pair<QSize, double> cases[] = {
-        {QSize(1920, 1080), 1.0},  // shrunk
-        {QSize(1920, 1080), 1.25}, // on a screen scaled by a fraction
-        {QSize(320, 240), 1.7},    // enlarged
+    const QList<std::tuple<QSize, QSize, double, QRectF>> cases = {
+        {{1920, 1080}, {960, 801}, 1.0, {0, 130.5, 960, 540}},
+        {{1920, 1080}, {960, 801}, 1.25, {0, 130.5, 960, 540}}, // a screen scaled by a fraction
+        {{320, 240}, {1000, 600}, 1.7, {100, 0, 800, 600}},     // enlarged
+        {{200, 100}, {200, 100}, 1.0, {0, 0, 200, 100}},
     };
-    for (const auto &[picture, scale] : cases) {
-        const QSize size(1000, 701);
-        QImage noise(picture, QImage::Format_RGBA8888);
+    for (const auto &[pictureSize, size, scale, rect] : cases) {
+        QImage noise(pictureSize, QImage::Format_RGBX8888);
         QRandomGenerator random(7);
-        for (int y = 0; y < noise.height(); ++y) {
-            for (int x = 0; x < noise.width(); ++x)
-                noise.setPixel(x, y, random.generate() | 0xff000000U);
-        }
+        random.generate(noise.bits(), noise.bits() + noise.sizeInBytes());
         VideoRenderer item;
         item.setSize(size);
         give(item, noise);
+        QCOMPARE(item.contentRect(), rect);
         QImage canvas((QSizeF(size) * scale).toSize(), QImage::Format_RGB32);
+        canvas.fill(Qt::magenta);
         QImage expected = canvas;
-        for (QImage *image : {&canvas, &expected}) {
-            QPainter painter(image);
-            painter.scale(scale, scale);
-            if (image == &canvas) {
-                item.paint(&painter);
-            } else {
-                painter.fillRect(QRectF({}, size), Qt::black);
-                painter.drawImage(item.contentRect(), noise, QRectF(noise.rect()));
-            }
-        }
+        QPainter painter(&canvas);
+        painter.scale(scale, scale);
+        item.paint(&painter);
+        QPainter reference(&expected);
+        reference.scale(scale, scale);
+        reference.fillRect(QRectF({}, size), Qt::black);
+        reference.drawImage(rect, noise, QRectF(noise.rect()));
         QVERIFY(canvas == expected);
     }
 }
 
 void TestRenderer::paintsTexts()
 {
-    const QSize size(400, 300);
     const QRect middle(100, 130, 200, 40);
     VideoRenderer item;
-    QImage canvas = painted(item, size);
+    item.setSize({400, 300});
+    QImage canvas(400, 300, QImage::Format_RGB32);
+    QPainter painter(&canvas);
+    item.paint(&painter);
     QVERIFY(litPixels(canvas, middle) > 20); // "就绪" on black
-    QCOMPARE(litPixels(canvas, QRect(100, 270, 200, 30)), 0);
-    give(item, whitePicture({40, 30}));
-    QMetaObject::invokeMethod(&item, "onErrorOccurred", Q_ARG(QString, u"xxxx"_s));
-    canvas = painted(item, size); // the picture shaded, the text over it
-    QVERIFY(qGray(canvas.pixel(5, 5)) < 128);
-    QVERIFY(qGray(canvas.pixel(5, 5)) > 60);
+    QCOMPARE(litPixels(canvas, canvas.rect()), litPixels(canvas, middle));
+    QImage white(40, 30, QImage::Format_RGBA8888);
+    white.fill(Qt::white);
+    give(item, white);
+    giveError(item, u"xxxx"_s);
+    item.paint(&painter); // the picture shaded, the text over it
+    QVERIFY(qGray(canvas.pixel(5, 5)) > 60 && qGray(canvas.pixel(5, 5)) < 128);
     QVERIFY(litPixels(canvas, middle) > 20);
 }
 
-void TestRenderer::paintsEachPictureOnce()
+void TestRenderer::bringsStreamsBack_data()
 {
-    struct Item : VideoRenderer
-    {
-        void paint(QPainter *painter) override
-        {
-            ++paints;
-            VideoRenderer::paint(painter);
-        }
-
-        int paints = 0;
+    QTest::addColumn<int>("attempts"); // 0: no automatic ones
+    QTest::addColumn<int>("intervalS");
+    QTest::addColumn<QString>("fault");    // while it plays; none: there is no stream
+    QTest::addColumn<QString>("then");     // while it waits for the next attempt
+    QTest::addColumn<QString>("statuses"); // from the loss on
+    const auto row = [](const char *name, int attempts, int intervalS, const char *fault,
+                        const char *then, const QString &statuses) {
+        QTest::newRow(name) << attempts << intervalS << QString::fromLatin1(fault)
+                            << QString::fromLatin1(then) << statuses;
     };
-    QQuickWindow window;
-    Item item;
-    item.setParentItem(window.contentItem());
-    item.setSize({200, 100});
-    window.resize(200, 100);
-    window.show();
-    QImage picture(100, 50, QImage::Format_RGBA8888);
-    for (quint64 number = 1; number <= 3; ++number) {
-        picture.fill(Qt::white);
-        give(item, picture);
-        QTRY_COMPARE(item.statistics().presented, number);
-        // The ticks that find no newer one must not cost a painting each.
-        QTest::qWait(50);
-        item.paints = 0;
-        for (int tick = 0; tick < 10; ++tick) {
-            give(item, picture);
-            QTest::qWait(5);
-        }
-        QCOMPARE(item.paints, 0);
-    }
+    const QString lost = u"连接中断，1秒后重连...|"_s;
+    const QString failed = u"连接失败|连接失败，1秒后重试...|"_s;
+    const QString secondTry = lost + u"重连中... (2/10)|重连成功|播放中"_s;
+    const QString twoTries = u"重连中... (2/3)|重连失败，1秒后重试... (2/3)|重连中... (3/3)|"_s;
+    row("stream ends", 10, 1, "video end", "", secondTry);
+    row("server dies, returns", 10, 1, "video kill", "video restart", secondTry);
+    row("server dies for good", 3, 1, "video kill", "", lost + twoTries + kGaveUp);
+    row("by hand", 10, 1, "video end", "reconnect", lost + u"重连中... (1/10)|重连成功|播放中"_s);
+    row("returns by itself", 10, 2, "video stall", "video resume",
+        u"连接中断，2秒后重连...|播放中"_s);
+    row("no retries", 0, 1, "video kill", "", u"连接中断"_s);
+    row("never there", 2, 1, "", "", failed + u"重连中... (2/2)|"_s + kGaveUp);
+    row("stopped", 10, 1, "", "stop", failed + u"已停止"_s);
+    row("retries off", 10, 1, "", "off", failed.chopped(1));
 }
 
-void TestRenderer::lossIsTriedAgainUntilGivenUp()
+void TestRenderer::bringsStreamsBack()
 {
-    PodSim sim(kSmallPicture);
+    QFETCH(int, attempts);
+    QFETCH(int, intervalS);
+    QFETCH(QString, fault);
+    QFETCH(QString, then);
+    QFETCH(QString, statuses);
+    PodSim sim({u"--size"_s, u"320x240"_s});
     VideoRenderer item;
-    QSignalSpy lost(&item, &VideoRenderer::connectionLost);
-    QSignalSpy errors(&item, &VideoRenderer::errorOccurred);
-    item.setReconnectInterval(1000);
-    item.setMaxReconnectAttempts(3);
-    item.setSource(sim.rtspUrl());
-    StatusLog statuses(item);
-    item.play();
-    QCOMPARE(item.status(), kPlaying);
-    QTRY_VERIFY_WITH_TIMEOUT(!item.contentRect().isNull() || item.width() == 0, kRecoverMs);
-    sim.fault(u"video kill"_s);
-    QTRY_COMPARE_WITH_TIMEOUT(errors.size(), 1, kRecoverMs);
-    QCOMPARE(errors[0][0].toString(), u"重连失败，已达最大重试次数"_s);
-    QCOMPARE(lost.size(), 1);
-    QCOMPARE(
-        statuses.joined(),
-        u"正在连接...|播放中|连接中断，1秒后重连...|重连中... (2/3)|重连失败，1秒后重试... (2/3)|"
-        "重连中... (3/3)|重连失败，已达最大重试次数"_s);
-    QVERIFY(!item.isReconnecting());
-}
-
-void TestRenderer::failedFirstOpenIsTriedAgain()
-{
-    VideoRenderer item;
-    item.setReconnectInterval(1000);
-    item.setMaxReconnectAttempts(2);
-    item.setSource(u"/no/such/file.ts"_s);
-    StatusLog statuses(item);
-    QSignalSpy errors(&item, &VideoRenderer::errorOccurred);
-    item.play();
-    QVERIFY(item.isReconnecting());
-    QTRY_COMPARE_WITH_TIMEOUT(errors.size(), 1, kRecoverMs);
-    QCOMPARE(
-        statuses.joined(),
-        u"正在连接...|连接失败|连接失败，1秒后重试...|重连中... (2/2)|重连失败，已达最大重试次数"_s);
-}
-
-void TestRenderer::streamComesBack()
-{
-    PodSim sim(kSmallPicture);
-    VideoRenderer item;
+    QStringList seen;
+    connect(&item, &VideoRenderer::statusChanged, this, [&] { seen.append(item.status()); });
+    const QSignalSpy lost(&item, &VideoRenderer::connectionLost);
+    const QSignalSpy errors(&item, &VideoRenderer::errorOccurred);
     QSignalSpy restored(&item, &VideoRenderer::connectionRestored);
-    item.setReconnectInterval(1000);
-    item.setSource(sim.rtspUrl());
-    item.setSize(QSizeF(320, 240));
+    item.setSize({320, 240});
+    item.setAutoReconnect(attempts > 0);
+    item.setMaxReconnectAttempts(attempts);
+    item.setReconnectInterval(intervalS * 1000);
+    item.setReconnectInterval(999); // too short, is ignored
+    item.setSource(fault.isEmpty() ? u"/no/such/file.ts"_s : sim.rtspUrl());
     item.play();
-    QTRY_VERIFY_WITH_TIMEOUT(!item.contentRect().isNull(), kRecoverMs);
-    QTRY_COMPARE(restored.size(), 1); // also of the first connection
-    StatusLog statuses(item);
-    for (int round = 0; round < 2; ++round) { // the end of a stream, then a dead server
-        statuses.clear();
-        sim.fault(round == 0 ? u"video end"_s : u"video kill"_s);
-        QTRY_VERIFY_WITH_TIMEOUT(item.isReconnecting(), kRecoverMs);
+    if (!fault.isEmpty()) {
+        QTRY_VERIFY_WITH_TIMEOUT(!item.contentRect().isNull() && !restored.isEmpty(), kRecoverMs);
+        QCOMPARE(seen.takeLast(), kPlaying);
+        restored.clear();
+        sim.fault(fault);
+        QTRY_COMPARE_WITH_TIMEOUT(lost.size(), 1, kRecoverMs);
         QVERIFY(item.contentRect().isNull()); // no old picture that looks like a live one
-        if (round == 1)
-            sim.fault(u"video restart"_s);
-        QTRY_VERIFY_WITH_TIMEOUT(item.status() == kPlaying && !item.contentRect().isNull(),
-                                 kRecoverMs);
-        QCOMPARE(statuses.joined(), u"连接中断，1秒后重连...|重连中... (2/10)|重连成功|播放中"_s);
-        QVERIFY(!item.isReconnecting());
-        QVERIFY(item.playing());
     }
-}
-
-void TestRenderer::stalledStreamRecoversByItself()
-{
-    PodSim sim(kSmallPicture);
-    VideoRenderer item;
-    item.setSource(sim.rtspUrl());
-    item.play();
-    StatusLog statuses(item);
-    sim.fault(u"video stall"_s);
-    QTRY_VERIFY_WITH_TIMEOUT(item.isReconnecting(), kRecoverMs);
-    sim.fault(u"video resume"_s);
-    QTRY_COMPARE_WITH_TIMEOUT(item.status(), kPlaying, kRecoverMs);
-    QTest::qWait(item.reconnectInterval() + 500); // the attempt that was due must not come
-    QCOMPARE(statuses.joined(), u"连接中断，5秒后重连...|播放中"_s);
-}
-
-void TestRenderer::lossWithoutAutoReconnect()
-{
-    PodSim sim(kSmallPicture);
-    VideoRenderer item;
-    QSignalSpy lost(&item, &VideoRenderer::connectionLost);
-    item.setAutoReconnect(false);
-    item.setSource(sim.rtspUrl());
-    item.play();
-    sim.fault(u"video kill"_s);
-    QTRY_COMPARE_WITH_TIMEOUT(lost.size(), 1, kRecoverMs);
-    QCOMPARE(item.status(), u"连接中断"_s);
-    QTest::qWait(300); // the old picture, sent again, must not turn it green
-    QCOMPARE(item.status(), u"连接中断"_s);
+    QCOMPARE(item.isReconnecting(), attempts > 0);
+    QCOMPARE(seen.takeFirst(), u"正在连接..."_s);
+    if (then.startsWith("video"_L1))
+        sim.fault(then);
+    else if (then == "off"_L1)
+        item.setAutoReconnect(false);
+    else if (!then.isEmpty())
+        QMetaObject::invokeMethod(&item, qPrintable(then));
+    // On a busy machine an attempt at a live server may take longer than its half second.
+    static const QRegularExpression failure(
+        uR"(重连失败，1秒后重试... \(\d+/10\)\|重连中... \(\d+/10\)\|)"_s);
+    const auto story = [&] { return seen.join(u'|').remove(failure); };
+    const bool plays = statuses.endsWith(kPlaying);
+    QTRY_COMPARE_WITH_TIMEOUT(story(), statuses, kRecoverMs);
+    QTRY_COMPARE_WITH_TIMEOUT(!item.contentRect().isNull(), plays, kRecoverMs);
+    if (!then.isEmpty() || attempts == 0)
+        QTest::qWait(intervalS * 1000 + 300); // no attempt may come any more
+    QCOMPARE(story(), statuses);
+    QCOMPARE(!restored.isEmpty(), plays);
     QVERIFY(!item.isReconnecting());
-}
-
-void TestRenderer::stopEndsTheRetries()
-{
-    VideoRenderer item;
-    item.setReconnectInterval(1000);
-    item.setSource(u"/no/such/file.ts"_s);
-    item.play();
-    QTRY_VERIFY_WITH_TIMEOUT(item.status().startsWith(u"重连失败，1秒后重试"_s), kRecoverMs);
-    item.stop();
-    StatusLog statuses(item);
-    QTest::qWait(1500);
-    QCOMPARE(statuses.joined(), QString());
-    QCOMPARE(item.status(), u"已停止"_s);
-
-    item.play();
-    item.setAutoReconnect(false); // while waiting
-    QVERIFY(!item.isReconnecting());
-    QTest::qWait(1500);
-    QCOMPARE(item.status(), u"连接失败，1秒后重试..."_s);
-}
-
-void TestRenderer::manualReconnectBeginsAtOnce()
-{
-    PodSim sim(kSmallPicture);
-    // A server whose encoder has yet to start may take longer than an attempt's half second.
-    FFmpegPlayer watcher;
-    QVERIFY(watcher.open(sim.rtspUrl()));
-    VideoRenderer item;
-    item.setSource(sim.rtspUrl());
-    StatusLog statuses(item);
-    item.reconnect();
-    QTRY_COMPARE_WITH_TIMEOUT(item.status(), kPlaying, kRecoverMs);
-    QCOMPARE(statuses.joined(), u"重连中... (1/10)|重连成功|播放中"_s);
+    QCOMPARE(errors.value(0).value(0).toString(), statuses.endsWith(kGaveUp) ? kGaveUp : QString());
 }
 
 QTEST_MAIN(TestRenderer)
