@@ -29,11 +29,12 @@ bool Gate::isOpen() const
 Gate::Result Gate::waitServingEvents(int ms)
 {
     QEventLoop loop;
+    QEventLoop *outer = nullptr; // of a wait that serves the event in which this one began
     {
         const std::lock_guard lock(m_mutex);
         if (m_isOpen)
             return Result::Opened;
-        m_waiter = &loop;
+        outer = std::exchange(m_waiter, &loop);
     }
     bool timedOut = false;
     if (ms != kForever) {
@@ -44,7 +45,9 @@ Gate::Result Gate::waitServingEvents(int ms)
     }
     loop.exec();
     const std::lock_guard lock(m_mutex);
-    m_waiter = nullptr;
+    m_waiter = outer;
+    if (m_isOpen && outer)
+        QMetaObject::invokeMethod(outer, &QEventLoop::quit, Qt::QueuedConnection);
     if (m_isOpen)
         return Result::Opened;
     return timedOut ? Result::TimedOut : Result::Quit;

@@ -7,6 +7,7 @@
 #include "PodSim.h"
 #include "RtspStub.h"
 #include "UdpStreams.h"
+#include "async/BackgroundCall.h"
 #include "video/FFmpegPlayer.h"
 #include "video/VideoRenderer.h"
 
@@ -88,6 +89,7 @@ private slots:
     void newestWishWins();
     void taskOutlivesItsStreamAndItsPlayer();
     void attemptAbandonedWhileItsCallIsQueued();
+    void oneGateEndsEveryWait();
 
 private:
     PodSim m_sim{{u"--size"_s, u"320x240"_s}};
@@ -230,6 +232,19 @@ void TestReentrancy::attemptAbandonedWhileItsCallIsQueued()
     QTest::qWait(500); // longer than its pause
     QVERIFY(!log.contains(u"尝试打开"_s));
     QCOMPARE(item.status(), u"重连中... (1/10)"_s);
+}
+
+void TestReentrancy::oneGateEndsEveryWait()
+{
+    Gate gate;
+    QTimer::singleShot(0, this, [&] {
+        QTimer::singleShot(0, this, [&] { gate.open(); });
+        gate.waitServingEvents(kSettleMs);
+    });
+    QElapsedTimer timer;
+    timer.start();
+    QCOMPARE(gate.waitServingEvents(kSettleMs), Gate::Result::Opened);
+    QVERIFY(timer.elapsed() < kSettleMs / 2);
 }
 
 QTEST_MAIN(TestReentrancy)
