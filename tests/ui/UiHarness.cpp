@@ -8,13 +8,13 @@
 #include <QGuiApplication>
 #include <QHash>
 #include <QQmlContext>
+#include <QRegularExpression>
 #include <QSettings>
 #include <QStyleHints>
 #include <QTest>
 #include <QWheelEvent>
 
 #include <functional>
-#include <mutex>
 
 using namespace Qt::StringLiterals;
 
@@ -24,19 +24,6 @@ constexpr int kWaitMs = 10000;
 const QString kSettingsFile = u"device_config.ini"_s;
 const QString kVideo = u"videoRenderer"_s;
 const QString kDrawer = u"podControlDrawer"_s;
-
-std::mutex s_mutex;
-QStringList s_warnings;
-QtMessageHandler s_previous = nullptr;
-
-void collectWarnings(QtMsgType type, const QMessageLogContext &context, const QString &text)
-{
-    if (type != QtDebugMsg && type != QtInfoMsg) {
-        const std::lock_guard lock(s_mutex);
-        s_warnings.append(text);
-    }
-    s_previous(type, context, text);
-}
 
 /// Also finds what a Repeater made, which stands in no object tree.
 QQuickItem *visibleItem(QQuickItem *parent, const QString &name)
@@ -56,11 +43,28 @@ void await(const std::function<bool()> &condition, const QString &what)
         qFatal("UiHarness: in vain: %s", qPrintable(what));
 }
 
-void mouse(UiHarness &ui,
-           void (*act)(QWindow *, Qt::MouseButton, Qt::KeyboardModifiers, QPoint, int),
-           QPoint position, Qt::MouseButton button = Qt::LeftButton)
+using MouseAct = void (*)(QWindow *, Qt::MouseButton, Qt::KeyboardModifiers, QPoint, int);
+using KeyAct = void (*)(QWindow *, Qt::Key, Qt::KeyboardModifiers, int);
+using Step = std::function<void(UiHarness &, const QStringList &)>;
+
+void mouse(UiHarness &ui, MouseAct act, QPoint position)
 {
-    act(ui.window(), button, {}, position, -1);
+    act(ui.window(), Qt::LeftButton, {}, position, -1);
+}
+
+Step atCentre(MouseAct act, Qt::MouseButton button = Qt::LeftButton)
+{
+    return [=](UiHarness &ui, const QStringList &words) {
+        act(ui.window(), button, {}, ui.centre(words[1]), -1);
+    };
+}
+
+Qt::Key keyOf(const QString &name) { return QKeySequence(name)[0].key(); }
+
+Step withKey(KeyAct act)
+{
+    return
+        [=](UiHarness &ui, const QStringList &words) { act(ui.window(), keyOf(words[1]), {}, -1); };
 }
 
 void pick(UiHarness &ui, const QString &box, int index)
@@ -104,22 +108,35 @@ QPoint dragged(const UiHarness &ui, const QStringList &words)
     return ui.centre(kVideo) + QPoint(words.at(1).toInt(), words.at(2).toInt());
 }
 
-Qt::Key key(const QStringList &words) { return QKeySequence(words.at(1))[0].key(); }
+/// The system's repeat of a held key, then a press not marked as one, as X11 tells it when asked
+/// to.
+void repeatKey(UiHarness &ui, Qt::Key key)
+{
+    for (const auto &[type, isRepeat] : {std::pair(QEvent::KeyRelease, true),
+                                         {QEvent::KeyPress, true},
+                                         {QEvent::KeyPress, false}}) {
+        QKeyEvent event(type, key, Qt::NoModifier, {}, isRepeat);
+        QCoreApplication::sendEvent(ui.window(), &event);
+    }
+}
 
-using Step = std::function<void(UiHarness &, const QStringList &)>;
+void openPage(UiHarness &ui, const QString &page)
+{
+    ui.item(kDrawer)->setVisible(true);
+    mouse(ui, QTest::mouseClick, ui.centre(u"pageButton"_s + page));
+    await([&] { return ui.property(kDrawer, "currentPage").toString() == page; },
+          u"page "_s + page);
+}
 
 const QHash<QString, Step> kSteps = {
-    {u"down"_s, [](auto &ui, auto &words) { QTest::keyPress(ui.window(), key(words)); }},
-    {u"up"_s, [](auto &ui, auto &words) { QTest::keyRelease(ui.window(), key(words)); }},
-    {u"tap"_s, [](auto &ui, auto &words) { QTest::keyClick(ui.window(), key(words)); }},
-    {u"click"_s, [](auto &ui, auto &words) { mouse(ui, QTest::mouseClick, ui.centre(words[1])); }},
-    {u"rightclick"_s,
-     [](auto &ui, auto &words) {
-         mouse(ui, QTest::mouseClick, ui.centre(words[1]), Qt::RightButton);
-     }},
-    {u"press"_s, [](auto &ui, auto &words) { mouse(ui, QTest::mousePress, ui.centre(words[1])); }},
-    {u"release"_s,
-     [](auto &ui, auto &words) { mouse(ui, QTest::mouseRelease, ui.centre(words[1])); }},
+    {u"down"_s, withKey(QTest::keyPress)},
+    {u"up"_s, withKey(QTest::keyRelease)},
+    {u"tap"_s, withKey(QTest::keyClick)},
+    {u"repeat"_s, [](auto &ui, auto &words) { repeatKey(ui, keyOf(words[1])); }},
+    {u"click"_s, atCentre(QTest::mouseClick)},
+    {u"rightclick"_s, atCentre(QTest::mouseClick, Qt::RightButton)},
+    {u"press"_s, atCentre(QTest::mousePress)},
+    {u"release"_s, atCentre(QTest::mouseRelease)},
     {u"move"_s, [](auto &ui, auto &words) { QTest::mouseMove(ui.window(), ui.centre(words[1])); }},
     {u"drag"_s,
      [](auto &ui, auto &words) {
@@ -130,7 +147,7 @@ const QHash<QString, Step> kSteps = {
     {u"wheel"_s, [](auto &ui, auto &words) { turnWheel(ui, words[1].toInt()); }},
     {u"pick"_s, [](auto &ui, auto &words) { pick(ui, words[1], words[2].toInt()); }},
     {u"type"_s, [](auto &ui, auto &words) { type(ui, words[1], words.value(2)); }},
-    {u"page"_s, [](auto &ui, auto &words) { ui.openPage(Page(words[1].toInt())); }},
+    {u"page"_s, [](auto &ui, auto &words) { openPage(ui, words[1]); }},
     {u"menu"_s,
      [](auto &ui, auto &words) {
          mouse(ui, QTest::mouseClick, ui.centre(words[1]));
@@ -153,7 +170,6 @@ const QHash<QString, Step> kSteps = {
     {u"deactivate"_s, [](auto &ui, auto &) { ui.deactivate(); }},
     {u"activate"_s, [](auto &ui, auto &) { ui.activate(); }},
     {u"minimise"_s, [](auto &ui, auto &) { ui.window()->showMinimized(); }},
-    {u"hide"_s, [](auto &ui, auto &) { ui.window()->hide(); }},
     {u"close"_s, [](auto &ui, auto &) { ui.window()->close(); }},
     {u"quit"_s,
      [](auto &, auto &) {
@@ -178,14 +194,9 @@ void UiHarness::prepare()
     QGuiApplication::setQuitOnLastWindowClosed(false);
     // A platform without a theme has none, and then no control is ever hovered.
     QGuiApplication::styleHints()->setUseHoverEffects(true);
-    s_previous = qInstallMessageHandler(collectWarnings);
 }
 
-QStringList UiHarness::warnings()
-{
-    const std::lock_guard lock(s_mutex);
-    return s_warnings;
-}
+void UiHarness::failOnAnyWarning() { QTest::failOnWarning(QRegularExpression(u"."_s)); }
 
 UiHarness::UiHarness(const QByteArray &settings, bool connected)
     : m_oldDirectory(QDir::currentPath())
@@ -245,7 +256,14 @@ QVariant UiHarness::property(const QString &name, const char *property) const
 
 QPoint UiHarness::at(const QString &name, QPointF point) const
 {
-    return item(name)->mapToScene(point).toPoint();
+    QPoint place;
+    const auto isLaidOut = [&] {
+        place = item(name)->mapToScene(point).toPoint();
+        return m_window->contentItem()->size().toSize() == m_window->size()
+               && QRect({}, m_window->size()).contains(place);
+    };
+    await(isLaidOut, name + u" is in the window"_s);
+    return place;
 }
 
 QPoint UiHarness::centre(const QString &name) const
@@ -263,14 +281,6 @@ void UiHarness::play(const QString &steps)
         perform(*this, words);
         QCoreApplication::processEvents();
     }
-}
-
-void UiHarness::openPage(Page page)
-{
-    item(kDrawer)->setVisible(true);
-    play(u"click pageButton%1"_s.arg(page));
-    if (property(kDrawer, "currentPage").toInt() != page)
-        qFatal("UiHarness: no page %d", page);
 }
 
 QString UiHarness::boxText() const
@@ -292,18 +302,6 @@ void UiHarness::activate()
     m_otherWindow.reset();
     m_window->requestActivate();
     await([this] { return m_window->isActive(); }, u"give the focus"_s);
-}
-
-QRect UiHarness::shownTip() const
-{
-    const QQuickItem *bubble = nullptr;
-    for (const QQuickItem *layer : m_window->contentItem()->childItems()) {
-        for (const QQuickItem *item : layer->childItems()) {
-            if (item->objectName() == u"tipBubble" && item->isVisible())
-                bubble = item;
-        }
-    }
-    return bubble ? bubble->mapRectToScene(bubble->boundingRect()).toAlignedRect() : QRect();
 }
 
 QVariant UiHarness::setting(const QString &key) const

@@ -13,8 +13,6 @@
 
 #include <memory>
 
-enum Page { Info, Gimbal, Functions, Sbus, Joystick, Positioning, Firmware };
-
 /// The whole interface, run for a test: the real QML in its window, the real backend connected
 /// over TCP to a PodSocket, the real video item, a working directory of its own with the settings
 /// file. Controls are addressed by their objectName, the window by an empty one.
@@ -23,7 +21,7 @@ enum Page { Info, Gimbal, Functions, Sbus, Joystick, Positioning, Firmware };
 ///     ui.play(u"menu hzhbutton hzhMenu; click mousekjg"_s);
 ///     EXPECT_FRAMES(ui.pod(), u"14 00 02 00"_s);
 ///
-/// Call UiHarness::prepare() once, in initTestCase.
+/// Call UiHarness::prepare() once, in initTestCase, and failOnAnyWarning() in init.
 class UiHarness
 {
 public:
@@ -31,6 +29,8 @@ public:
     static const QByteArray kNoStream;
 
     static void prepare();
+    /// A warning of Qt or QML fails the test function under way, row by row.
+    static void failOnAnyWarning();
 
     explicit UiHarness(const QByteArray &settings = kNoStream, bool connected = true);
     ~UiHarness();
@@ -48,13 +48,14 @@ public:
     QQuickItem *item(const QString &name) const;
     QVariant property(const QString &name, const char *property) const;
     QString text(const QString &name) const { return property(name, "text").toString(); }
-    /// The window position of a point of the item, or of its centre.
+    /// The window position of a point of the item, or of its centre, once the layout has followed
+    /// the window's size.
     QPoint at(const QString &name, QPointF point) const;
     QPoint centre(const QString &name) const;
 
     /// Does as the operator would, step by step, separated by ";". Steps name a key (W), a control
     /// (photobutton) or a distance in pixels:
-    ///     down W, up W, tap W             click C, rightclick C, press C, release C
+    ///     down W, up W, tap W, repeat W   click C, rightclick C, press C, release C
     ///     menu C M                        opens the menu M by the button C and waits for it
     ///     pick C INDEX                    picks an entry of a combo box from its list
     ///     type C TEXT                     replaces what stands in a field; no TEXT: empties it
@@ -63,24 +64,17 @@ public:
     ///     wheel ANGLE                     over the video, a notch up is 120
     ///     page NUMBER                     opens the drawer on that page
     ///     dismiss                         closes the message box, if there is one
-    ///     deactivate, activate, minimise, hide, close, quit, ungrab    what happens to the window
+    ///     deactivate, activate, minimise, close, quit, ungrab    what happens to the window
     ///     set C PROPERTY INT, backend PROPERTY INT   what no operator can do
     void play(const QString &steps);
 
-    void openPage(Page page);
     /// What the open message box says; empty when there is none.
     QString boxText() const;
     void deactivate();
     void activate();
 
-    /// The window's rectangle of the tooltip that is open; null when none is.
-    QRect shownTip() const;
-
     /// The settings file as it stands on disk.
     QVariant setting(const QString &key) const;
-
-    /// Warnings and errors that Qt or QML logged since prepare(); the tests end with it empty.
-    static QStringList warnings();
 
 private:
     QString m_oldDirectory;

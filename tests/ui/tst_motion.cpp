@@ -2,6 +2,8 @@
 
 #include <QTest>
 
+#include <array>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -17,33 +19,41 @@ const QString kZoomStop = u"00 60 00 00"_s;
 /// A way to set the pod in motion and to let go of it again, and what else may end it.
 struct Hold
 {
-    const char *begin;
-    const char *letGo;
+    QString begin;
+    QString letGo;
     QString command;
     QString stop;
     QStringList ends;
 };
 
-const QStringList kAnyEnd = {u"deactivate"_s, u"minimise"_s, u"hide"_s, u"close"_s, u"quit"_s};
+const QStringList kAnyEnd = {u"deactivate"_s, u"minimise"_s, u"close"_s, u"quit"_s};
 
-const Hold kHolds[] = {
-    {"down W", "up W", kUp, kStop, {u"set videoRenderer focus 0"_s}},
-    {"down E", "up E", kZoomIn, kZoomStop, {u"set videoRenderer focus 0"_s}},
-    {"drag 80 0", "drop 80 0", kRight, kStop, {}},
-    {"wheel 120", "", kZoomIn, kZoomStop, {}},
-    {"menu zoomButton zoomMenu; press mouseIn",
-     "release mouseIn",
+const std::array<Hold, 6> kHolds = {{
+    {u"down W"_s, u"up W"_s, kUp, kStop, {u"set videoRenderer focus 0"_s}},
+    {u"down E"_s, u"up E"_s, kZoomIn, kZoomStop, {u"set videoRenderer focus 0"_s}},
+    {u"drag 80 0"_s, u"drop 80 0"_s, kRight, kStop, {}},
+    {u"wheel 120"_s, QString(), kZoomIn, kZoomStop, {}},
+    {u"menu zoomButton zoomMenu; press mouseIn"_s,
+     u"release mouseIn"_s,
      kZoomIn,
      kZoomStop,
      {u"set zoomMenu visible 0"_s, u"set mouseIn visible 0"_s, u"move videoRenderer"_s,
       u"ungrab"_s}},
-    {"backend isManualFocus 1; press plusButton",
-     "release plusButton",
+    {u"backend isManualFocus 1; press plusButton"_s,
+     u"release plusButton"_s,
      u"1d 02 00 00"_s,
      u"1d 04 00 00"_s,
      {u"backend isManualFocus 0"_s, u"set plusButton enabled 0"_s, u"move videoRenderer"_s,
       u"ungrab"_s}},
-};
+}};
+
+/// The frames so far but the repeats of that command.
+QString without(UiHarness &ui, const QString &command)
+{
+    QStringList frames = ui.pod().take().split(u", "_s, Qt::SkipEmptyParts);
+    frames.removeAll(command);
+    return frames.join(u", "_s);
+}
 
 } // namespace
 
@@ -54,27 +64,16 @@ class TestMotion : public QObject
 
 private slots:
     void initTestCase() { UiHarness::prepare(); }
-    void cleanupTestCase() { QCOMPARE(UiHarness::warnings(), QStringList()); }
+    void init() { UiHarness::failOnAnyWarning(); }
     void pressHasOneStop_data();
     void pressHasOneStop();
     void keysGoOnAndStopOnTheirOwn_data();
     void keysGoOnAndStopOnTheirOwn();
-    void keysReleasedTogetherGetAStopEach();
-    void heldKeyIsSentOnce();
     void delayedStopLeavesAHeldKeyMoving();
     void stopIsOwedAcrossALostLink();
     void dragSteersInItsDirection_data();
     void dragSteersInItsDirection();
     void dragFollowsThePointer();
-
-private:
-    /// The frames that come until `count` have, without the repeats of that command.
-    static QString without(UiHarness &ui, const QString &command)
-    {
-        QStringList frames = ui.pod().take().split(u", "_s, Qt::SkipEmptyParts);
-        frames.removeAll(command);
-        return frames.join(u", "_s);
-    }
 };
 
 void TestMotion::pressHasOneStop_data()
@@ -82,9 +81,9 @@ void TestMotion::pressHasOneStop_data()
     QTest::addColumn<int>("hold");
     QTest::addColumn<QString>("end");
     for (int i = 0; i < std::ssize(kHolds); ++i) {
-        for (const QString &end :
-             kAnyEnd + kHolds[i].ends + QStringList{QString::fromLatin1(kHolds[i].letGo)})
-            QTest::addRow("%s: %s", kHolds[i].begin, qPrintable(end)) << i << end;
+        const Hold &hold = kHolds.at(size_t(i));
+        for (const QString &end : kAnyEnd + hold.ends + QStringList{hold.letGo})
+            QTest::addRow("%s: %s", qPrintable(hold.begin), qPrintable(end)) << i << end;
     }
 }
 
@@ -92,13 +91,13 @@ void TestMotion::pressHasOneStop()
 {
     QFETCH(int, hold);
     QFETCH(QString, end);
-    const auto &[begin, letGo, command, stop, ends] = kHolds[hold];
+    const auto &[begin, letGo, command, stop, ends] = kHolds.at(size_t(hold));
     UiHarness ui;
-    ui.play(QString::fromLatin1(begin));
+    ui.play(begin);
     QTRY_COMPARE_WITH_TIMEOUT(ui.pod().frames().value(0), command, kWaitMs);
     ui.play(end);
     QTRY_VERIFY_WITH_TIMEOUT(ui.pod().count(stop) > 0, kWaitMs);
-    ui.play(QString::fromLatin1(letGo));
+    ui.play(letGo);
     // The delayed stops of drag and wheel may come, but not twice.
     const auto running = [&](const QString &timer) {
         return ui.property(timer, "running").toBool();
@@ -125,6 +124,7 @@ void TestMotion::keysGoOnAndStopOnTheirOwn_data()
     row("down W; down E; up W; up E", {kUp, kZoomIn, kStop, kZoomStop});
     row("down W; down E; down D; deactivate; activate; up W; up E; up D; tap W",
         {kUp, kZoomIn, kRight, kStop, kZoomStop, kStop, kUp, kStop});
+    row("down W; repeat W; repeat W; up W", {kUp, kStop});
     row("backend moveSpeed 37; tap A", {u"00 04 25 00"_s, kStop});
 }
 
@@ -135,34 +135,6 @@ void TestMotion::keysGoOnAndStopOnTheirOwn()
     UiHarness ui;
     ui.play(steps);
     EXPECT_FRAMES(ui.pod(), frames.join(u", "_s));
-}
-
-void TestMotion::keysReleasedTogetherGetAStopEach()
-{
-    UiHarness ui;
-    ui.play(u"down W; down D"_s);
-    for (const Qt::Key key : {Qt::Key_W, Qt::Key_D}) {
-        QKeyEvent release(QEvent::KeyRelease, key, Qt::NoModifier);
-        QCoreApplication::sendEvent(ui.window(), &release);
-    }
-    EXPECT_FRAMES(ui.pod(), (QStringList{kUp, kRight, kStop, kRight, kStop}.join(u", "_s)));
-}
-
-void TestMotion::heldKeyIsSentOnce()
-{
-    UiHarness ui;
-    const auto send = [&](QEvent::Type type, bool markedAsRepeat) {
-        QKeyEvent event(type, Qt::Key_W, Qt::NoModifier, u"w"_s, markedAsRepeat);
-        QCoreApplication::sendEvent(ui.window(), &event);
-    };
-    ui.play(u"down W"_s);
-    for (int i = 0; i < 3; ++i) {
-        send(QEvent::KeyRelease, true);
-        send(QEvent::KeyPress, true);
-        send(QEvent::KeyPress, false); // as X11 tells it when asked to
-    }
-    ui.play(u"up W"_s);
-    EXPECT_FRAMES(ui.pod(), kUp + u", "_s + kStop);
 }
 
 void TestMotion::delayedStopLeavesAHeldKeyMoving()
@@ -198,36 +170,31 @@ void TestMotion::stopIsOwedAcrossALostLink()
 
 void TestMotion::dragSteersInItsDirection_data()
 {
-    QTest::addColumn<QPoint>("offset");
+    QTest::addColumn<QString>("offset");
     QTest::addColumn<QString>("command");
-    QTest::newRow("right") << QPoint(80, 0) << kRight;
-    QTest::newRow("rightdown") << QPoint(80, 80) << u"00 12 80 80"_s;
-    QTest::newRow("down") << QPoint(0, 80) << u"00 10 00 80"_s;
-    QTest::newRow("leftdown") << QPoint(-80, 80) << u"00 14 80 80"_s;
-    QTest::newRow("left") << QPoint(-80, 0) << u"00 04 80 00"_s;
-    QTest::newRow("left, a little up") << QPoint(-80, -1) << u"00 04 80 00"_s;
-    QTest::newRow("leftup") << QPoint(-80, -80) << u"00 0c 80 80"_s;
-    QTest::newRow("up") << QPoint(0, -80) << kUp;
-    QTest::newRow("rightup") << QPoint(80, -80) << u"00 0a 80 80"_s;
+    QTest::newRow("right") << u"80 0"_s << kRight;
+    QTest::newRow("rightdown") << u"80 80"_s << u"00 12 80 80"_s;
+    QTest::newRow("down") << u"0 80"_s << u"00 10 00 80"_s;
+    QTest::newRow("leftdown") << u"-80 80"_s << u"00 14 80 80"_s;
+    QTest::newRow("left") << u"-80 0"_s << u"00 04 80 00"_s;
+    QTest::newRow("left, a little up") << u"-80 -1"_s << u"00 04 80 00"_s;
+    QTest::newRow("leftup") << u"-80 -80"_s << u"00 0c 80 80"_s;
+    QTest::newRow("up") << u"0 -80"_s << kUp;
+    QTest::newRow("rightup") << u"80 -80"_s << u"00 0a 80 80"_s;
 }
 
 void TestMotion::dragSteersInItsDirection()
 {
-    QFETCH(QPoint, offset);
+    QFETCH(QString, offset);
     QFETCH(QString, command);
     UiHarness ui;
-    const QPoint start = ui.centre(u"videoRenderer"_s);
-    const auto isShown = [&](const QString &marker) { return ui.item(marker)->isVisible(); };
-    ui.play(u"drag %1 %2"_s.arg(offset.x()).arg(offset.y()));
-    QVERIFY(isShown(u"imagemovecircle"_s));
-    QCOMPARE(ui.centre(u"imagemovecircle"_s), start);
-    QCOMPARE(ui.centre(u"imagemovering"_s), start + offset);
+    ui.play(u"drag "_s + offset);
     // The command at once, then again with every tick.
     QCOMPARE(ui.pod().next(3), QStringList(3, command).join(u", "_s));
-    ui.play(u"drop %1 %2"_s.arg(offset.x()).arg(offset.y()));
+    QVERIFY(ui.item(u"imagemovecircle"_s)->isVisible());
+    ui.play(u"drop "_s + offset);
+    QVERIFY(!ui.item(u"imagemovecircle"_s)->isVisible());
     QCOMPARE(without(ui, command), kStop);
-    QVERIFY(!isShown(u"imagemovecircle"_s) && !isShown(u"imagemovering"_s));
-    EXPECT_FRAMES(ui.pod(), kStop); // the delayed one
 }
 
 void TestMotion::dragFollowsThePointer()
@@ -240,20 +207,15 @@ void TestMotion::dragFollowsThePointer()
     QCOMPARE(ui.pod().next(2), kRight + u", "_s + kRight);
     moveTo(100, 100); // without a stop between
     QTRY_VERIFY_WITH_TIMEOUT(ui.pod().count(rightDown) >= 2, kWaitMs);
-    const qsizetype turn = ui.pod().frames().indexOf(rightDown);
-    QCOMPARE(ui.pod().count(kRight), turn);
-    QCOMPARE(ui.pod().count(rightDown), ui.pod().frames().size() - turn);
-
-    ui.pod().take();
+    QCOMPARE(ui.pod().count(kStop), 0);
     moveTo(10, -10); // back into the dead zone
-    QCOMPARE(without(ui, rightDown), kStop);
+    QTRY_COMPARE_WITH_TIMEOUT(ui.pod().frames().last(), kStop, kWaitMs);
     QVERIFY(!ui.property(u"moveTimer"_s, "running").toBool());
+    ui.pod().take();
     moveTo(11, 0);
     QCOMPARE(ui.pod().next(2), kRight + u", "_s + kRight);
-
     moveTo(0, -20 - start.y()); // out of the window
     QTRY_VERIFY_WITH_TIMEOUT(ui.pod().count(kStop) > 0, kWaitMs);
-    QVERIFY(ui.pod().frames().last() == kStop);
     // Until the next press the drag is over, wherever the pointer goes.
     ui.pod().take();
     moveTo(0, -60);
