@@ -77,9 +77,9 @@ void pick(UiHarness &ui, const QString &box, int index)
     QMetaObject::invokeMethod(list, "positionViewAtIndex", Q_ARG(int, index), Q_ARG(int, 4));
     QQuickItem *entry = nullptr;
     const auto findEntry = [&] {
-        return QMetaObject::invokeMethod(list, "itemAtIndex", Q_RETURN_ARG(QQuickItem *, entry),
-                                         Q_ARG(int, index))
-               && entry;
+        QMetaObject::invokeMethod(list, "itemAtIndex", Q_RETURN_ARG(QQuickItem *, entry),
+                                  Q_ARG(int, index));
+        return entry != nullptr;
     };
     await(findEntry, box + u" has the entry"_s);
     mouse(ui, QTest::mouseClick, entry->mapToScene(entry->boundingRect().center()).toPoint());
@@ -204,11 +204,10 @@ UiHarness::UiHarness(const QByteArray &settings, bool connected)
     , m_engine(std::make_unique<QQmlApplicationEngine>())
 {
     QDir::setCurrent(m_directory.path());
-    if (!settings.isEmpty()) {
-        QFile file(kSettingsFile);
-        if (!file.open(QIODevice::WriteOnly) || file.write(settings) != settings.size())
-            qFatal("UiHarness: no settings file");
-    }
+    QFile file(kSettingsFile);
+    if (!file.open(QIODevice::WriteOnly) || file.write(settings) != settings.size())
+        qFatal("UiHarness: no settings file");
+    file.close();
     m_engine->rootContext()->setContextProperty(u"cMain"_s, m_backend.get());
     compat::loadMain(*m_engine);
     if (m_engine->rootObjects().isEmpty())

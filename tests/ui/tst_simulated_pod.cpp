@@ -36,7 +36,6 @@ private slots:
     void init() { UiHarness::failOnAnyWarning(); }
     void clickPointsIntoThePicture_data();
     void clickPointsIntoThePicture();
-    void clickOnAControlPointsNowhere_data();
     void clickOnAControlPointsNowhere();
     void reconnectingStreamIsNotPointedAt();
     void newAddressIsPlayed();
@@ -115,32 +114,24 @@ void TestSimulatedPod::clickPointsIntoThePicture()
     m_ui->backend().setIsTracking(false);
 }
 
-void TestSimulatedPod::clickOnAControlPointsNowhere_data()
-{
-    QTest::addColumn<QString>("opening");
-    QTest::addColumn<QString>("control");
-    QTest::addColumn<QString>("own"); // what its clicks and its drag send
-    const QString focus = u"1d 02 00 00, 1d 04 00 00, "_s;
-    QTest::newRow("strip") << u""_s << u"podControlsTools"_s << u""_s;
-    QTest::newRow("settings") << u""_s << u"podSettings"_s << u""_s;
-    QTest::newRow("focus") << u"backend isManualFocus 1"_s << u"plusButton"_s << focus + focus;
-    QTest::newRow("drawer") << u"click settingsImage"_s << u"podControlDrawer"_s << u""_s;
-}
-
 void TestSimulatedPod::clickOnAControlPointsNowhere()
 {
-    QFETCH(QString, opening);
-    QFETCH(QString, control);
-    QFETCH(QString, own);
     m_ui->window()->resize(1080, 720);
-    m_ui->play(opening);
-    m_ui->play(u"rightclick %1; click %1; press %1"_s.arg(control));
-    // A drag that begins on the control steers nothing either, and is the control's.
-    for (const int x : {3, 12, 120, 180})
-        QTest::mouseMove(m_ui->window(), m_ui->centre(control) - QPoint(x, 0));
-    m_ui->play(u"release %1; tap W"_s.arg(control));
-    EXPECT_FRAMES(m_ui->pod(), own + kSteering);
-    m_ui->play(u"tap Escape; backend isManualFocus 0; set podControlDrawer visible 0"_s);
+    const QString focus = u"1d 02 00 00, 1d 04 00 00, "_s;
+    using Row = std::array<QString, 3>; // own: what the control's clicks and drag send
+    for (const auto &[opening, control, own] :
+         {Row{u""_s, u"podControlsTools"_s, u""_s}, Row{u""_s, u"podSettings"_s, u""_s},
+          Row{u"backend isManualFocus 1"_s, u"plusButton"_s, focus + focus},
+          Row{u"click settingsImage"_s, u"podControlDrawer"_s, u""_s}}) {
+        m_ui->play(opening);
+        m_ui->play(u"rightclick %1; click %1; press %1"_s.arg(control));
+        // A drag that begins on the control steers nothing either, and is the control's.
+        for (const int x : {3, 12, 120, 180})
+            QTest::mouseMove(m_ui->window(), m_ui->centre(control) - QPoint(x, 0));
+        m_ui->play(u"release %1; tap W"_s.arg(control));
+        EXPECT_FRAMES(m_ui->pod(), own + kSteering);
+        m_ui->play(u"tap Escape; backend isManualFocus 0; set podControlDrawer visible 0"_s);
+    }
 }
 
 void TestSimulatedPod::reconnectingStreamIsNotPointedAt()
