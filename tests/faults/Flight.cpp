@@ -11,6 +11,7 @@ namespace {
 
 constexpr int kPollMs = 4;
 constexpr int kTypings = 3;
+constexpr qsizetype kDoingsKept = 2000;
 constexpr int kTypedMs = 3000;
 
 QStringList withLog(const QStringList &arguments, const QTemporaryDir &scratch)
@@ -104,6 +105,23 @@ void Flight::keepLogs(const QString &folder) const
     QDir().mkpath(folder);
     for (const auto &name : {u"console.log"_s, u"pod.log"_s})
         QFile::copy(m_scratch.filePath(name), QDir(folder).filePath(name));
+    QFile doings(QDir(folder).filePath(u"doings.txt"_s));
+    if (doings.open(QIODevice::WriteOnly))
+        doings.write(m_doings.join('\n'));
+}
+
+void Flight::fault(const QString &line)
+{
+    m_doings.append("fault " + line.toUtf8());
+    m_pod.fault(line);
+}
+
+void Flight::input(const QByteArray &line)
+{
+    if (m_doings.size() >= 2 * kDoingsKept)
+        m_doings.remove(0, kDoingsKept);
+    m_doings.append(line);
+    m_input.writeLine(line);
 }
 
 bool Flight::waitFor(const std::function<bool()> &condition, int timeoutMs)

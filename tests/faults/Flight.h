@@ -43,6 +43,7 @@ public:
     explicit Flight(const Setup &setup);
 
     PodSim &pod() { return m_pod; }
+    void fault(const QString &line);
     PodRecord &record() { return m_record; }
     QString serialPath() const { return m_scratch.filePath(QStringLiteral("pod-serial")); }
     QString streamUrl() const { return m_streamUrl; }
@@ -52,7 +53,7 @@ public:
     /// Waits for the console to end by itself, in order.
     bool ends(int timeoutMs) { return m_console.succeeds(timeoutMs); }
     Vitals vitals() const { return Vitals::of(m_console.pid()); }
-    /// Copies the console's and the pod's logs.
+    /// Copies the console's and the pod's logs, and writes what was done last: input and faults.
     void keepLogs(const QString &folder) const;
     /// The end of the console's own log.
     QString logTail(qint64 bytes = 1500) const;
@@ -70,7 +71,7 @@ public:
     void forget() { ask(QStringLiteral("forget")); }
 
     // What the operator does: a line of xdotool, or its use on a control.
-    void input(const QByteArray &line) { m_input.writeLine(line); }
+    void input(const QByteArray &line);
     bool point(const char *object);
     bool click(const char *object);
     bool enter(const char *field, const QString &text);
@@ -93,5 +94,6 @@ private:
     QString m_folder;
     ChildProcess m_console;
     ChildProcess m_input;
+    QByteArrayList m_doings; // the newest
     QLocalSocket m_probe;
 };

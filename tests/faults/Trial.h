@@ -24,7 +24,7 @@ public:
     {
         m_flight->waitFor([] { return false; }, ms);
     }
-    void fault(const QString &line) { m_flight->pod().fault(line); }
+    void fault(const QString &line) { m_flight->fault(line); }
     void press(const char *key) { m_flight->input(QByteArray("keydown --delay 0 ") + key); }
     void release(const char *key) { m_flight->input(QByteArray("keyup --delay 0 ") + key); }
     /// Presses the key and waits until the pod has the command.

@@ -22,7 +22,6 @@ namespace {
 constexpr int kWarmUpPercent = 15; // of the time, before the first level is taken
 constexpr int kSampleMs = 1000;
 constexpr int kIdleMs = 33000; // threads of a pool end after 30 s without work
-constexpr int kActionsTold = 500;
 constexpr qint64 kWholeLog = 1 << 30;
 // Until a lost stream is back: a read's time-out, one open that a server gone silent holds for its
 // whole bound (18.5 s), the pause before the next, and that one.
@@ -53,7 +52,6 @@ private:
     {
         int weight;
         void (Soak::*act)();
-        const char *name;
     };
     static const Action kActions[];
 
@@ -70,7 +68,7 @@ private:
     }
 
     void input(const QByteArray &line) { m_flight.input(line); }
-    void fault(const QString &line);
+    void fault(const QString &line) { m_flight.fault(line); }
     void nap(int ms) { QThread::msleep(ulong(ms)); }
 
     void flyFor(double minutes);
@@ -97,7 +95,6 @@ private:
     QRandomGenerator m_random;
     QFile m_csv;
     QString m_failureFolder;
-    QStringList m_lastActions;
     Flight m_flight;
     QElapsedTimer m_clock;
     qint64 m_nextSampleMs = 0;
@@ -106,18 +103,10 @@ private:
 };
 
 const Soak::Action Soak::kActions[] = {
-    {30, &Soak::key, "key"},
-    {10, &Soak::twoKeys, "twoKeys"},
-    {15, &Soak::drag, "drag"},
-    {10, &Soak::clickPicture, "clickPicture"},
-    {10, &Soak::wheel, "wheel"},
-    {10, &Soak::press, "press"},
-    {4, &Soak::visitDrawer, "visitDrawer"},
-    {3, &Soak::changeLink, "changeLink"},
-    {2, &Soak::restartStream, "restartStream"},
-    {2, &Soak::loseKeyboard, "loseKeyboard"},
-    {3, &Soak::disturbLink, "disturbLink"},
-    {2, &Soak::disturbStream, "disturbStream"},
+    {30, &Soak::key},          {10, &Soak::twoKeys},    {15, &Soak::drag},
+    {10, &Soak::clickPicture}, {10, &Soak::wheel},      {10, &Soak::press},
+    {4, &Soak::visitDrawer},   {3, &Soak::changeLink},  {2, &Soak::restartStream},
+    {2, &Soak::loseKeyboard},  {3, &Soak::disturbLink}, {2, &Soak::disturbStream},
 };
 
 void Soak::key()
@@ -217,12 +206,6 @@ void Soak::loseKeyboard()
     m_flight.takeKeyboard();
 }
 
-void Soak::fault(const QString &line)
-{
-    m_lastActions += u'"' + line + u'"';
-    m_flight.pod().fault(line);
-}
-
 void Soak::disturbLink()
 {
     const bool moving = below(2) == 0;
@@ -262,10 +245,7 @@ void Soak::check(bool holds, const QString &what)
     if (m_failures++ > 0)
         return; // the first says it all
     m_flight.keepLogs(m_failureFolder);
-    QFile actions(QDir(m_failureFolder).filePath(u"actions.txt"_s));
-    if (actions.open(QIODevice::WriteOnly))
-        actions.write(m_lastActions.join(u'\n').toUtf8());
-    std::printf("failed after %lld s: %s; logs and last actions are in %s\n",
+    std::printf("failed after %lld s: %s; logs and last doings are in %s\n",
                 m_clock.elapsed() / 1000, qPrintable(what), qPrintable(m_failureFolder));
     std::fflush(stdout);
 }
@@ -295,8 +275,6 @@ void Soak::flyFor(double minutes)
         const Action *action = kActions;
         while (left >= action->weight)
             left -= (action++)->weight;
-        m_lastActions = m_lastActions.last(std::min<qsizetype>(m_lastActions.size(), kActionsTold));
-        m_lastActions += QLatin1StringView(action->name);
         (this->*action->act)();
         ++m_actions;
         if (m_clock.elapsed() >= m_nextSampleMs) {
@@ -313,11 +291,12 @@ Vitals Soak::level()
     fault(u"video format 640x360 25 h264"_s);
     check(m_flight.connectBy(Flight::Tcp), u"no connection"_s);
     m_flight.waitFor([this] { return !m_flight.isPlaying(); }, 4 * kSampleMs);
+    const auto plays = [this] { return m_flight.isPlaying(); };
     // Once the operator has started the stream anew in the middle of an attempt, the item makes no
     // more of its own, and it is his again to start it.
-    if (!m_flight.isPlaying() && m_flight.logTail(kWholeLog).contains(u"重连被取消"_s))
+    if (!m_flight.waitFor(plays, kLossMs) && m_flight.logTail(kWholeLog).contains(u"重连被取消"_s))
         restartStream();
-    check(m_flight.waitFor([this] { return m_flight.isPlaying(); }, kLossMs), u"no video"_s);
+    check(m_flight.waitFor(plays, kLossMs), u"no video"_s);
     if (isExact() && m_failures == 0)
         nap(kIdleMs);
     Vitals lowest = m_flight.vitals(); // picture buffers come and go
