@@ -24,6 +24,7 @@ constexpr int kWaitMs = 10000;
 const QString kSettingsFile = u"device_config.ini"_s;
 const QString kVideo = u"videoRenderer"_s;
 const QString kDrawer = u"podControlDrawer"_s;
+const QString kBox = u"customDialog"_s;
 
 /// Also finds what a Repeater made, which stands in no object tree.
 QQuickItem *visibleItem(QQuickItem *parent, const QString &name)
@@ -45,7 +46,8 @@ void await(const std::function<bool()> &condition, const QString &what)
 
 using MouseAct = void (*)(QWindow *, Qt::MouseButton, Qt::KeyboardModifiers, QPoint, int);
 using KeyAct = void (*)(QWindow *, Qt::Key, Qt::KeyboardModifiers, int);
-using Step = std::function<void(UiHarness &, const QStringList &)>;
+/// What follows the step's name: mostly the name of a control, and then all the rest.
+using Step = std::function<void(UiHarness &ui, const QString &name, const QString &rest)>;
 
 void mouse(UiHarness &ui, MouseAct act, QPoint position)
 {
@@ -54,8 +56,8 @@ void mouse(UiHarness &ui, MouseAct act, QPoint position)
 
 Step atCentre(MouseAct act, Qt::MouseButton button = Qt::LeftButton)
 {
-    return [=](UiHarness &ui, const QStringList &words) {
-        act(ui.window(), button, {}, ui.centre(words[1]), -1);
+    return [=](UiHarness &ui, auto &name, auto &) {
+        act(ui.window(), button, {}, ui.centre(name), -1);
     };
 }
 
@@ -63,22 +65,22 @@ Qt::Key keyOf(const QString &name) { return QKeySequence(name)[0].key(); }
 
 Step withKey(KeyAct act)
 {
-    return
-        [=](UiHarness &ui, const QStringList &words) { act(ui.window(), keyOf(words[1]), {}, -1); };
+    return [=](UiHarness &ui, auto &name, auto &) { act(ui.window(), keyOf(name), {}, -1); };
 }
 
-void pick(UiHarness &ui, const QString &box, int index)
+void pick(UiHarness &ui, const QString &box, const QString &index)
 {
     // An editable combo box has its arrow on the right, and its text on the left.
     mouse(ui, QTest::mouseClick, ui.at(box, {ui.item(box)->width() - 10, 15}));
     const auto *popup = ui.property(box, "popup").value<QObject *>();
     await([&] { return popup->property("opened").toBool(); }, box + u" opens"_s);
     auto *list = popup->property("contentItem").value<QQuickItem *>();
-    QMetaObject::invokeMethod(list, "positionViewAtIndex", Q_ARG(int, index), Q_ARG(int, 4));
+    const int row = index.toInt();
+    QMetaObject::invokeMethod(list, "positionViewAtIndex", Q_ARG(int, row), Q_ARG(int, 4));
     QQuickItem *entry = nullptr;
     const auto findEntry = [&] {
         QMetaObject::invokeMethod(list, "itemAtIndex", Q_RETURN_ARG(QQuickItem *, entry),
-                                  Q_ARG(int, index));
+                                  Q_ARG(int, row));
         return entry != nullptr;
     };
     await(findEntry, box + u" has the entry"_s);
@@ -95,32 +97,38 @@ void type(UiHarness &ui, const QString &field, const QString &text)
         QTest::keyClick(ui.window(), character.toLatin1());
 }
 
-void turnWheel(UiHarness &ui, int angle)
+void turnWheel(UiHarness &ui, const QString &angle, const QString &)
 {
     const QPointF position = ui.centre(kVideo);
-    QWheelEvent event(position, ui.window()->mapToGlobal(position), {}, {0, angle}, Qt::NoButton,
-                      Qt::NoModifier, Qt::NoScrollPhase, false);
+    QWheelEvent event(position, ui.window()->mapToGlobal(position), {}, {0, angle.toInt()},
+                      Qt::NoButton, Qt::NoModifier, Qt::NoScrollPhase, false);
     QCoreApplication::sendEvent(ui.window(), &event);
 }
 
-QPoint dragged(const UiHarness &ui, const QStringList &words)
+void drag(UiHarness &ui, const QString &x, const QString &y)
 {
-    return ui.centre(kVideo) + QPoint(words.at(1).toInt(), words.at(2).toInt());
+    mouse(ui, QTest::mousePress, ui.centre(kVideo));
+    QTest::mouseMove(ui.window(), ui.centre(kVideo) + QPoint(x.toInt(), y.toInt()));
+}
+
+void drop(UiHarness &ui, const QString &x, const QString &y)
+{
+    mouse(ui, QTest::mouseRelease, ui.centre(kVideo) + QPoint(x.toInt(), y.toInt()));
 }
 
 /// The system's repeat of a held key, then a press not marked as one, as X11 tells it when asked
 /// to.
-void repeatKey(UiHarness &ui, Qt::Key key)
+void repeatKey(UiHarness &ui, const QString &key, const QString &)
 {
     for (const auto &[type, isRepeat] : {std::pair(QEvent::KeyRelease, true),
                                          {QEvent::KeyPress, true},
                                          {QEvent::KeyPress, false}}) {
-        QKeyEvent event(type, key, Qt::NoModifier, {}, isRepeat);
+        QKeyEvent event(type, keyOf(key), Qt::NoModifier, {}, isRepeat);
         QCoreApplication::sendEvent(ui.window(), &event);
     }
 }
 
-void openPage(UiHarness &ui, const QString &page)
+void openPage(UiHarness &ui, const QString &page, const QString &)
 {
     ui.item(kDrawer)->setVisible(true);
     mouse(ui, QTest::mouseClick, ui.centre(u"pageButton"_s + page));
@@ -128,59 +136,80 @@ void openPage(UiHarness &ui, const QString &page)
           u"page "_s + page);
 }
 
+void openMenu(UiHarness &ui, const QString &button, const QString &menu)
+{
+    mouse(ui, QTest::mouseClick, ui.centre(button));
+    await([&] { return ui.property(menu, "opened").toBool(); }, menu + u" opens"_s);
+}
+
+void quit(UiHarness &, const QString &, const QString &)
+{
+    QMetaObject::invokeMethod(qApp, &QCoreApplication::quit, Qt::QueuedConnection);
+    QCoreApplication::exec();
+}
+
+void ungrab(UiHarness &ui, const QString &, const QString &)
+{
+    for (auto *item : ui.window()->findChildren<QQuickItem *>())
+        item->ungrabMouse();
+}
+
+void set(QObject *object, const QString &propertyAndValue)
+{
+    object->setProperty(qPrintable(propertyAndValue.section(u' ', 0, 0)),
+                        propertyAndValue.section(u' ', 1).toInt());
+}
+
+void see(UiHarness &ui, const QString &name, const QString &propertyAndValue)
+{
+    const auto seen = [&] {
+        const QVariant value = ui.property(name, qPrintable(propertyAndValue.section(u' ', 0, 0)));
+        return value.userType() == QMetaType::QUrl ? value.toUrl().fileName() : value.toString();
+    };
+    QTRY_COMPARE_WITH_TIMEOUT(seen(), propertyAndValue.section(u' ', 1), kWaitMs);
+}
+
+void seeBox(UiHarness &ui, const QString &text)
+{
+    QTRY_COMPARE_WITH_TIMEOUT(ui.boxText(), text, kWaitMs);
+}
+
 const QHash<QString, Step> kSteps = {
     {u"down"_s, withKey(QTest::keyPress)},
     {u"up"_s, withKey(QTest::keyRelease)},
     {u"tap"_s, withKey(QTest::keyClick)},
-    {u"repeat"_s, [](auto &ui, auto &words) { repeatKey(ui, keyOf(words[1])); }},
+    {u"repeat"_s, repeatKey},
     {u"click"_s, atCentre(QTest::mouseClick)},
     {u"rightclick"_s, atCentre(QTest::mouseClick, Qt::RightButton)},
     {u"press"_s, atCentre(QTest::mousePress)},
     {u"release"_s, atCentre(QTest::mouseRelease)},
-    {u"move"_s, [](auto &ui, auto &words) { QTest::mouseMove(ui.window(), ui.centre(words[1])); }},
-    {u"drag"_s,
-     [](auto &ui, auto &words) {
-         mouse(ui, QTest::mousePress, ui.centre(kVideo));
-         QTest::mouseMove(ui.window(), dragged(ui, words));
-     }},
-    {u"drop"_s, [](auto &ui, auto &words) { mouse(ui, QTest::mouseRelease, dragged(ui, words)); }},
-    {u"wheel"_s, [](auto &ui, auto &words) { turnWheel(ui, words[1].toInt()); }},
-    {u"pick"_s, [](auto &ui, auto &words) { pick(ui, words[1], words[2].toInt()); }},
-    {u"type"_s, [](auto &ui, auto &words) { type(ui, words[1], words.value(2)); }},
-    {u"page"_s, [](auto &ui, auto &words) { openPage(ui, words[1]); }},
-    {u"menu"_s,
-     [](auto &ui, auto &words) {
-         mouse(ui, QTest::mouseClick, ui.centre(words[1]));
-         await([&] { return ui.property(words[2], "opened").toBool(); }, words[2] + u" opens"_s);
-     }},
-    {u"set"_s,
-     [](auto &ui, auto &words) {
-         ui.object(words[1])->setProperty(qPrintable(words[2]), words[3].toInt());
-     }},
-    {u"backend"_s,
-     [](auto &ui, auto &words) {
-         ui.backend().setProperty(qPrintable(words[1]), words[2].toInt());
-     }},
-    {u"dismiss"_s,
-     [](auto &ui, auto &) {
-         const QString box = u"customDialog"_s;
-         ui.object(box)->setProperty("visible", false);
-         await([&] { return !ui.property(box, "visible").toBool(); }, u"dismiss the message"_s);
-     }},
-    {u"deactivate"_s, [](auto &ui, auto &) { ui.deactivate(); }},
-    {u"activate"_s, [](auto &ui, auto &) { ui.activate(); }},
-    {u"minimise"_s, [](auto &ui, auto &) { ui.window()->showMinimized(); }},
-    {u"close"_s, [](auto &ui, auto &) { ui.window()->close(); }},
-    {u"quit"_s,
-     [](auto &, auto &) {
-         QMetaObject::invokeMethod(qApp, &QCoreApplication::quit, Qt::QueuedConnection);
-         QCoreApplication::exec();
-     }},
-    {u"ungrab"_s,
-     [](auto &ui, auto &) {
-         for (auto *item : ui.window()->template findChildren<QQuickItem *>())
-             item->ungrabMouse();
-     }},
+    {u"move"_s, [](auto &ui, auto &c, auto &) { QTest::mouseMove(ui.window(), ui.centre(c)); }},
+    {u"drag"_s, drag},
+    {u"drop"_s, drop},
+    {u"wheel"_s, turnWheel},
+    {u"pick"_s, pick},
+    {u"type"_s, type},
+    {u"page"_s, openPage},
+    {u"menu"_s, openMenu},
+    {u"set"_s, [](auto &ui, auto &c, auto &rest) { set(ui.object(c), rest); }},
+    {u"backend"_s, [](auto &ui, auto &p, auto &n) { set(&ui.backend(), p + u' ' + n); }},
+    {u"dismiss"_s, [](auto &ui, auto &, auto &) { set(ui.object(kBox), u"visible 0"_s); }},
+    {u"deactivate"_s, [](auto &ui, auto &, auto &) { ui.deactivate(); }},
+    {u"activate"_s, [](auto &ui, auto &, auto &) { ui.activate(); }},
+    {u"maximise"_s, [](auto &ui, auto &, auto &) { ui.window()->showMaximized(); }},
+    {u"minimise"_s, [](auto &ui, auto &, auto &) { ui.window()->showMinimized(); }},
+    {u"close"_s, [](auto &ui, auto &, auto &) { ui.window()->close(); }},
+    {u"quit"_s, quit},
+    {u"ungrab"_s, ungrab},
+    {u"connect"_s, [](auto &ui, auto &, auto &) { QVERIFY(ui.connectPod()); }},
+    {u"cut"_s, [](auto &ui, auto &, auto &) { ui.pod().drop(); }},
+    {u"reply"_s, [](auto &ui, auto &hex,
+                    auto &) { ui.pod().send(sealed(QByteArray::fromHex(hex.toLatin1()))); }},
+    {u"sent"_s, [](auto &ui, auto &f, auto &rest) { EXPECT_FRAMES(ui.pod(), f + u' ' + rest); }},
+    {u"see"_s, see},
+    {u"box"_s,
+     [](auto &ui, auto &text, auto &rest) { seeBox(ui, (text + u' ' + rest).trimmed()); }},
+    {u"kept"_s, [](auto &ui, auto &key, auto &v) { QCOMPARE(ui.setting(key).toString(), v); }},
 };
 
 } // namespace
@@ -199,8 +228,7 @@ void UiHarness::prepare()
 void UiHarness::failOnAnyWarning() { QTest::failOnWarning(QRegularExpression(u"."_s)); }
 
 UiHarness::UiHarness(const QByteArray &settings, bool connected)
-    : m_oldDirectory(QDir::currentPath())
-    , m_backend(std::make_unique<CMain>())
+    : m_backend(std::make_unique<CMain>())
     , m_engine(std::make_unique<QQmlApplicationEngine>())
 {
     QDir::setCurrent(m_directory.path());
@@ -214,7 +242,8 @@ UiHarness::UiHarness(const QByteArray &settings, bool connected)
         qFatal("UiHarness: Main.qml does not load");
     m_window = qobject_cast<QQuickWindow *>(m_engine->rootObjects().constFirst());
     activate();
-    await([this] { return property({}, "streamStarted").toBool(); }, u"paint the window"_s);
+    await([this] { return property(u"window"_s, "streamStarted").toBool(); },
+          u"paint the window"_s);
     if (connected && !connectPod())
         qFatal("UiHarness: the pod's socket was not reached");
 }
@@ -223,16 +252,12 @@ UiHarness::~UiHarness()
 {
     m_engine.reset();
     m_backend.reset();
-    QDir::setCurrent(m_oldDirectory);
+    QDir::setCurrent(QDir::tempPath());
 }
-
-VideoRenderer *UiHarness::video() const { return qobject_cast<VideoRenderer *>(object(kVideo)); }
-
-bool UiHarness::connectPod() { return m_backend->connectTCP(u"127.0.0.1"_s, m_pod.port()); }
 
 QObject *UiHarness::object(const QString &name) const
 {
-    QObject *found = name.isEmpty() ? m_window : m_window->findChild<QObject *>(name);
+    QObject *found = name == u"window" ? m_window : m_window->findChild<QObject *>(name);
     if (!found)
         found = visibleItem(m_window->contentItem(), name);
     if (!found)
@@ -273,18 +298,19 @@ QPoint UiHarness::centre(const QString &name) const
 void UiHarness::play(const QString &steps)
 {
     for (const QString &step : steps.split(u"; "_s, Qt::SkipEmptyParts)) {
-        const QStringList words = step.split(u' ');
-        const auto perform = kSteps.value(words.first());
+        const auto perform = kSteps.value(step.section(u' ', 0, 0));
         if (!perform)
             qFatal("UiHarness: no step %s", qPrintable(step));
-        perform(*this, words);
+        perform(*this, step.section(u' ', 1, 1), step.section(u' ', 2));
         QCoreApplication::processEvents();
+        if (QTest::currentTestFailed())
+            return;
     }
 }
 
 QString UiHarness::boxText() const
 {
-    return property(u"customDialog"_s, "opened").toBool() ? text(u"dialogText"_s) : QString();
+    return property(kBox, "opened").toBool() ? text(u"dialogText"_s) : QString();
 }
 
 void UiHarness::deactivate()

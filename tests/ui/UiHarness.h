@@ -15,11 +15,7 @@
 
 /// The whole interface, run for a test: the real QML in its window, the real backend connected
 /// over TCP to a PodSocket, the real video item, a working directory of its own with the settings
-/// file. Controls are addressed by their objectName, the window by an empty one.
-///
-///     UiHarness ui;                          // no stream, connected, window active
-///     ui.play(u"menu hzhbutton hzhMenu; click mousekjg"_s);
-///     EXPECT_FRAMES(ui.pod(), u"14 00 02 00"_s);
+/// file. Controls are addressed by their objectName, the window by "window".
 ///
 /// Call UiHarness::prepare() once, in initTestCase, and failOnAnyWarning() in init.
 class UiHarness
@@ -38,10 +34,11 @@ public:
     CMain &backend() { return *m_backend; }
     PodSocket &pod() { return m_pod; }
     QQuickWindow *window() const { return m_window; }
-    VideoRenderer *video() const;
-
-    /// Connects over TCP; true when the backend says so.
-    bool connectPod();
+    VideoRenderer *video() const
+    {
+        return qobject_cast<VideoRenderer *>(object(QStringLiteral("videoRenderer")));
+    }
+    bool connectPod() { return m_backend->connectTCP(QStringLiteral("127.0.0.1"), m_pod.port()); }
 
     /// The test process ends if there is no such object or item.
     QObject *object(const QString &name) const;
@@ -53,19 +50,21 @@ public:
     QPoint at(const QString &name, QPointF point) const;
     QPoint centre(const QString &name) const;
 
-    /// Does as the operator would, step by step, separated by ";". Steps name a key (W), a control
-    /// (photobutton) or a distance in pixels:
-    ///     down W, up W, tap W, repeat W   click C, rightclick C, press C, release C
+    /// Does as the operator would, step by step, separated by "; ", until the test has failed:
+    ///     down W, up W, tap W, repeat W   click C, rightclick C, press C, release C, move C
     ///     menu C M                        opens the menu M by the button C and waits for it
     ///     pick C INDEX                    picks an entry of a combo box from its list
     ///     type C TEXT                     replaces what stands in a field; no TEXT: empties it
     ///     drag X Y, drop X Y              presses the video's centre and moves so far; lets go
-    ///     move C                          moves the pointer
     ///     wheel ANGLE                     over the video, a notch up is 120
     ///     page NUMBER                     opens the drawer on that page
     ///     dismiss                         closes the message box, if there is one
-    ///     deactivate, activate, minimise, close, quit, ungrab    what happens to the window
+    ///     maximise, minimise, deactivate, activate, close, quit, ungrab   done to the window
     ///     set C PROPERTY INT, backend PROPERTY INT   what no operator can do
+    ///     connect, cut, reply HEX         done to the link; the frame gets length and checksum
+    ///     sent FRAMES                     as EXPECT_FRAMES
+    ///     see C PROPERTY VALUE            waits for it; of a URL only the file name counts
+    ///     box TEXT, kept KEY VALUE        what the message box says, what the settings file holds
     void play(const QString &steps);
 
     /// What the open message box says; empty when there is none.
@@ -77,7 +76,6 @@ public:
     QVariant setting(const QString &key) const;
 
 private:
-    QString m_oldDirectory;
     QTemporaryDir m_directory;
     PodSocket m_pod;
     std::unique_ptr<CMain> m_backend;
