@@ -24,6 +24,7 @@ constexpr int kWaitMs = 10000;
 const QString kSettingsFile = u"device_config.ini"_s;
 const QString kVideo = u"videoRenderer"_s;
 const QString kDrawer = u"podControlDrawer"_s;
+const QStringList kStops = {u"00 00 00 00"_s, u"00 60 00 00"_s, u"1d 04 00 00"_s};
 const QString kBox = u"customDialog"_s;
 
 /// Also finds what a Repeater made, which stands in no object tree.
@@ -105,15 +106,25 @@ void turnWheel(UiHarness &ui, const QString &angle, const QString &)
     QCoreApplication::sendEvent(ui.window(), &event);
 }
 
+QPoint fromCentre(UiHarness &ui, const QString &x, const QString &y)
+{
+    return ui.centre(kVideo) + QPoint(x.toInt(), y.toInt());
+}
+
+void moveTo(UiHarness &ui, const QString &x, const QString &y)
+{
+    QTest::mouseMove(ui.window(), fromCentre(ui, x, y));
+}
+
 void drag(UiHarness &ui, const QString &x, const QString &y)
 {
     mouse(ui, QTest::mousePress, ui.centre(kVideo));
-    QTest::mouseMove(ui.window(), ui.centre(kVideo) + QPoint(x.toInt(), y.toInt()));
+    moveTo(ui, x, y);
 }
 
 void drop(UiHarness &ui, const QString &x, const QString &y)
 {
-    mouse(ui, QTest::mouseRelease, ui.centre(kVideo) + QPoint(x.toInt(), y.toInt()));
+    mouse(ui, QTest::mouseRelease, fromCentre(ui, x, y));
 }
 
 /// The system's repeat of a held key, then a press not marked as one, as X11 tells it when asked
@@ -169,6 +180,25 @@ void see(UiHarness &ui, const QString &name, const QString &propertyAndValue)
     QTRY_COMPARE_WITH_TIMEOUT(seen(), propertyAndValue.section(u' ', 1), kWaitMs);
 }
 
+void awaitFrame(UiHarness &ui, const QString &first, const QString &rest)
+{
+    QTRY_VERIFY_WITH_TIMEOUT(ui.pod().count(first + u' ' + rest) > 0, kWaitMs);
+}
+
+void moved(UiHarness &ui, const QString &first, const QString &rest)
+{
+    const auto motions = [&] {
+        QStringList merged;
+        for (const QString &frame : ui.pod().frames()) {
+            if (merged.isEmpty() || merged.last() != frame || kStops.contains(frame))
+                merged.append(frame);
+        }
+        return merged.join(u", "_s);
+    };
+    QTRY_COMPARE_WITH_TIMEOUT(motions(), first + u' ' + rest, kWaitMs);
+    ui.pod().take();
+}
+
 void seeBox(UiHarness &ui, const QString &text)
 {
     QTRY_COMPARE_WITH_TIMEOUT(ui.boxText(), text, kWaitMs);
@@ -185,6 +215,7 @@ const QHash<QString, Step> kSteps = {
     {u"release"_s, atCentre(QTest::mouseRelease)},
     {u"move"_s, [](auto &ui, auto &c, auto &) { QTest::mouseMove(ui.window(), ui.centre(c)); }},
     {u"drag"_s, drag},
+    {u"dragto"_s, moveTo},
     {u"drop"_s, drop},
     {u"wheel"_s, turnWheel},
     {u"pick"_s, pick},
@@ -205,7 +236,10 @@ const QHash<QString, Step> kSteps = {
     {u"cut"_s, [](auto &ui, auto &, auto &) { ui.pod().drop(); }},
     {u"reply"_s, [](auto &ui, auto &hex,
                     auto &) { ui.pod().send(sealed(QByteArray::fromHex(hex.toLatin1()))); }},
+    {u"query"_s, [](auto &ui, auto &, auto &) { ui.backend().queryVersion(); }},
     {u"sent"_s, [](auto &ui, auto &f, auto &rest) { EXPECT_FRAMES(ui.pod(), f + u' ' + rest); }},
+    {u"await"_s, awaitFrame},
+    {u"moved"_s, moved},
     {u"see"_s, see},
     {u"box"_s,
      [](auto &ui, auto &text, auto &rest) { seeBox(ui, (text + u' ' + rest).trimmed()); }},

@@ -55,14 +55,16 @@ public:
     ///     menu C M                        opens the menu M by the button C and waits for it
     ///     pick C INDEX                    picks an entry of a combo box from its list
     ///     type C TEXT                     replaces what stands in a field; no TEXT: empties it
-    ///     drag X Y, drop X Y              presses the video's centre and moves so far; lets go
+    ///     drag X Y, dragto X Y, drop X Y  presses the video's centre and moves so far from it
     ///     wheel ANGLE                     over the video, a notch up is 120
     ///     page NUMBER                     opens the drawer on that page
     ///     dismiss                         closes the message box, if there is one
     ///     maximise, minimise, deactivate, activate, close, quit, ungrab   done to the window
     ///     set C PROPERTY INT, backend PROPERTY INT   what no operator can do
-    ///     connect, cut, reply HEX         done to the link; the frame gets length and checksum
+    ///     connect, cut, query, reply HEX  done to the link; the frame gets length and checksum
     ///     sent FRAMES                     as EXPECT_FRAMES
+    ///     await FRAME                     waits for it, and keeps it
+    ///     moved FRAMES                    the same, of a command's repeats only one
     ///     see C PROPERTY VALUE            waits for it; of a URL only the file name counts
     ///     box TEXT, kept KEY VALUE        what the message box says, what the settings file holds
     void play(const QString &steps);

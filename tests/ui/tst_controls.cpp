@@ -11,11 +11,6 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr int kWaitMs = 10000;
-const QString kUp = u"00 08 00 80"_s;
-const QString kRight = u"00 02 80 00"_s;
-const QString kStop = u"00 00 00 00"_s;
-const QString kZoomIn = u"00 40 04 00"_s;
-const QString kZoomStop = u"00 60 00 00"_s;
 const QByteArray kStored = "[RTSP]\nrtspIp=\n[TCP]\ndeviceIp=127.0.0.1\ndevicePort=2001\n";
 
 struct Row
@@ -117,20 +112,47 @@ constexpr auto kRefusals = std::to_array<Row>({
     {"page 6; type updatebaudRateInput 9600; click comupdateButton", "请选择固件文件"},
 });
 
+constexpr auto kDrags = std::to_array<Row>({
+    {"80 0", "00 02 80 00"},
+    {"80 80", "00 12 80 80"},
+    {"0 80", "00 10 00 80"},
+    {"-80 80", "00 14 80 80"},
+    {"-80 0", "00 04 80 00"},
+    {"-80 -1", "00 04 80 00"},
+    {"-80 -80", "00 0c 80 80"},
+    {"0 -80", "00 08 00 80"},
+    {"80 -80", "00 0a 80 80"},
+});
+
+/// A way to set the pod in motion and to let go of it again, and what else may end it.
+struct Hold
+{
+    const char *begin;
+    const char *letGo;
+    const char *frames;
+    const char *stop;
+    const char *ends = "";
+};
+
+constexpr auto kHolds = std::to_array<Hold>({
+    {"down W", "up W", "00 08 00 80, 00 00 00 00", "00 00 00 00", "set videoRenderer focus 0; "},
+    {"down E", "up E", "00 40 04 00, 00 60 00 00", "00 60 00 00", "set videoRenderer focus 0; "},
+    // Once more soon after its release
+    {"drag 80 0", "drop 80 0", "00 02 80 00, 00 00 00 00, 00 00 00 00", "00 00 00 00"},
+    {"wheel 120", "", "00 40 04 00, 00 60 00 00", "00 60 00 00"},
+    {"menu zoomButton zoomMenu; press mouseIn", "release mouseIn", "00 40 04 00, 00 60 00 00",
+     "00 60 00 00", "set zoomMenu visible 0; set mouseIn visible 0; move videoRenderer; ungrab; "},
+    {"backend isManualFocus 1; press plusButton", "release plusButton", "1d 02 00 00, 1d 04 00 00",
+     "1d 04 00 00",
+     "backend isManualFocus 0; set plusButton enabled 0; move videoRenderer; ungrab; "},
+});
+
 void addRows(std::span<const Row> rows)
 {
     QTest::addColumn<QString>("steps");
     QTest::addColumn<QString>("outcome");
     for (const Row &row : rows)
         QTest::newRow(row.steps) << QString::fromUtf8(row.steps) << QString::fromUtf8(row.outcome);
-}
-
-/// The frames so far but the repeats of that command.
-QString without(UiHarness &ui, const QString &command)
-{
-    QStringList frames = ui.pod().take().split(u", "_s, Qt::SkipEmptyParts);
-    frames.removeAll(command);
-    return frames.join(u", "_s);
 }
 
 } // namespace
@@ -148,13 +170,10 @@ private slots:
     void gestureSendsItsFrames();
     void badInputSendsNothing_data() { addRows(kRefusals); }
     void badInputSendsNothing();
-    void pressHasOneStop_data();
-    void pressHasOneStop();
-    void delayedStopLeavesAHeldKeyMoving();
-    void stopIsOwedAcrossALostLink();
-    void dragSteersInItsDirection_data();
+    void dragSteersInItsDirection_data() { addRows(kDrags); }
     void dragSteersInItsDirection();
-    void dragFollowsThePointer();
+    void motionStops_data();
+    void motionStops();
     void cleanupTestCase() { m_ui.reset(); }
 
 private:
@@ -173,6 +192,8 @@ void TestControls::init()
     // A page's fields are new whenever it is opened.
     m_ui->play(u"dismiss; page 4; set podControlDrawer visible 0; backend isManualFocus 0; "
                "backend isTracking 0"_s);
+    if (!m_ui->backend().isConnected())
+        QVERIFY(m_ui->connectPod());
     m_ui->pod().take();
 }
 
@@ -180,15 +201,9 @@ void TestControls::gestureSendsItsFrames()
 {
     QFETCH(QString, steps);
     QFETCH(QString, outcome);
-    if (!m_ui->backend().isConnected())
-        QVERIFY(m_ui->connectPod());
-    m_ui->play(steps);
-    EXPECT_FRAMES(m_ui->pod(), outcome);
     // With its message away the keys steer, and nothing else was on its way.
-    m_ui->play(u"dismiss"_s);
-    QTRY_VERIFY_WITH_TIMEOUT(m_ui->video()->hasActiveFocus(), kWaitMs);
-    m_ui->play(u"tap W"_s);
-    EXPECT_FRAMES(m_ui->pod(), u"00 08 00 80, 00 00 00 00"_s);
+    m_ui->play(u"%1; sent %2; dismiss; see videoRenderer activeFocus true; tap W; "
+               "sent 00 08 00 80, 00 00 00 00"_s.arg(steps, outcome));
 }
 
 void TestControls::badInputSendsNothing()
@@ -198,153 +213,56 @@ void TestControls::badInputSendsNothing()
     const bool linked = !steps.contains(u"tcpButton");
     if (!linked)
         m_ui->backend().resetConnection();
-    else if (!m_ui->backend().isConnected())
-        QVERIFY(m_ui->connectPod());
-    m_ui->play(steps + u"; box "_s + outcome + u"; tap Escape"_s);
-    QTRY_VERIFY_WITH_TIMEOUT(m_ui->video()->hasActiveFocus(), kWaitMs);
+    m_ui->play(u"%1; box %2; tap Escape; see videoRenderer activeFocus true; "
+               "kept TCP/deviceIp 127.0.0.1; kept RTSP/rtspIp"_s.arg(steps, outcome));
     QCOMPARE(m_ui->pod().take(), QString());
     QCOMPARE(m_ui->backend().isConnected(), linked);
-    m_ui->play(u"kept TCP/deviceIp 127.0.0.1; kept RTSP/rtspIp"_s);
-}
-
-void TestControls::pressHasOneStop_data()
-{
-    QTest::addColumn<QString>("begin");
-    QTest::addColumn<QString>("end");
-    QTest::addColumn<QString>("letGo");
-    QTest::addColumn<QString>("command");
-    QTest::addColumn<QString>("stop");
-    const auto rows = [](const QString &begin, const QString &letGo, const QString &command,
-                         const QString &stop, const QString &ends) {
-        const QString all = u"deactivate; minimise; close; quit; "_s + ends + letGo;
-        for (const QString &end : all.split(u"; "_s))
-            QTest::addRow("%s: %s", qPrintable(begin), qPrintable(end))
-                << begin << end << letGo << command << stop;
-    };
-    const QString unfocus = u"set videoRenderer focus 0; "_s;
-    rows(u"down W"_s, u"up W"_s, kUp, kStop, unfocus);
-    rows(u"down E"_s, u"up E"_s, kZoomIn, kZoomStop, unfocus);
-    rows(u"drag 80 0"_s, u"drop 80 0"_s, kRight, kStop, {});
-    rows(u"wheel 120"_s, {}, kZoomIn, kZoomStop, {});
-    rows(u"menu zoomButton zoomMenu; press mouseIn"_s, u"release mouseIn"_s, kZoomIn, kZoomStop,
-         u"set zoomMenu visible 0; set mouseIn visible 0; move videoRenderer; ungrab; "_s);
-    rows(u"backend isManualFocus 1; press plusButton"_s, u"release plusButton"_s, u"1d 02 00 00"_s,
-         u"1d 04 00 00"_s,
-         u"backend isManualFocus 0; set plusButton enabled 0; move videoRenderer; ungrab; "_s);
-}
-
-void TestControls::pressHasOneStop()
-{
-    QFETCH(QString, begin);
-    QFETCH(QString, end);
-    QFETCH(QString, letGo);
-    QFETCH(QString, command);
-    QFETCH(QString, stop);
-    UiHarness ui;
-    ui.play(begin);
-    QTRY_COMPARE_WITH_TIMEOUT(ui.pod().frames().value(0), command, kWaitMs);
-    ui.play(end);
-    QTRY_VERIFY_WITH_TIMEOUT(ui.pod().count(stop) > 0, kWaitMs);
-    ui.play(letGo);
-    // The delayed stops of drag and wheel may come, but not twice.
-    const auto running = [&](const QString &timer) {
-        return ui.property(timer, "running").toBool();
-    };
-    const bool delayedStop = running(u"stopTimer"_s);
-    QTRY_VERIFY_WITH_TIMEOUT(!running(u"stopTimer"_s) && !running(u"wheelStopTimer"_s), kWaitMs);
-    ui.backend().queryVersion();
-    const QString mark = u"1e 02 00 00"_s;
-    QTRY_COMPARE_WITH_TIMEOUT(ui.pod().count(mark), 1, kWaitMs);
-    // Ticks before the stop are commands; after it there are none.
-    QVERIFY(ui.pod().frames().lastIndexOf(command) < ui.pod().frames().indexOf(stop));
-    QCOMPARE(without(ui, command),
-             (delayedStop ? QStringList{stop, stop, mark} : QStringList{stop, mark}).join(u", "_s));
-}
-
-void TestControls::delayedStopLeavesAHeldKeyMoving()
-{
-    UiHarness ui;
-    ui.play(u"drag 80 0; drop 80 0"_s);
-    QVERIFY(ui.property(u"stopTimer"_s, "running").toBool());
-    ui.play(u"down W"_s);
-    QTRY_VERIFY_WITH_TIMEOUT(!ui.property(u"stopTimer"_s, "running").toBool(), kWaitMs);
-    ui.play(u"up W"_s);
-    QTRY_COMPARE_WITH_TIMEOUT(ui.pod().count(kStop), 3, kWaitMs);
-    QCOMPARE(without(ui, kRight), (QStringList{kStop, kUp, kStop, kUp, kStop}.join(u", "_s)));
-}
-
-void TestControls::stopIsOwedAcrossALostLink()
-{
-    UiHarness ui;
-    ui.play(u"down W; down E"_s);
-    EXPECT_FRAMES(ui.pod(), kUp + u", "_s + kZoomIn);
-    ui.pod().drop();
-    QTRY_VERIFY_WITH_TIMEOUT(!ui.backend().isConnected(), kWaitMs);
-    ui.play(u"up E"_s); // nowhere to send it
-    QVERIFY(ui.connectPod());
-    EXPECT_FRAMES(ui.pod(), kStop + u", "_s + kZoomStop);
-    ui.play(u"tap D; up W"_s); // what was held then is held no more
-    EXPECT_FRAMES(ui.pod(), kRight + u", "_s + kStop);
-    // Paid once: another connect owes nothing.
-    ui.backend().disconnect();
-    QVERIFY(ui.connectPod());
-    ui.play(u"tap W"_s);
-    EXPECT_FRAMES(ui.pod(), kUp + u", "_s + kStop);
-}
-
-void TestControls::dragSteersInItsDirection_data()
-{
-    QTest::addColumn<QString>("offset");
-    QTest::addColumn<QString>("command");
-    QTest::newRow("right") << u"80 0"_s << kRight;
-    QTest::newRow("rightdown") << u"80 80"_s << u"00 12 80 80"_s;
-    QTest::newRow("down") << u"0 80"_s << u"00 10 00 80"_s;
-    QTest::newRow("leftdown") << u"-80 80"_s << u"00 14 80 80"_s;
-    QTest::newRow("left") << u"-80 0"_s << u"00 04 80 00"_s;
-    QTest::newRow("left, a little up") << u"-80 -1"_s << u"00 04 80 00"_s;
-    QTest::newRow("leftup") << u"-80 -80"_s << u"00 0c 80 80"_s;
-    QTest::newRow("up") << u"0 -80"_s << kUp;
-    QTest::newRow("rightup") << u"80 -80"_s << u"00 0a 80 80"_s;
 }
 
 void TestControls::dragSteersInItsDirection()
 {
-    QFETCH(QString, offset);
-    QFETCH(QString, command);
-    UiHarness ui;
-    ui.play(u"drag "_s + offset);
+    QFETCH(QString, steps);
+    QFETCH(QString, outcome);
+    m_ui->play(u"drag %1; see imagemovecircle visible true"_s.arg(steps));
     // The command at once, then again with every tick.
-    QCOMPARE(ui.pod().next(3), QStringList(3, command).join(u", "_s));
-    QVERIFY(ui.item(u"imagemovecircle"_s)->isVisible());
-    ui.play(u"drop "_s + offset);
-    QVERIFY(!ui.item(u"imagemovecircle"_s)->isVisible());
-    QCOMPARE(without(ui, command), kStop);
+    QCOMPARE(m_ui->pod().next(3), QStringList(3, outcome).join(u", "_s));
+    m_ui->play(u"drop %1; see imagemovecircle visible false; await 00 00 00 00; "
+               "see stopTimer running false"_s.arg(steps));
 }
 
-void TestControls::dragFollowsThePointer()
+void TestControls::motionStops_data()
 {
+    QTest::addColumn<QString>("steps");
+    const auto add = [](const QString &steps) { QTest::newRow(qPrintable(steps)) << steps; };
+    for (const auto &[begin, letGo, frames, stop, ends] : kHolds) {
+        const QString all =
+            QString::asprintf("deactivate; minimise; close; quit; %s%s", ends, letGo);
+        for (const QString &end : all.split(u"; "_s)) {
+            add(QString::asprintf("%s; %s; await %s; %s; see stopTimer running false; "
+                                  "see wheelStopTimer running false; query; moved %s, 1e 02 00 00",
+                                  begin, qPrintable(end), stop, letGo, frames));
+        }
+    }
+    // The delayed stop of a drag leaves a held key moving.
+    add(u"drag 80 0; drop 80 0; see stopTimer running true; down W; see stopTimer running false; "
+        "up W; "
+        "moved 00 02 80 00, 00 00 00 00, 00 08 00 80, 00 00 00 00, 00 08 00 80, 00 00 00 00"_s);
+    // Stops are owed across a lost link, also those just sent; what was held is held no more.
+    add(u"down W; down E; moved 00 08 00 80, 00 40 04 00; cut; see window gimbalConnected false; "
+        "up E; connect; moved 00 00 00 00, 00 60 00 00; tap D; up W; cut; "
+        "see window gimbalConnected false; connect; tap W; "
+        "moved 00 02 80 00, 00 00 00 00, 00 00 00 00, 00 60 00 00, 00 08 00 80, 00 00 00 00"_s);
+    // A drag turns without a stop between, rests near its start, and ends outside the window.
+    add(u"drag 100 0; dragto 100 100; dragto 10 -10; see moveTimer running false; dragto 11 0; "
+        "dragto 0 -400; see moveTimer running false; dragto 0 -60; see moveTimer running false; "
+        "moved 00 02 80 00, 00 12 80 80, 00 00 00 00, 00 02 80 00, 00 00 00 00"_s);
+}
+
+void TestControls::motionStops()
+{
+    QFETCH(QString, steps);
     UiHarness ui;
-    const QPoint start = ui.centre(u"videoRenderer"_s);
-    const auto moveTo = [&](int x, int y) { QTest::mouseMove(ui.window(), start + QPoint(x, y)); };
-    const QString rightDown = u"00 12 80 80"_s;
-    ui.play(u"drag 100 0"_s);
-    QCOMPARE(ui.pod().next(2), kRight + u", "_s + kRight);
-    moveTo(100, 100); // without a stop between
-    QTRY_VERIFY_WITH_TIMEOUT(ui.pod().count(rightDown) >= 2, kWaitMs);
-    QCOMPARE(ui.pod().count(kStop), 0);
-    moveTo(10, -10); // back into the dead zone
-    QTRY_COMPARE_WITH_TIMEOUT(ui.pod().frames().last(), kStop, kWaitMs);
-    QVERIFY(!ui.property(u"moveTimer"_s, "running").toBool());
-    ui.pod().take();
-    moveTo(11, 0);
-    QCOMPARE(ui.pod().next(2), kRight + u", "_s + kRight);
-    moveTo(0, -20 - start.y()); // out of the window
-    QTRY_VERIFY_WITH_TIMEOUT(ui.pod().count(kStop) > 0, kWaitMs);
-    // Until the next press the drag is over, wherever the pointer goes.
-    ui.pod().take();
-    moveTo(0, -60);
-    QVERIFY(!ui.property(u"moveTimer"_s, "running").toBool());
-    QCOMPARE(ui.pod().take(), QString());
+    ui.play(steps);
 }
 
 QTEST_MAIN(TestControls)
