@@ -155,7 +155,8 @@ void openMenu(UiHarness &ui, const QString &button, const QString &menu)
 
 void quit(UiHarness &, const QString &, const QString &)
 {
-    QMetaObject::invokeMethod(qApp, &QCoreApplication::quit, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(
+        qApp, [] { QCoreApplication::exit(); }, Qt::QueuedConnection);
     QCoreApplication::exec();
 }
 
