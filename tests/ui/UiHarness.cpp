@@ -166,6 +166,17 @@ void ungrab(UiHarness &ui, const QString &, const QString &)
         item->ungrabMouse();
 }
 
+void cutLink(UiHarness &ui, const QString &, const QString &)
+{
+    ui.pod().drop();
+    await([&] { return !ui.backend().isConnected(); }, u"lose the link"_s);
+}
+
+void reply(UiHarness &ui, const QString &hex, const QString &)
+{
+    ui.pod().send(sealed(QByteArray::fromHex(hex.toLatin1())));
+}
+
 void set(QObject *object, const QString &propertyAndValue)
 {
     object->setProperty(qPrintable(propertyAndValue.section(u' ', 0, 0)),
@@ -181,9 +192,9 @@ void see(UiHarness &ui, const QString &name, const QString &propertyAndValue)
     QTRY_COMPARE_WITH_TIMEOUT(seen(), propertyAndValue.section(u' ', 1), kWaitMs);
 }
 
-void awaitFrame(UiHarness &ui, const QString &first, const QString &rest)
+QString joined(const QString &first, const QString &rest)
 {
-    QTRY_VERIFY_WITH_TIMEOUT(ui.pod().count(first + u' ' + rest) > 0, kWaitMs);
+    return rest.isEmpty() ? first : first + u' ' + rest;
 }
 
 void moved(UiHarness &ui, const QString &first, const QString &rest)
@@ -196,13 +207,13 @@ void moved(UiHarness &ui, const QString &first, const QString &rest)
         }
         return merged.join(u", "_s);
     };
-    QTRY_COMPARE_WITH_TIMEOUT(motions(), first + u' ' + rest, kWaitMs);
+    QTRY_COMPARE_WITH_TIMEOUT(motions(), joined(first, rest), kWaitMs);
     ui.pod().take();
 }
 
-void seeBox(UiHarness &ui, const QString &text)
+void seeBox(UiHarness &ui, const QString &first, const QString &rest)
 {
-    QTRY_COMPARE_WITH_TIMEOUT(ui.boxText(), text, kWaitMs);
+    QTRY_COMPARE_WITH_TIMEOUT(ui.boxText(), joined(first, rest), kWaitMs);
 }
 
 const QHash<QString, Step> kSteps = {
@@ -225,7 +236,6 @@ const QHash<QString, Step> kSteps = {
     {u"menu"_s, openMenu},
     {u"set"_s, [](auto &ui, auto &c, auto &rest) { set(ui.object(c), rest); }},
     {u"backend"_s, [](auto &ui, auto &p, auto &n) { set(&ui.backend(), p + u' ' + n); }},
-    {u"dismiss"_s, [](auto &ui, auto &, auto &) { set(ui.object(kBox), u"visible 0"_s); }},
     {u"deactivate"_s, [](auto &ui, auto &, auto &) { ui.deactivate(); }},
     {u"activate"_s, [](auto &ui, auto &, auto &) { ui.activate(); }},
     {u"maximise"_s, [](auto &ui, auto &, auto &) { ui.window()->showMaximized(); }},
@@ -234,16 +244,14 @@ const QHash<QString, Step> kSteps = {
     {u"quit"_s, quit},
     {u"ungrab"_s, ungrab},
     {u"connect"_s, [](auto &ui, auto &, auto &) { QVERIFY(ui.connectPod()); }},
-    {u"cut"_s, [](auto &ui, auto &, auto &) { ui.pod().drop(); }},
-    {u"reply"_s, [](auto &ui, auto &hex,
-                    auto &) { ui.pod().send(sealed(QByteArray::fromHex(hex.toLatin1()))); }},
-    {u"query"_s, [](auto &ui, auto &, auto &) { ui.backend().queryVersion(); }},
-    {u"sent"_s, [](auto &ui, auto &f, auto &rest) { EXPECT_FRAMES(ui.pod(), f + u' ' + rest); }},
-    {u"await"_s, awaitFrame},
+    {u"cut"_s, cutLink},
+    {u"reply"_s, reply},
+    {u"sent"_s, [](auto &ui, auto &f, auto &rest) { EXPECT_FRAMES(ui.pod(), joined(f, rest)); }},
+    {u"await"_s,
+     [](auto &ui, auto &f, auto &rest) { QTRY_VERIFY(ui.pod().count(joined(f, rest)) > 0); }},
     {u"moved"_s, moved},
     {u"see"_s, see},
-    {u"box"_s,
-     [](auto &ui, auto &text, auto &rest) { seeBox(ui, (text + u' ' + rest).trimmed()); }},
+    {u"box"_s, seeBox},
     {u"kept"_s, [](auto &ui, auto &key, auto &v) { QCOMPARE(ui.setting(key).toString(), v); }},
 };
 
@@ -300,19 +308,6 @@ QObject *UiHarness::object(const QString &name) const
     return found;
 }
 
-QQuickItem *UiHarness::item(const QString &name) const
-{
-    auto *found = qobject_cast<QQuickItem *>(object(name));
-    if (!found)
-        qFatal("UiHarness: %s is no item", qPrintable(name));
-    return found;
-}
-
-QVariant UiHarness::property(const QString &name, const char *property) const
-{
-    return object(name)->property(property);
-}
-
 QPoint UiHarness::at(const QString &name, QPointF point) const
 {
     QPoint place;
@@ -323,11 +318,6 @@ QPoint UiHarness::at(const QString &name, QPointF point) const
     };
     await(isLaidOut, name + u" is in the window"_s);
     return place;
-}
-
-QPoint UiHarness::centre(const QString &name) const
-{
-    return at(name, item(name)->boundingRect().center());
 }
 
 void UiHarness::play(const QString &steps)

@@ -40,15 +40,21 @@ public:
     }
     bool connectPod() { return m_backend->connectTCP(QStringLiteral("127.0.0.1"), m_pod.port()); }
 
-    /// The test process ends if there is no such object or item.
+    /// The test process ends if there is no such object.
     QObject *object(const QString &name) const;
-    QQuickItem *item(const QString &name) const;
-    QVariant property(const QString &name, const char *property) const;
+    QQuickItem *item(const QString &name) const { return qobject_cast<QQuickItem *>(object(name)); }
+    QVariant property(const QString &name, const char *property) const
+    {
+        return object(name)->property(property);
+    }
     QString text(const QString &name) const { return property(name, "text").toString(); }
     /// The window position of a point of the item, or of its centre, once the layout has followed
     /// the window's size.
     QPoint at(const QString &name, QPointF point) const;
-    QPoint centre(const QString &name) const;
+    QPoint centre(const QString &name) const
+    {
+        return at(name, item(name)->boundingRect().center());
+    }
 
     /// Does as the operator would, step by step, separated by "; ", until the test has failed:
     ///     down W, up W, tap W, repeat W   click C, rightclick C, press C, release C, move C
@@ -58,10 +64,9 @@ public:
     ///     drag X Y, dragto X Y, drop X Y  presses the video's centre and moves so far from it
     ///     wheel ANGLE                     over the video, a notch up is 120
     ///     page NUMBER                     opens the drawer on that page
-    ///     dismiss                         closes the message box, if there is one
     ///     maximise, minimise, deactivate, activate, close, quit, ungrab   done to the window
     ///     set C PROPERTY INT, backend PROPERTY INT   what no operator can do
-    ///     connect, cut, query, reply HEX  done to the link; the frame gets length and checksum
+    ///     connect, cut, reply HEX         done to the link; the frame gets length and checksum
     ///     sent FRAMES                     as EXPECT_FRAMES
     ///     await FRAME                     waits for it, and keeps it
     ///     moved FRAMES                    the same, of a command's repeats only one
