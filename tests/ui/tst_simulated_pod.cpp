@@ -6,6 +6,7 @@
 #include <QTest>
 
 #include <memory>
+#include <tuple>
 
 using namespace Qt::StringLiterals;
 
@@ -24,8 +25,7 @@ QByteArray contentOf(const QString &path)
 
 } // namespace
 
-/// What takes a whole pod: clicks on its picture, and not the item around it nor the controls above
-/// it; upgrades from the drawer's buttons to the image in the bootloader.
+/// What takes a whole pod: clicks on its picture, upgrades from the drawer's buttons.
 class TestSimulatedPod : public QObject
 {
     Q_OBJECT
@@ -88,15 +88,11 @@ void TestSimulatedPod::enteredAddressIsPlayed()
 
 void TestSimulatedPod::clickPointsIntoThePicture()
 {
-    struct Row
-    {
-        QSize window;
-        QPointF fraction;
-        QPoint target;
-    };
-    for (const auto &[window, fraction, target] :
-         {Row{kWide, {0.25, 0.75}, {64, 191}}, Row{kWide, {0.01, 0.01}, {3, 3}},
-          Row{kTall, {0.5, 0.5}, {128, 128}}, Row{kTall, {0.99, 0.99}, {252, 252}}}) {
+    using Row = std::tuple<QSize, QPointF, QPoint>;
+    for (const auto &[window, fraction, target] : {Row{kWide, {0.25, 0.75}, {64, 191}},
+                                                   {kWide, {0.01, 0.01}, {3, 3}},
+                                                   {kTall, {0.5, 0.5}, {128, 128}},
+                                                   {kTall, {0.99, 0.99}, {252, 252}}}) {
         resize(window);
         for (const char command : {'\x10', '\x11'}) { // turn there, track there
             m_ui->backend().setIsTracking(command == '\x11');

@@ -81,10 +81,6 @@ constexpr auto kRows = std::to_array<Row>({
      "connect; reply ee0600002d0102000307; page 0; see b7nsettinglayout visible true; page 2; "
      "see kjgrowCombo count 30; see wcbutton visible false; "
      "see continuousdistancerow visible false; see laserlightrow visible false"},
-    {"model with thermal camera, range finder and laser",
-     "connect; reply ee060000240102000307; page 0; see b7nsettinglayout visible false; page 2; "
-     "see kjgrowCombo count 30; see wcbutton visible true; "
-     "see continuousdistancerow visible true; see laserlightrow visible true"},
 });
 
 } // namespace
@@ -103,6 +99,7 @@ private slots:
     void linkFormsConnectStoreAndTell();
     void pageTurnedWhileConnecting();
     void languageChangesEverythingAndIsKept();
+    void joystickIsAssigned();
 };
 
 void TestWindow::showsWhatIsSo_data()
@@ -171,6 +168,19 @@ void TestWindow::languageChangesEverythingAndIsKept()
             }
         }
     }
+}
+
+void TestWindow::joystickIsAssigned()
+{
+    UiHarness ui;
+    ui.play(u"page 4; pick axisFunction_y 2; click axisInverted_y; pick btn2_1 3; "
+            "pick combo2_2 10; set podControlDrawer visible 0"_s);
+    const auto *joystick = ui.property(u"podControlDrawer"_s, "joystick").value<QObject *>();
+    QCOMPARE(joystick->property("backend").value<QObject *>(), &ui.backend());
+    QCOMPARE(joystick->property("axisFunctions").value<QList<int>>().at(1), 2);
+    QVERIFY(joystick->property("axisInverted").value<QList<bool>>().at(1));
+    QCOMPARE(joystick->property("shortActions").value<QList<int>>().at(1), 2);
+    QCOMPARE(joystick->property("longActions").value<QList<int>>().at(1), 9);
 }
 
 QTEST_MAIN(TestWindow)
