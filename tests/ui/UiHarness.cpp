@@ -111,20 +111,10 @@ QPoint fromCentre(UiHarness &ui, const QString &x, const QString &y)
     return ui.centre(kVideo) + QPoint(x.toInt(), y.toInt());
 }
 
-void moveTo(UiHarness &ui, const QString &x, const QString &y)
-{
-    QTest::mouseMove(ui.window(), fromCentre(ui, x, y));
-}
-
 void drag(UiHarness &ui, const QString &x, const QString &y)
 {
     mouse(ui, QTest::mousePress, ui.centre(kVideo));
-    moveTo(ui, x, y);
-}
-
-void drop(UiHarness &ui, const QString &x, const QString &y)
-{
-    mouse(ui, QTest::mouseRelease, fromCentre(ui, x, y));
+    QTest::mouseMove(ui.window(), fromCentre(ui, x, y));
 }
 
 /// The system's repeat of a held key, then a press not marked as one, as X11 tells it when asked
@@ -172,11 +162,6 @@ void cutLink(UiHarness &ui, const QString &, const QString &)
     await([&] { return !ui.backend().isConnected(); }, u"lose the link"_s);
 }
 
-void reply(UiHarness &ui, const QString &hex, const QString &)
-{
-    ui.pod().send(sealed(QByteArray::fromHex(hex.toLatin1())));
-}
-
 void set(QObject *object, const QString &propertyAndValue)
 {
     object->setProperty(qPrintable(propertyAndValue.section(u' ', 0, 0)),
@@ -216,6 +201,12 @@ void seeBox(UiHarness &ui, const QString &first, const QString &rest)
     QTRY_COMPARE_WITH_TIMEOUT(ui.boxText(), joined(first, rest), kWaitMs);
 }
 
+/// In the settings file of the working directory.
+QString stored(const QString &key)
+{
+    return QSettings(kSettingsFile, QSettings::IniFormat).value(key).toString();
+}
+
 const QHash<QString, Step> kSteps = {
     {u"down"_s, withKey(QTest::keyPress)},
     {u"up"_s, withKey(QTest::keyRelease)},
@@ -227,8 +218,10 @@ const QHash<QString, Step> kSteps = {
     {u"release"_s, atCentre(QTest::mouseRelease)},
     {u"move"_s, [](auto &ui, auto &c, auto &) { QTest::mouseMove(ui.window(), ui.centre(c)); }},
     {u"drag"_s, drag},
-    {u"dragto"_s, moveTo},
-    {u"drop"_s, drop},
+    {u"dragto"_s,
+     [](auto &ui, auto &x, auto &y) { QTest::mouseMove(ui.window(), fromCentre(ui, x, y)); }},
+    {u"drop"_s,
+     [](auto &ui, auto &x, auto &y) { mouse(ui, QTest::mouseRelease, fromCentre(ui, x, y)); }},
     {u"wheel"_s, turnWheel},
     {u"pick"_s, pick},
     {u"type"_s, type},
@@ -245,14 +238,15 @@ const QHash<QString, Step> kSteps = {
     {u"ungrab"_s, ungrab},
     {u"connect"_s, [](auto &ui, auto &, auto &) { QVERIFY(ui.connectPod()); }},
     {u"cut"_s, cutLink},
-    {u"reply"_s, reply},
+    {u"reply"_s, [](auto &ui, auto &hex,
+                    auto &) { ui.pod().send(sealed(QByteArray::fromHex(hex.toLatin1()))); }},
     {u"sent"_s, [](auto &ui, auto &f, auto &rest) { EXPECT_FRAMES(ui.pod(), joined(f, rest)); }},
     {u"await"_s,
      [](auto &ui, auto &f, auto &rest) { QTRY_VERIFY(ui.pod().count(joined(f, rest)) > 0); }},
     {u"moved"_s, moved},
     {u"see"_s, see},
     {u"box"_s, seeBox},
-    {u"kept"_s, [](auto &ui, auto &key, auto &v) { QCOMPARE(ui.setting(key).toString(), v); }},
+    {u"kept"_s, [](auto &, auto &key, auto &value) { QCOMPARE(stored(key), value); }},
 };
 
 } // namespace
@@ -352,9 +346,4 @@ void UiHarness::activate()
     m_otherWindow.reset();
     m_window->requestActivate();
     await([this] { return m_window->isActive(); }, u"give the focus"_s);
-}
-
-QVariant UiHarness::setting(const QString &key) const
-{
-    return QSettings(m_directory.filePath(kSettingsFile), QSettings::IniFormat).value(key);
 }

@@ -79,9 +79,6 @@ public:
     void deactivate();
     void activate();
 
-    /// The settings file as it stands on disk.
-    QVariant setting(const QString &key) const;
-
 private:
     QTemporaryDir m_directory;
     PodSocket m_pod;

@@ -95,7 +95,6 @@ constexpr auto kFrames = std::to_array<Row>({
 constexpr auto kRefusals = std::to_array<Row>({
     {"page 0; type urlInput http://x; click urlButton", "请输入以 rtsp:// 或 udp:// 开头的流地址"},
     {"cut; page 0; type ipInput 1.2.3.256; click tcpButton", "请输入正确的IP地址"},
-    {"cut; page 0; type ipInput 1.2.3; click tcpButton", "请输入正确的IP地址"},
     {"cut; page 0; type ipInput 1.2.3.4x; click tcpButton", "请输入正确的IP地址"},
     {"cut; page 0; type portInput 0; click tcpButton", "请输入正确的端口 (1-65535)"},
     {"cut; page 0; type portInput 65536; click tcpButton", "请输入正确的端口 (1-65535)"},
@@ -104,7 +103,6 @@ constexpr auto kRefusals = std::to_array<Row>({
     {"page 0; type ipaddresstext 1.2.3.4; click b7nSetButton",
      "请输入或选择正确的IP地址，网关，码率，分辨率和编码方式"},
     {"page 1; type pitchInput; click turnToButton", "请输入正确的俯仰和航向角度"},
-    {"page 1; type yawInput 1-; click turnToButton", "请输入正确的俯仰和航向角度"},
     {"page 2; type kjgrowCombo 41; click kjgzoomtobutton", "请输入正确的变倍倍数: 1-40"},
     {"page 2; type rcxrowCombo 0; click rcxzoomtobutton", "请输入正确的变倍倍数: 1-8"},
     {"page 6; type updatebaudRateInput 9600; click comupdateButton", "请选择固件文件"},
