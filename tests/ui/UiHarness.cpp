@@ -8,13 +8,13 @@
 #include <QGuiApplication>
 #include <QHash>
 #include <QQmlContext>
+#include <QRegularExpression>
 #include <QSettings>
 #include <QStyleHints>
 #include <QTest>
 #include <QWheelEvent>
 
 #include <functional>
-#include <mutex>
 
 using namespace Qt::StringLiterals;
 
@@ -24,19 +24,8 @@ constexpr int kWaitMs = 10000;
 const QString kSettingsFile = u"device_config.ini"_s;
 const QString kVideo = u"videoRenderer"_s;
 const QString kDrawer = u"podControlDrawer"_s;
-
-std::mutex s_mutex;
-QStringList s_warnings;
-QtMessageHandler s_previous = nullptr;
-
-void collectWarnings(QtMsgType type, const QMessageLogContext &context, const QString &text)
-{
-    if (type != QtDebugMsg && type != QtInfoMsg) {
-        const std::lock_guard lock(s_mutex);
-        s_warnings.append(text);
-    }
-    s_previous(type, context, text);
-}
+const QStringList kStops = {u"00 00 00 00"_s, u"00 60 00 00"_s, u"1d 04 00 00"_s};
+const QString kBox = u"customDialog"_s;
 
 /// Also finds what a Repeater made, which stands in no object tree.
 QQuickItem *visibleItem(QQuickItem *parent, const QString &name)
@@ -56,26 +45,44 @@ void await(const std::function<bool()> &condition, const QString &what)
         qFatal("UiHarness: in vain: %s", qPrintable(what));
 }
 
-void mouse(UiHarness &ui,
-           void (*act)(QWindow *, Qt::MouseButton, Qt::KeyboardModifiers, QPoint, int),
-           QPoint position, Qt::MouseButton button = Qt::LeftButton)
+using MouseAct = void (*)(QWindow *, Qt::MouseButton, Qt::KeyboardModifiers, QPoint, int);
+using KeyAct = void (*)(QWindow *, Qt::Key, Qt::KeyboardModifiers, int);
+/// What follows the step's name: mostly the name of a control, and then all the rest.
+using Step = std::function<void(UiHarness &ui, const QString &name, const QString &rest)>;
+
+void mouse(UiHarness &ui, MouseAct act, QPoint position)
 {
-    act(ui.window(), button, {}, position, -1);
+    act(ui.window(), Qt::LeftButton, {}, position, -1);
 }
 
-void pick(UiHarness &ui, const QString &box, int index)
+Step atCentre(MouseAct act, Qt::MouseButton button = Qt::LeftButton)
+{
+    return [=](UiHarness &ui, auto &name, auto &) {
+        act(ui.window(), button, {}, ui.centre(name), -1);
+    };
+}
+
+Qt::Key keyOf(const QString &name) { return QKeySequence(name)[0].key(); }
+
+Step withKey(KeyAct act)
+{
+    return [=](UiHarness &ui, auto &name, auto &) { act(ui.window(), keyOf(name), {}, -1); };
+}
+
+void pick(UiHarness &ui, const QString &box, const QString &index)
 {
     // An editable combo box has its arrow on the right, and its text on the left.
     mouse(ui, QTest::mouseClick, ui.at(box, {ui.item(box)->width() - 10, 15}));
     const auto *popup = ui.property(box, "popup").value<QObject *>();
     await([&] { return popup->property("opened").toBool(); }, box + u" opens"_s);
     auto *list = popup->property("contentItem").value<QQuickItem *>();
-    QMetaObject::invokeMethod(list, "positionViewAtIndex", Q_ARG(int, index), Q_ARG(int, 4));
+    const int row = index.toInt();
+    QMetaObject::invokeMethod(list, "positionViewAtIndex", Q_ARG(int, row), Q_ARG(int, 4));
     QQuickItem *entry = nullptr;
     const auto findEntry = [&] {
-        return QMetaObject::invokeMethod(list, "itemAtIndex", Q_RETURN_ARG(QQuickItem *, entry),
-                                         Q_ARG(int, index))
-               && entry;
+        QMetaObject::invokeMethod(list, "itemAtIndex", Q_RETURN_ARG(QQuickItem *, entry),
+                                  Q_ARG(int, row));
+        return entry != nullptr;
     };
     await(findEntry, box + u" has the entry"_s);
     mouse(ui, QTest::mouseClick, entry->mapToScene(entry->boundingRect().center()).toPoint());
@@ -91,80 +98,155 @@ void type(UiHarness &ui, const QString &field, const QString &text)
         QTest::keyClick(ui.window(), character.toLatin1());
 }
 
-void turnWheel(UiHarness &ui, int angle)
+void turnWheel(UiHarness &ui, const QString &angle, const QString &)
 {
     const QPointF position = ui.centre(kVideo);
-    QWheelEvent event(position, ui.window()->mapToGlobal(position), {}, {0, angle}, Qt::NoButton,
-                      Qt::NoModifier, Qt::NoScrollPhase, false);
+    QWheelEvent event(position, ui.window()->mapToGlobal(position), {}, {0, angle.toInt()},
+                      Qt::NoButton, Qt::NoModifier, Qt::NoScrollPhase, false);
     QCoreApplication::sendEvent(ui.window(), &event);
 }
 
-QPoint dragged(const UiHarness &ui, const QStringList &words)
+QPoint fromCentre(UiHarness &ui, const QString &x, const QString &y)
 {
-    return ui.centre(kVideo) + QPoint(words.at(1).toInt(), words.at(2).toInt());
+    return ui.centre(kVideo) + QPoint(x.toInt(), y.toInt());
 }
 
-Qt::Key key(const QStringList &words) { return QKeySequence(words.at(1))[0].key(); }
+void drag(UiHarness &ui, const QString &x, const QString &y)
+{
+    mouse(ui, QTest::mousePress, ui.centre(kVideo));
+    QTest::mouseMove(ui.window(), fromCentre(ui, x, y));
+}
 
-using Step = std::function<void(UiHarness &, const QStringList &)>;
+/// The system's repeat of a held key, then a press not marked as one, as X11 tells it when asked
+/// to.
+void repeatKey(UiHarness &ui, const QString &key, const QString &)
+{
+    for (const auto &[type, isRepeat] : {std::pair(QEvent::KeyRelease, true),
+                                         {QEvent::KeyPress, true},
+                                         {QEvent::KeyPress, false}}) {
+        QKeyEvent event(type, keyOf(key), Qt::NoModifier, {}, isRepeat);
+        QCoreApplication::sendEvent(ui.window(), &event);
+    }
+}
+
+void openPage(UiHarness &ui, const QString &page, const QString &)
+{
+    ui.item(kDrawer)->setVisible(true);
+    mouse(ui, QTest::mouseClick, ui.centre(u"pageButton"_s + page));
+    await([&] { return ui.property(kDrawer, "currentPage").toString() == page; },
+          u"page "_s + page);
+}
+
+void openMenu(UiHarness &ui, const QString &button, const QString &menu)
+{
+    mouse(ui, QTest::mouseClick, ui.centre(button));
+    await([&] { return ui.property(menu, "opened").toBool(); }, menu + u" opens"_s);
+}
+
+void quit(UiHarness &, const QString &, const QString &)
+{
+    QMetaObject::invokeMethod(
+        qApp, [] { QCoreApplication::exit(); }, Qt::QueuedConnection);
+    QCoreApplication::exec();
+}
+
+void ungrab(UiHarness &ui, const QString &, const QString &)
+{
+    for (auto *item : ui.window()->findChildren<QQuickItem *>())
+        item->ungrabMouse();
+}
+
+void cutLink(UiHarness &ui, const QString &, const QString &)
+{
+    ui.pod().drop();
+    await([&] { return !ui.backend().isConnected(); }, u"lose the link"_s);
+}
+
+void set(QObject *object, const QString &propertyAndValue)
+{
+    object->setProperty(qPrintable(propertyAndValue.section(u' ', 0, 0)),
+                        propertyAndValue.section(u' ', 1).toInt());
+}
+
+void see(UiHarness &ui, const QString &name, const QString &propertyAndValue)
+{
+    const auto seen = [&] {
+        const QVariant value = ui.property(name, qPrintable(propertyAndValue.section(u' ', 0, 0)));
+        return value.userType() == QMetaType::QUrl ? value.toUrl().fileName() : value.toString();
+    };
+    QTRY_COMPARE_WITH_TIMEOUT(seen(), propertyAndValue.section(u' ', 1), kWaitMs);
+}
+
+QString joined(const QString &first, const QString &rest)
+{
+    return rest.isEmpty() ? first : first + u' ' + rest;
+}
+
+void moved(UiHarness &ui, const QString &first, const QString &rest)
+{
+    const auto motions = [&] {
+        QStringList merged;
+        for (const QString &frame : ui.pod().frames()) {
+            if (merged.isEmpty() || merged.last() != frame || kStops.contains(frame))
+                merged.append(frame);
+        }
+        return merged.join(u", "_s);
+    };
+    QTRY_COMPARE_WITH_TIMEOUT(motions(), joined(first, rest), kWaitMs);
+    ui.pod().take();
+}
+
+void seeBox(UiHarness &ui, const QString &first, const QString &rest)
+{
+    QTRY_COMPARE_WITH_TIMEOUT(ui.boxText(), joined(first, rest), kWaitMs);
+}
+
+/// In the settings file of the working directory.
+QString stored(const QString &key)
+{
+    return QSettings(kSettingsFile, QSettings::IniFormat).value(key).toString();
+}
 
 const QHash<QString, Step> kSteps = {
-    {u"down"_s, [](auto &ui, auto &words) { QTest::keyPress(ui.window(), key(words)); }},
-    {u"up"_s, [](auto &ui, auto &words) { QTest::keyRelease(ui.window(), key(words)); }},
-    {u"tap"_s, [](auto &ui, auto &words) { QTest::keyClick(ui.window(), key(words)); }},
-    {u"click"_s, [](auto &ui, auto &words) { mouse(ui, QTest::mouseClick, ui.centre(words[1])); }},
-    {u"rightclick"_s,
-     [](auto &ui, auto &words) {
-         mouse(ui, QTest::mouseClick, ui.centre(words[1]), Qt::RightButton);
-     }},
-    {u"press"_s, [](auto &ui, auto &words) { mouse(ui, QTest::mousePress, ui.centre(words[1])); }},
-    {u"release"_s,
-     [](auto &ui, auto &words) { mouse(ui, QTest::mouseRelease, ui.centre(words[1])); }},
-    {u"move"_s, [](auto &ui, auto &words) { QTest::mouseMove(ui.window(), ui.centre(words[1])); }},
-    {u"drag"_s,
-     [](auto &ui, auto &words) {
-         mouse(ui, QTest::mousePress, ui.centre(kVideo));
-         QTest::mouseMove(ui.window(), dragged(ui, words));
-     }},
-    {u"drop"_s, [](auto &ui, auto &words) { mouse(ui, QTest::mouseRelease, dragged(ui, words)); }},
-    {u"wheel"_s, [](auto &ui, auto &words) { turnWheel(ui, words[1].toInt()); }},
-    {u"pick"_s, [](auto &ui, auto &words) { pick(ui, words[1], words[2].toInt()); }},
-    {u"type"_s, [](auto &ui, auto &words) { type(ui, words[1], words.value(2)); }},
-    {u"page"_s, [](auto &ui, auto &words) { ui.openPage(Page(words[1].toInt())); }},
-    {u"menu"_s,
-     [](auto &ui, auto &words) {
-         mouse(ui, QTest::mouseClick, ui.centre(words[1]));
-         await([&] { return ui.property(words[2], "opened").toBool(); }, words[2] + u" opens"_s);
-     }},
-    {u"set"_s,
-     [](auto &ui, auto &words) {
-         ui.object(words[1])->setProperty(qPrintable(words[2]), words[3].toInt());
-     }},
-    {u"backend"_s,
-     [](auto &ui, auto &words) {
-         ui.backend().setProperty(qPrintable(words[1]), words[2].toInt());
-     }},
-    {u"dismiss"_s,
-     [](auto &ui, auto &) {
-         const QString box = u"customDialog"_s;
-         ui.object(box)->setProperty("visible", false);
-         await([&] { return !ui.property(box, "visible").toBool(); }, u"dismiss the message"_s);
-     }},
-    {u"deactivate"_s, [](auto &ui, auto &) { ui.deactivate(); }},
-    {u"activate"_s, [](auto &ui, auto &) { ui.activate(); }},
-    {u"minimise"_s, [](auto &ui, auto &) { ui.window()->showMinimized(); }},
-    {u"hide"_s, [](auto &ui, auto &) { ui.window()->hide(); }},
-    {u"close"_s, [](auto &ui, auto &) { ui.window()->close(); }},
-    {u"quit"_s,
-     [](auto &, auto &) {
-         QMetaObject::invokeMethod(qApp, &QCoreApplication::quit, Qt::QueuedConnection);
-         QCoreApplication::exec();
-     }},
-    {u"ungrab"_s,
-     [](auto &ui, auto &) {
-         for (auto *item : ui.window()->template findChildren<QQuickItem *>())
-             item->ungrabMouse();
-     }},
+    {u"down"_s, withKey(QTest::keyPress)},
+    {u"up"_s, withKey(QTest::keyRelease)},
+    {u"tap"_s, withKey(QTest::keyClick)},
+    {u"repeat"_s, repeatKey},
+    {u"click"_s, atCentre(QTest::mouseClick)},
+    {u"rightclick"_s, atCentre(QTest::mouseClick, Qt::RightButton)},
+    {u"press"_s, atCentre(QTest::mousePress)},
+    {u"release"_s, atCentre(QTest::mouseRelease)},
+    {u"move"_s, [](auto &ui, auto &c, auto &) { QTest::mouseMove(ui.window(), ui.centre(c)); }},
+    {u"drag"_s, drag},
+    {u"dragto"_s,
+     [](auto &ui, auto &x, auto &y) { QTest::mouseMove(ui.window(), fromCentre(ui, x, y)); }},
+    {u"drop"_s,
+     [](auto &ui, auto &x, auto &y) { mouse(ui, QTest::mouseRelease, fromCentre(ui, x, y)); }},
+    {u"wheel"_s, turnWheel},
+    {u"pick"_s, pick},
+    {u"type"_s, type},
+    {u"page"_s, openPage},
+    {u"menu"_s, openMenu},
+    {u"set"_s, [](auto &ui, auto &c, auto &rest) { set(ui.object(c), rest); }},
+    {u"backend"_s, [](auto &ui, auto &p, auto &n) { set(&ui.backend(), p + u' ' + n); }},
+    {u"deactivate"_s, [](auto &ui, auto &, auto &) { ui.deactivate(); }},
+    {u"activate"_s, [](auto &ui, auto &, auto &) { ui.activate(); }},
+    {u"maximise"_s, [](auto &ui, auto &, auto &) { ui.window()->showMaximized(); }},
+    {u"minimise"_s, [](auto &ui, auto &, auto &) { ui.window()->showMinimized(); }},
+    {u"close"_s, [](auto &ui, auto &, auto &) { ui.window()->close(); }},
+    {u"quit"_s, quit},
+    {u"ungrab"_s, ungrab},
+    {u"connect"_s, [](auto &ui, auto &, auto &) { QVERIFY(ui.connectPod()); }},
+    {u"cut"_s, cutLink},
+    {u"reply"_s, [](auto &ui, auto &hex,
+                    auto &) { ui.pod().send(sealed(QByteArray::fromHex(hex.toLatin1()))); }},
+    {u"sent"_s, [](auto &ui, auto &f, auto &rest) { EXPECT_FRAMES(ui.pod(), joined(f, rest)); }},
+    {u"await"_s,
+     [](auto &ui, auto &f, auto &rest) { QTRY_VERIFY(ui.pod().count(joined(f, rest)) > 0); }},
+    {u"moved"_s, moved},
+    {u"see"_s, see},
+    {u"box"_s, seeBox},
+    {u"kept"_s, [](auto &, auto &key, auto &value) { QCOMPARE(stored(key), value); }},
 };
 
 } // namespace
@@ -178,33 +260,27 @@ void UiHarness::prepare()
     QGuiApplication::setQuitOnLastWindowClosed(false);
     // A platform without a theme has none, and then no control is ever hovered.
     QGuiApplication::styleHints()->setUseHoverEffects(true);
-    s_previous = qInstallMessageHandler(collectWarnings);
 }
 
-QStringList UiHarness::warnings()
-{
-    const std::lock_guard lock(s_mutex);
-    return s_warnings;
-}
+void UiHarness::failOnAnyWarning() { QTest::failOnWarning(QRegularExpression(u"."_s)); }
 
 UiHarness::UiHarness(const QByteArray &settings, bool connected)
-    : m_oldDirectory(QDir::currentPath())
-    , m_backend(std::make_unique<CMain>())
+    : m_backend(std::make_unique<CMain>())
     , m_engine(std::make_unique<QQmlApplicationEngine>())
 {
     QDir::setCurrent(m_directory.path());
-    if (!settings.isEmpty()) {
-        QFile file(kSettingsFile);
-        if (!file.open(QIODevice::WriteOnly) || file.write(settings) != settings.size())
-            qFatal("UiHarness: no settings file");
-    }
+    QFile file(kSettingsFile);
+    if (!file.open(QIODevice::WriteOnly) || file.write(settings) != settings.size())
+        qFatal("UiHarness: no settings file");
+    file.close();
     m_engine->rootContext()->setContextProperty(u"cMain"_s, m_backend.get());
     compat::loadMain(*m_engine);
     if (m_engine->rootObjects().isEmpty())
         qFatal("UiHarness: Main.qml does not load");
     m_window = qobject_cast<QQuickWindow *>(m_engine->rootObjects().constFirst());
     activate();
-    await([this] { return property({}, "streamStarted").toBool(); }, u"paint the window"_s);
+    await([this] { return property(u"window"_s, "streamStarted").toBool(); },
+          u"paint the window"_s);
     if (connected && !connectPod())
         qFatal("UiHarness: the pod's socket was not reached");
 }
@@ -213,16 +289,12 @@ UiHarness::~UiHarness()
 {
     m_engine.reset();
     m_backend.reset();
-    QDir::setCurrent(m_oldDirectory);
+    QDir::setCurrent(QDir::tempPath());
 }
-
-VideoRenderer *UiHarness::video() const { return qobject_cast<VideoRenderer *>(object(kVideo)); }
-
-bool UiHarness::connectPod() { return m_backend->connectTCP(u"127.0.0.1"_s, m_pod.port()); }
 
 QObject *UiHarness::object(const QString &name) const
 {
-    QObject *found = name.isEmpty() ? m_window : m_window->findChild<QObject *>(name);
+    QObject *found = name == u"window" ? m_window : m_window->findChild<QObject *>(name);
     if (!found)
         found = visibleItem(m_window->contentItem(), name);
     if (!found)
@@ -230,52 +302,34 @@ QObject *UiHarness::object(const QString &name) const
     return found;
 }
 
-QQuickItem *UiHarness::item(const QString &name) const
-{
-    auto *found = qobject_cast<QQuickItem *>(object(name));
-    if (!found)
-        qFatal("UiHarness: %s is no item", qPrintable(name));
-    return found;
-}
-
-QVariant UiHarness::property(const QString &name, const char *property) const
-{
-    return object(name)->property(property);
-}
-
 QPoint UiHarness::at(const QString &name, QPointF point) const
 {
-    return item(name)->mapToScene(point).toPoint();
-}
-
-QPoint UiHarness::centre(const QString &name) const
-{
-    return at(name, item(name)->boundingRect().center());
+    QPoint place;
+    const auto isLaidOut = [&] {
+        place = item(name)->mapToScene(point).toPoint();
+        return m_window->contentItem()->size().toSize() == m_window->size()
+               && QRect({}, m_window->size()).contains(place);
+    };
+    await(isLaidOut, name + u" is in the window"_s);
+    return place;
 }
 
 void UiHarness::play(const QString &steps)
 {
     for (const QString &step : steps.split(u"; "_s, Qt::SkipEmptyParts)) {
-        const QStringList words = step.split(u' ');
-        const auto perform = kSteps.value(words.first());
+        const auto perform = kSteps.value(step.section(u' ', 0, 0));
         if (!perform)
             qFatal("UiHarness: no step %s", qPrintable(step));
-        perform(*this, words);
+        perform(*this, step.section(u' ', 1, 1), step.section(u' ', 2));
         QCoreApplication::processEvents();
+        if (QTest::currentTestFailed())
+            return;
     }
-}
-
-void UiHarness::openPage(Page page)
-{
-    item(kDrawer)->setVisible(true);
-    play(u"click pageButton%1"_s.arg(page));
-    if (property(kDrawer, "currentPage").toInt() != page)
-        qFatal("UiHarness: no page %d", page);
 }
 
 QString UiHarness::boxText() const
 {
-    return property(u"customDialog"_s, "opened").toBool() ? text(u"dialogText"_s) : QString();
+    return property(kBox, "opened").toBool() ? text(u"dialogText"_s) : QString();
 }
 
 void UiHarness::deactivate()
@@ -292,21 +346,4 @@ void UiHarness::activate()
     m_otherWindow.reset();
     m_window->requestActivate();
     await([this] { return m_window->isActive(); }, u"give the focus"_s);
-}
-
-QRect UiHarness::shownTip() const
-{
-    const QQuickItem *bubble = nullptr;
-    for (const QQuickItem *layer : m_window->contentItem()->childItems()) {
-        for (const QQuickItem *item : layer->childItems()) {
-            if (item->objectName() == u"tipBubble" && item->isVisible())
-                bubble = item;
-        }
-    }
-    return bubble ? bubble->mapRectToScene(bubble->boundingRect()).toAlignedRect() : QRect();
-}
-
-QVariant UiHarness::setting(const QString &key) const
-{
-    return QSettings(m_directory.filePath(kSettingsFile), QSettings::IniFormat).value(key);
 }

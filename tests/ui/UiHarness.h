@@ -13,17 +13,11 @@
 
 #include <memory>
 
-enum Page { Info, Gimbal, Functions, Sbus, Joystick, Positioning, Firmware };
-
 /// The whole interface, run for a test: the real QML in its window, the real backend connected
 /// over TCP to a PodSocket, the real video item, a working directory of its own with the settings
-/// file. Controls are addressed by their objectName, the window by an empty one.
+/// file. Controls are addressed by their objectName, the window by "window".
 ///
-///     UiHarness ui;                          // no stream, connected, window active
-///     ui.play(u"menu hzhbutton hzhMenu; click mousekjg"_s);
-///     EXPECT_FRAMES(ui.pod(), u"14 00 02 00"_s);
-///
-/// Call UiHarness::prepare() once, in initTestCase.
+/// Call UiHarness::prepare() once, in initTestCase, and failOnAnyWarning() in init.
 class UiHarness
 {
 public:
@@ -31,6 +25,8 @@ public:
     static const QByteArray kNoStream;
 
     static void prepare();
+    /// A warning of Qt or QML fails the test function under way, row by row.
+    static void failOnAnyWarning();
 
     explicit UiHarness(const QByteArray &settings = kNoStream, bool connected = true);
     ~UiHarness();
@@ -38,52 +34,52 @@ public:
     CMain &backend() { return *m_backend; }
     PodSocket &pod() { return m_pod; }
     QQuickWindow *window() const { return m_window; }
-    VideoRenderer *video() const;
+    VideoRenderer *video() const
+    {
+        return qobject_cast<VideoRenderer *>(object(QStringLiteral("videoRenderer")));
+    }
+    bool connectPod() { return m_backend->connectTCP(QStringLiteral("127.0.0.1"), m_pod.port()); }
 
-    /// Connects over TCP; true when the backend says so.
-    bool connectPod();
-
-    /// The test process ends if there is no such object or item.
+    /// The test process ends if there is no such object.
     QObject *object(const QString &name) const;
-    QQuickItem *item(const QString &name) const;
-    QVariant property(const QString &name, const char *property) const;
+    QQuickItem *item(const QString &name) const { return qobject_cast<QQuickItem *>(object(name)); }
+    QVariant property(const QString &name, const char *property) const
+    {
+        return object(name)->property(property);
+    }
     QString text(const QString &name) const { return property(name, "text").toString(); }
-    /// The window position of a point of the item, or of its centre.
+    /// The window position of a point of the item, or of its centre, once the layout has followed
+    /// the window's size.
     QPoint at(const QString &name, QPointF point) const;
-    QPoint centre(const QString &name) const;
+    QPoint centre(const QString &name) const
+    {
+        return at(name, item(name)->boundingRect().center());
+    }
 
-    /// Does as the operator would, step by step, separated by ";". Steps name a key (W), a control
-    /// (photobutton) or a distance in pixels:
-    ///     down W, up W, tap W             click C, rightclick C, press C, release C
+    /// Does as the operator would, step by step, separated by "; ", until the test has failed:
+    ///     down W, up W, tap W, repeat W   click C, rightclick C, press C, release C, move C
     ///     menu C M                        opens the menu M by the button C and waits for it
     ///     pick C INDEX                    picks an entry of a combo box from its list
     ///     type C TEXT                     replaces what stands in a field; no TEXT: empties it
-    ///     drag X Y, drop X Y              presses the video's centre and moves so far; lets go
-    ///     move C                          moves the pointer
+    ///     drag X Y, dragto X Y, drop X Y  presses the video's centre and moves so far from it
     ///     wheel ANGLE                     over the video, a notch up is 120
     ///     page NUMBER                     opens the drawer on that page
-    ///     dismiss                         closes the message box, if there is one
-    ///     deactivate, activate, minimise, hide, close, quit, ungrab    what happens to the window
+    ///     maximise, minimise, deactivate, activate, close, quit, ungrab   done to the window
     ///     set C PROPERTY INT, backend PROPERTY INT   what no operator can do
+    ///     connect, cut, reply HEX         done to the link; the frame gets length and checksum
+    ///     sent FRAMES                     as EXPECT_FRAMES
+    ///     await FRAME                     waits for it, and keeps it
+    ///     moved FRAMES                    the same, of a command's repeats only one
+    ///     see C PROPERTY VALUE            waits for it; of a URL only the file name counts
+    ///     box TEXT, kept KEY VALUE        what the message box says, what the settings file holds
     void play(const QString &steps);
 
-    void openPage(Page page);
     /// What the open message box says; empty when there is none.
     QString boxText() const;
     void deactivate();
     void activate();
 
-    /// The window's rectangle of the tooltip that is open; null when none is.
-    QRect shownTip() const;
-
-    /// The settings file as it stands on disk.
-    QVariant setting(const QString &key) const;
-
-    /// Warnings and errors that Qt or QML logged since prepare(); the tests end with it empty.
-    static QStringList warnings();
-
 private:
-    QString m_oldDirectory;
     QTemporaryDir m_directory;
     PodSocket m_pod;
     std::unique_ptr<CMain> m_backend;

@@ -1,163 +1,186 @@
+#include "SilentListener.h"
 #include "UiHarness.h"
 
-#include <QSignalSpy>
+#include <QRegularExpression>
 #include <QTest>
+#include <QTimer>
+
+#include <array>
 
 using namespace Qt::StringLiterals;
 
-static constexpr int kWaitMs = 10000;
+namespace {
 
-/// What the window shows of the pod, of the video and of the settings file.
+constexpr int kWaitMs = 10000;
+constexpr int kTurnMs = 1000; // into a connect that takes three times as long
+
+struct Row
+{
+    const char *name;
+    const char *steps;
+    const char *settings = "[RTSP]\nrtspIp=\n";
+};
+
+constexpr auto kRows = std::to_array<Row>({
+    {"pod's state",
+     "connect; page 1; click informationButton; set podControlDrawer visible 0; "
+     "see recordbutton icon record.png; "
+     // Yaw -1234 tenths, zoom step 3, tracking, recording; then the pod falls silent.
+     "reply ee01000000000000002efb0301000000000000000000000000010000; "
+     "see yawValue text -123.4; see zoomText text 3X; see recordbutton icon pause-solid.svg; "
+     "see imageLoader source tingzhigenzong.png; click recordbutton; sent 12 02 00 00; "
+     "see yawValue color #ffa500; "
+     "reply ee010000000000000000000000000000000000000000000000000000; "
+     "see yawValue color #ffffff"},
+    {"stored settings",
+     "see videoRenderer source bad://stream; page 0; see ipInput text 10.1.2.3; "
+     "see portInput text 4001; see baudRateInput text 57600; page 1; "
+     "see comboboxlanguage currentIndex 1",
+     "[RTSP]\nrtspIp=bad://stream\n[TCP]\ndeviceIp=10.1.2.3\ndevicePort=4001\n"
+     "[COM]\nbaudRate=57600\n[%General]\nlanguageIndex=1\n"},
+    {"without a link nothing is taken over",
+     "click photobutton; see statusText text Error: Not connected, nothing was sent; "
+     "page 2; click laserlightrowSwitch; box Not connected, nothing was sent; set customDialog "
+     "visible 0; "
+     "see laserlightrowSwitch checked false; pick followframesizecombo 2; "
+     "box Not connected, nothing was sent; see followframesizecombo currentIndex -1",
+     "[RTSP]\nrtspIp=\n[%General]\nlanguageIndex=1\n"},
+    {"maximised and restored", "click maxButton; see window visibility Maximized; click maxButton; "
+                               "see window visibility Windowed; "
+                               // By the window system: the button restores now.
+                               "maximise; click maxButton; see window visibility Windowed"},
+    {"encoder form shows the pod and writes it back",
+     "connect; page 0; reply ee09000a0000050402010a000001; see ipaddresstext text 10.00.00.05; "
+     "see bitratecombo displayText 1.5Mbit/s; see resolutioncombo displayText 1280x720; "
+     "type gatewaytext 10.0.0.254; pick encodetypecombo 1; click b7nSetButton; "
+     "sent ee 87 0f 0a 00 00 05 04 02 02 0a 00 00 fe a3"},
+    {"channel map is written only as read",
+     "connect; page 3; click sbusSetButton; sent 1e 00 00 00; " // queries instead
+     "box 尚未读取吊舱的通道分配，未写入。\n正在查询，请核对后再设置。; tap Escape; "
+     "box 读取超时; set customDialog visible 0; " // the pod keeps silent
+     "reply ee0400000102030405060708090a0b127172737475767778797a7b; "
+     // No channel, and kept all the same
+     "see sbusChoice11 displayText CH11; see sbusChoice12 displayText 18; "
+     "pick sbusChoice12 16; click sbusSetButton; "
+     "sent ee 82 1c 00 01 02 03 04 05 06 07 08 09 0a 0b 10 71 72 73 74 75 76 77 78 79 7a 7b f0; "
+     // What was sent is still there after a look elsewhere, and forgotten with its link.
+     "set customDialog visible 0; page 0; page 3; see sbusChoice12 displayText CH16; "
+     "cut; see sbusChoice0 enabled false; connect; click sbusSetButton; sent 1e 00 00 00"},
+    {"position plan follows the pod",
+     "connect; page 5; click mapStartButton; "
+     "see planNotice text 吊舱未上报目标位置\n吊舱未上报飞机位置; "
+     // 22.5000000 and -1.0000000 degrees in units of 1e-7; the aircraft's are not known.
+     "reply ee010000000000000000000000403a690d806967ff00000000000000; "
+     "see latitudeField text 22.500000; see longitudeField text -1.000000; "
+     "see planView centreLatitude 22.5; see distanceField text -"},
+    {"model with thermal camera, range finder, laser and encoder",
+     "connect; reply ee060000630102000307; page 0; see b7nsettinglayout visible true; page 2; "
+     "see kjgrowCombo count 40; see wcbutton visible true; "
+     "see continuousdistancerow visible true; see laserlightrow visible true"},
+    {"model with encoder",
+     "connect; reply ee0600002d0102000307; page 0; see b7nsettinglayout visible true; page 2; "
+     "see kjgrowCombo count 30; see wcbutton visible false; "
+     "see continuousdistancerow visible false; see laserlightrow visible false"},
+});
+
+} // namespace
+
+/// What the window and its drawer make of the pod's replies, of the link and of the operator's
+/// settings.
 class TestWindow : public QObject
 {
     Q_OBJECT
 
 private slots:
     void initTestCase() { UiHarness::prepare(); }
-    void cleanupTestCase() { QCOMPARE(UiHarness::warnings(), QStringList()); }
-    void followsThePod();
-    void silentPodIsMarked();
-    void settingsAreRead_data();
-    void settingsAreRead();
-    void statusLineTellsErrorsAndVideoState();
-    void titleBarButtons();
-    void nothingOverlapsInTheSmallestWindow();
+    void init() { UiHarness::failOnAnyWarning(); }
+    void showsWhatIsSo_data();
+    void showsWhatIsSo();
+    void linkFormsConnectStoreAndTell();
+    void pageTurnedWhileConnecting();
+    void languageChangesEverythingAndIsKept();
+    void joystickIsAssigned();
 };
 
-void TestWindow::followsThePod()
+void TestWindow::showsWhatIsSo_data()
 {
-    UiHarness ui;
-    const auto pictureOf = [&](const QString &name, const char *property) {
-        return ui.property(name, property).toUrl().fileName();
-    };
-    QCOMPARE(pictureOf(u"recordbutton"_s, "icon"), u"record.png"_s);
-    QVERIFY(!ui.item(u"closetrackbutton"_s)->isVisible());
-    ui.backend().setIsTracking(true);
-    QVERIFY(ui.item(u"closetrackbutton"_s)->isVisible());
-    QCOMPARE(pictureOf(u"imageLoader"_s, "source"), u"kaishigenzong.png"_s);
-    QVERIFY(!ui.item(u"podInfo"_s)->isVisible());
-    ui.window()->setProperty("isPodInfoValuesShow", true);
-    QVERIFY(ui.item(u"podInfo"_s)->isVisible());
-
-    // Yaw -1234 tenths, zoom step 3, tracking, recording.
-    ui.pod().send(statusFrame({{9, 0x2e}, {10, 0xfb}, {11, 3}, {12, 1}, {25, 1}}));
-    QTRY_COMPARE_WITH_TIMEOUT(ui.text(u"yawValue"_s), u"-123.4"_s, kWaitMs);
-    QCOMPARE(ui.text(u"latValue"_s), u"0.000000"_s);
-    QCOMPARE(ui.text(u"zoomText"_s), u"3X"_s);
-    QCOMPARE(pictureOf(u"imageLoader"_s, "source"), u"tingzhigenzong.png"_s);
-    QCOMPARE(pictureOf(u"recordbutton"_s, "icon"), u"pause-solid.svg"_s);
-    ui.play(u"click recordbutton"_s);
-    EXPECT_FRAMES(ui.pod(), u"12 02 00 00"_s);
+    QTest::addColumn<QString>("steps");
+    QTest::addColumn<QByteArray>("settings");
+    for (const Row &row : kRows)
+        QTest::newRow(row.name) << QString::fromUtf8(row.steps) << QByteArray(row.settings);
 }
 
-void TestWindow::silentPodIsMarked()
+void TestWindow::showsWhatIsSo()
 {
-    UiHarness ui;
-    const auto colour = [&](const QString &name) { return ui.property(name, "color").toString(); };
-    const QString fresh = colour(u"yawValue"_s);
-    const QString freshState = colour(u"controlconnectstate"_s);
-    QTRY_VERIFY_WITH_TIMEOUT(ui.backend().statusStale(), kWaitMs);
-    QVERIFY(colour(u"yawValue"_s) != fresh);
-    QVERIFY(colour(u"controlconnectstate"_s) != freshState);
-    QCOMPARE(ui.text(u"controlconnectstate"_s), u"已连接"_s);
-    ui.pod().send(statusFrame({}));
-    QTRY_COMPARE_WITH_TIMEOUT(colour(u"yawValue"_s), fresh, kWaitMs);
-    // A link that is gone is not stale.
-    QTRY_VERIFY_WITH_TIMEOUT(ui.backend().statusStale(), kWaitMs);
-    ui.pod().drop();
-    QTRY_COMPARE_WITH_TIMEOUT(ui.text(u"controlconnectstate"_s), u"未连接"_s, kWaitMs);
-    QVERIFY(!ui.backend().statusStale());
+    QFETCH(QString, steps);
+    QFETCH(QByteArray, settings);
+    UiHarness ui(settings, false);
+    ui.play(steps);
 }
 
-void TestWindow::settingsAreRead_data()
-{
-    QTest::addColumn<QByteArray>("file");
-    QTest::addColumn<QVariantList>("values"); // url, address, port, baud rate, language
-    QTest::newRow("missing keys give the defaults")
-        << QByteArray("[RTSP]\nrtspIp=\n")
-        << QVariantList{QString(), u"192.168.10.20"_s, 2000, 115200, 0};
-    QTest::newRow("everything from the file")
-        << QByteArray("[RTSP]\nrtspIp=bad://stream\n[TCP]\ndeviceIp=10.1.2.3\ndevicePort=4001\n"
-                      "[COM]\nbaudRate=57600\nportName=COM7\n[%General]\nlanguageIndex=1\n")
-        << QVariantList{u"bad://stream"_s, u"10.1.2.3"_s, 4001, 57600, 1};
-}
-
-void TestWindow::settingsAreRead()
-{
-    QFETCH(QByteArray, file);
-    QFETCH(QVariantList, values);
-    UiHarness ui(file, false);
-    QVariantList read;
-    for (const char *name :
-         {"rtspUrl", "oldDeviceIp", "oldDevicePort", "oldBaudRate", "oldLanguageIndex"})
-        read.append(ui.property({}, name));
-    QCOMPARE(read, values);
-    QCOMPARE(ui.property({}, "oldComPort").toString(), u"COM1"_s);
-    QCOMPARE(ui.video()->source(), values.first().toString());
-    QCOMPARE(ui.backend().languageIndex(), values.last().toInt());
-}
-
-void TestWindow::statusLineTellsErrorsAndVideoState()
+void TestWindow::linkFormsConnectStoreAndTell()
 {
     UiHarness ui(UiHarness::kNoStream, false);
-    const auto line = [&] { return ui.text(u"statusText"_s); };
-    QCOMPARE(ui.text(u"controlconnectstate"_s), u"未连接"_s);
-    ui.play(u"click photobutton"_s);
-    QCOMPARE(line(), u"错误: 未连接，无法发送数据"_s);
-    emit ui.video()->errorOccurred(u"坏了"_s);
-    QCOMPARE(line(), u"错误: 坏了"_s);
-    QCOMPARE(ui.property(u"statusText"_s, "color").value<QColor>(), QColor(Qt::red));
-    QTRY_COMPARE_WITH_TIMEOUT(line(), u"状态: "_s + ui.video()->status(), kWaitMs);
-    emit ui.video()->connectionLost();
-    QCOMPARE(line(), u"连接丢失，重连中..."_s);
-    emit ui.video()->connectionRestored();
-    QCOMPARE(line(), u"连接恢复"_s);
-    QCOMPARE(ui.property(u"statusText"_s, "color").value<QColor>(), QColor(u"green"_s));
+    ui.play(
+        u"page 0; type ipInput 127.0.0.01; type portInput %1; click tcpButton; "
+        "see statusText text TCP 连接成功; kept TCP/deviceIp 127.0.0.1; kept TCP/devicePort %1; "
+        "page 1"_s // which the greeting survives
+            .arg(ui.pod().port()));
+    const QString greeting = ui.pod().next(2);
+    QVERIFY2(greeting.startsWith(u"ee 83 0a "_s) && greeting.endsWith(u", 1e 02 00 00"_s),
+             qPrintable(greeting));
+    ui.play(u"page 0; click tcpButton; see statusText text TCP 连接已断开; "
+            "type portslist /dev/no-such-port; click comButton; kept COM/baudRate 115200"_s);
+    QVERIFY(!ui.backend().isConnected());
+    QTRY_VERIFY_WITH_TIMEOUT(ui.boxText().startsWith(u"串口连接失败"_s), kWaitMs);
 }
 
-void TestWindow::titleBarButtons()
+void TestWindow::pageTurnedWhileConnecting()
 {
-    UiHarness ui;
-    const QQuickItem *area = ui.item(u"titleMoveArea"_s);
-    QCOMPARE(area->mapRectToScene(area->boundingRect()),
-             QRectF(0, 0, ui.window()->width() - 90, 20)); // left of the buttons
-    const auto isMaxed = [&] {
-        return ui.window()->property("header").value<QObject *>()->property("isMaxed").toBool();
-    };
-    ui.play(u"click maxButton"_s);
-    QTRY_COMPARE_WITH_TIMEOUT(ui.window()->visibility(), QWindow::Maximized, kWaitMs);
-    QVERIFY(isMaxed());
-    ui.play(u"click maxButton"_s);
-    QTRY_COMPARE_WITH_TIMEOUT(ui.window()->visibility(), QWindow::Windowed, kWaitMs);
-    QVERIFY(!isMaxed());
-    ui.window()->showMaximized(); // by the window system, not the button
-    QTRY_VERIFY_WITH_TIMEOUT(isMaxed(), kWaitMs);
-    ui.play(u"click minButton"_s);
-    QTRY_COMPARE_WITH_TIMEOUT(ui.window()->visibility(), QWindow::Minimized, kWaitMs);
-    QVERIFY(isMaxed()); // what it will be again
-    const QSignalSpy quit(qmlEngine(ui.window()), &QQmlEngine::quit);
-    ui.window()->showNormal();
-    ui.play(u"click closeButton"_s);
-    QCOMPARE(quit.count(), 1);
+    const SilentListener silent;
+    UiHarness ui("[RTSP]\nrtspIp=\n[TCP]\ndeviceIp=127.0.0.1\ndevicePort="
+                     + QByteArray::number(silent.port()),
+                 false);
+    // Within the wait for the silent pod, which serves events.
+    bool turned = false;
+    QTimer::singleShot(kTurnMs, ui.window(), [&] {
+        turned = ui.backend().connectionType() == u"TCP"_s && !ui.backend().isConnected();
+        ui.play(u"page 1"_s);
+    });
+    ui.play(u"page 0; click tcpButton"_s);
+    QTRY_VERIFY_WITH_TIMEOUT(ui.boxText().contains(u"TCP 连接失败"_s), kWaitMs);
+    QVERIFY(turned);
 }
 
-void TestWindow::nothingOverlapsInTheSmallestWindow()
+void TestWindow::languageChangesEverythingAndIsKept()
 {
     UiHarness ui;
-    ui.window()->resize(ui.window()->minimumSize());
-    ui.window()->setProperty("isPodInfoValuesShow", true);
-    ui.play(u"backend isManualFocus 1; backend isTracking 1"_s);
-    const QQuickItem *video = ui.video();
-    QTRY_COMPARE_WITH_TIMEOUT(video->width(), 798, kWaitMs);
-    QList<QRectF> taken;
-    for (const QString &name : {u"podSettings"_s, u"podControlsTools"_s, u"podInfo"_s,
-                                u"manualfocusbuttons"_s, u"closetrackbutton"_s}) {
-        const QRectF rect = ui.item(name)->mapRectToScene(ui.item(name)->boundingRect());
-        QVERIFY2(video->mapRectToScene(video->boundingRect()).contains(rect), qPrintable(name));
-        for (const QRectF &other : std::as_const(taken))
-            QVERIFY2(!other.intersects(rect), qPrintable(name));
-        taken.append(rect);
+    ui.play(u"page 2; pick followframesizecombo 0; page 1; pick comboboxlanguage 1; "
+            "see photobutton tip Take photo; see controlconnectstate text Connected; "
+            "kept General/languageIndex 1"_s);
+    static const QRegularExpression chinese(u"[\\x{4e00}-\\x{9fff}]"_s);
+    for (int page = 0; page <= 6; ++page) {
+        ui.play(u"page %1"_s.arg(page));
+        for (const auto *item : ui.item(u"podControlDrawer"_s)->findChildren<QQuickItem *>()) {
+            for (const char *name : {"text", "label", "tip", "displayText", "placeholderText"}) {
+                const QString text = item->property(name).toString();
+                QVERIFY2(text == u"中文" || !text.contains(chinese), qPrintable(text));
+            }
+        }
     }
+}
+
+void TestWindow::joystickIsAssigned()
+{
+    UiHarness ui;
+    ui.play(u"page 4; pick axisFunction_y 2; click axisInverted_y; pick btn2_1 3; "
+            "pick combo2_2 10; set podControlDrawer visible 0"_s);
+    const auto *joystick = ui.property(u"podControlDrawer"_s, "joystick").value<QObject *>();
+    QCOMPARE(joystick->property("backend").value<QObject *>(), &ui.backend());
+    QCOMPARE(joystick->property("axisFunctions").value<QList<int>>().at(1), 2);
+    QVERIFY(joystick->property("axisInverted").value<QList<bool>>().at(1));
+    QCOMPARE(joystick->property("shortActions").value<QList<int>>().at(1), 2);
+    QCOMPARE(joystick->property("longActions").value<QList<int>>().at(1), 9);
 }
 
 QTEST_MAIN(TestWindow)

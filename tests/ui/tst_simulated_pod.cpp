@@ -1,0 +1,177 @@
+#include "PodSim.h"
+#include "UiHarness.h"
+#include "firmware/online/OnlineUpgrade.h"
+
+#include <QFile>
+#include <QTest>
+
+#include <memory>
+#include <tuple>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr int kWaitMs = 60000;
+constexpr QSize kWide{1400, 600};                        // bars left and right of the picture
+constexpr QSize kTall{900, 900};                         // and above and below it
+const QString kSteering = u"00 08 00 80, 00 00 00 00"_s; // W, tapped
+
+QByteArray contentOf(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+} // namespace
+
+/// What takes a whole pod: clicks on its picture, upgrades from the drawer's buttons.
+class TestSimulatedPod : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void init() { UiHarness::failOnAnyWarning(); }
+    void enteredAddressIsPlayed();
+    void clickPointsIntoThePicture();
+    void clickBesideThePicturePointsNowhere();
+    void clickOnAControlPointsNowhere();
+    void onlineUpgrade();
+    void localUpgrade();
+    void cleanupTestCase() { m_ui.reset(); }
+
+private:
+    void resize(QSize size);
+    /// Clicks at a fraction of the picture, 0 to 1 on each axis.
+    void clickPicture(QPointF fraction);
+
+    PodSim m_sim;
+    std::unique_ptr<UiHarness> m_ui;
+    QTemporaryDir m_folder;
+    QString m_image = m_folder.filePath(u"image.bin"_s);
+    QString m_received = m_folder.filePath(u"received.bin"_s);
+    QByteArray m_bytes;
+};
+
+void TestSimulatedPod::initTestCase()
+{
+    UiHarness::prepare();
+    m_ui = std::make_unique<UiHarness>();
+    for (int i = 0; i < 3000; ++i)
+        m_bytes.append(static_cast<char>(i * 7 + i / 256));
+    QFile file(m_image);
+    QVERIFY(file.open(QIODevice::WriteOnly) && file.write(m_bytes) == m_bytes.size());
+}
+
+void TestSimulatedPod::resize(QSize size)
+{
+    m_ui->window()->resize(size);
+    QTRY_COMPARE_WITH_TIMEOUT(m_ui->video()->width(), size.width() - 2, kWaitMs);
+}
+
+void TestSimulatedPod::clickPicture(QPointF fraction)
+{
+    const QRectF picture = m_ui->video()->contentRect();
+    const QPointF point(fraction.x() * picture.width(), fraction.y() * picture.height());
+    QTest::mouseClick(m_ui->window(), Qt::LeftButton, {},
+                      m_ui->at(u"videoRenderer"_s, picture.topLeft() + point));
+}
+
+void TestSimulatedPod::enteredAddressIsPlayed()
+{
+    m_ui->play(
+        u"page 0; type urlInput %1; click urlButton; kept RTSP/rtspIp %1; "
+        "see videoRenderer source %1; set podControlDrawer visible 0"_s.arg(m_sim.rtspUrl()));
+    QTRY_VERIFY_WITH_TIMEOUT(!m_ui->video()->contentRect().isEmpty(), kWaitMs);
+}
+
+void TestSimulatedPod::clickPointsIntoThePicture()
+{
+    using Row = std::tuple<QSize, QPointF, QPoint>;
+    for (const auto &[window, fraction, target] : {Row{kWide, {0.25, 0.75}, {64, 191}},
+                                                   {kWide, {0.01, 0.01}, {3, 3}},
+                                                   {kTall, {0.5, 0.5}, {128, 128}},
+                                                   {kTall, {0.99, 0.99}, {252, 252}}}) {
+        resize(window);
+        for (const char command : {'\x10', '\x11'}) { // turn there, track there
+            m_ui->backend().setIsTracking(command == '\x11');
+            clickPicture(fraction);
+            const QByteArray frame = QByteArray::fromHex(m_ui->pod().next(1).toLatin1());
+            QCOMPARE(frame.first(2), QByteArray(1, command) + '\0');
+            // Rounding to whole pixels may shift by one.
+            QVERIFY2(qAbs(uchar(frame[2]) - target.x()) <= 1, frame.toHex());
+            QVERIFY2(qAbs(uchar(frame[3]) - target.y()) <= 1, frame.toHex());
+        }
+    }
+    m_ui->backend().setIsTracking(false);
+}
+
+void TestSimulatedPod::clickBesideThePicturePointsNowhere()
+{
+    resize(kWide);
+    clickPicture({-0.01, 0.5});
+    resize(kTall);
+    clickPicture({0.5, 1.02});
+    emit m_ui->video()->connectionLost(); // as the item does, its picture still shown
+    clickPicture({0.5, 0.5});
+    m_ui->play(u"tap W"_s);
+    EXPECT_FRAMES(m_ui->pod(), kSteering);
+    emit m_ui->video()->connectionRestored();
+}
+
+void TestSimulatedPod::clickOnAControlPointsNowhere()
+{
+    resize({1080, 720});
+    const QString focus = u"1d 02 00 00, 1d 04 00 00, "_s;
+    const QString steps =
+        u"rightclick %1; click %1; press %1; dragto 60 0; dragto 0 0; release %1; "
+        "tap W; sent %2"_s; // the drag is the control's, too
+    m_ui->play(steps.arg(u"podControlsTools"_s, kSteering));
+    m_ui->play(steps.arg(u"podSettings"_s, kSteering));
+    m_ui->play(u"backend isManualFocus 1; "_s
+               + steps.arg(u"plusButton"_s, focus + focus + kSteering));
+    m_ui->play(u"set podControlDrawer visible 1; "_s + steps.arg(u"podControlDrawer"_s, kSteering));
+    clickPicture({0.1, 0.5});
+    QVERIFY(m_ui->pod().next(1).startsWith(u"10 00 "));
+    m_ui->video()->stop();
+}
+
+void TestSimulatedPod::onlineUpgrade()
+{
+    PodSim sim({u"--upgrade-bootloader"_s, u"--image"_s, m_received, u"--upgrade-server"_s, m_image,
+                u"--upgrade-port"_s, u"0"_s});
+    UiHarness ui;
+    OnlineUpgrade::Environment environment;
+    environment.listPorts = [&sim] {
+        return QList<SerialPortEntry>{{sim.ptyPath(), pod_port::kVendorId, pod_port::kProductId}};
+    };
+    environment.worker.settleMs = 20;
+    environment.worker.serverAddress = u"127.0.0.1"_s;
+    environment.worker.serverPort = sim.upgradePort();
+    ui.backend().onlineUpgrade()->setEnvironment(environment);
+    // The pod's port is the bootloader's now, and leaving the page does not strand the run.
+    ui.play(u"page 6; click updateButton; see window gimbalConnected false; page 0; page 6; "
+            "see updateButton enabled false"_s);
+    QTRY_COMPARE_WITH_TIMEOUT(ui.backend().upgradeProgress(), 101, kWaitMs);
+    QTRY_COMPARE_WITH_TIMEOUT(contentOf(m_received), m_bytes, kWaitMs);
+    ui.play(u"see progressBackground shown 100; click completeButton; "
+            "see updateButton enabled true"_s);
+    QFile::remove(m_received);
+}
+
+void TestSimulatedPod::localUpgrade()
+{
+    const PodSim sim({u"--bootloader"_s, u"--image"_s, m_received});
+    UiHarness ui;
+    ui.play(
+        u"page 6; type filedirectionInput %1; type updateportslist %2; click comupdateButton"_s.arg(
+            m_image, sim.ptyPath()));
+    QTRY_COMPARE_WITH_TIMEOUT(ui.backend().upgradeProgress(), 100, kWaitMs);
+    QCOMPARE(contentOf(m_received), m_bytes);
+    ui.play(u"see localUpgradeText text "_s + ui.backend().localUpgradeText());
+    QVERIFY(!ui.backend().localUpgradeRunning());
+}
+
+QTEST_MAIN(TestSimulatedPod)
+#include "tst_simulated_pod.moc"
