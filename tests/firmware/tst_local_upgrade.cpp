@@ -1,13 +1,13 @@
 // The local upgrade against podsim's bootloader on a pseudo terminal, and against lrzsz.
 
 #include "CMain.h"
+#include "Files.h"
 #include "LogCatcher.h"
 #include "PodSim.h"
 #include "bootloader/AnswerQueue.h"
 #include "control/PtyControlLink.h"
 #include "firmware/local/LocalUpgrade.h"
 
-#include <QFile>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
@@ -31,20 +31,6 @@ constexpr int kShortMs = 400; // sound steps are answered in time on a busy mach
 constexpr qsizetype kThreeBlocks = 2500;
 constexpr QLatin1String kSuccess{"Transfer complete successfully!"};
 
-QByteArray mixedBytes(qsizetype size)
-{
-    QByteArray bytes(size, '\0');
-    for (qsizetype i = 0; i < size; ++i)
-        bytes[i] = char(i * 31 + i / 256);
-    return bytes;
-}
-
-QByteArray contentOf(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(no file)");
-}
-
 } // namespace
 
 class TestLocalUpgrade : public QObject
@@ -60,7 +46,11 @@ private slots:
     void consoleRefusesShowsAndDiesInMidTransfer();
 
 private:
-    QString firmware(const QString &name, const QByteArray &content);
+    QString firmware(const QString &name, const QByteArray &content)
+    {
+        return writeFile(m_folder.filePath(name), content);
+    }
+
     /// True once an upgrade on podsim has come to an end.
     bool run(const QString &file);
 
@@ -75,14 +65,6 @@ void TestLocalUpgrade::init()
     QCOMPARE(m_upgrade.state(), State::Idle);
     m_upgrade.setTimeouts({});
     m_sim.fault(u"clear"_s);
-}
-
-QString TestLocalUpgrade::firmware(const QString &name, const QByteArray &content)
-{
-    QFile file(m_folder.filePath(name));
-    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
-        qFatal("cannot write %s", qPrintable(file.fileName()));
-    return file.fileName();
 }
 
 bool TestLocalUpgrade::run(const QString &file)
@@ -210,7 +192,7 @@ void TestLocalUpgrade::faultsEndAsTheyShould()
 void TestLocalUpgrade::erasingFlashMayTakeForEver()
 {
     const QString file = firmware(u"wait.bin"_s, mixedBytes(kThreeBlocks));
-    m_upgrade.setTimeouts({.blockMs = kShortMs});
+    m_upgrade.setTimeouts({.newBootMs = 2 * kShortMs, .blockMs = kShortMs});
     for (const auto &[fault, state] : {std::pair(u"at phrase silent"_s, State::PhraseSent),
                                        {u"at ready noise 00"_s, State::HeaderAccepted}}) {
         PodSim sim({u"--bootloader"_s, u"--fault"_s, fault});
