@@ -43,7 +43,7 @@ private slots:
     void faultsEndAsTheyShould();
     void erasingFlashMayTakeForEver();
     void lrzszTakesOurBlocks();
-    void consoleRefusesShowsAndDiesInMidTransfer();
+    void consoleRefusesAndDiesInMidTransfer();
 
 private:
     QString firmware(const QString &name, const QByteArray &content)
@@ -247,7 +247,7 @@ void TestLocalUpgrade::lrzszTakesOurBlocks()
     QCOMPARE(contentOf(folder.filePath(u"固件.bin"_s)), content);
 }
 
-void TestLocalUpgrade::consoleRefusesShowsAndDiesInMidTransfer()
+void TestLocalUpgrade::consoleRefusesAndDiesInMidTransfer()
 {
     const QByteArray content = mixedBytes(kThreeBlocks);
     const QString file = firmware(u"console.bin"_s, content);
@@ -264,14 +264,6 @@ void TestLocalUpgrade::consoleRefusesShowsAndDiesInMidTransfer()
         QTRY_VERIFY_WITH_TIMEOUT(!console->localUpgradeRunning(), kEndMs);
         QVERIFY2(console->localUpgradeText().startsWith(text), qPrintable(text));
     }
-
-    m_sim.fault(u"at block:2 nak x1"_s);
-    console->updateFirmwareByCom(m_sim.ptyPath(), kBaud, file);
-    QCOMPARE(console->localUpgradeText(), u"Waiting for NEWBOOT..."_s);
-    QTRY_VERIFY_WITH_TIMEOUT(!console->localUpgradeRunning(), kEndMs);
-    QCOMPARE(console->localUpgradeText(), u"Transfer Abort: Unexpected response: 0x15"_s);
-    QCOMPARE(console->upgradeProgress(), 60); // keeps what it had: block 2 of 3
-    QCOMPARE(console->message(), QString());
 
     m_sim.fault(u"at block:3 silent"_s);
     console->updateFirmwareByCom(m_sim.ptyPath(), kBaud, file);

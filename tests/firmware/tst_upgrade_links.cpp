@@ -97,7 +97,6 @@ private slots:
     void packetsGoBothWays();
     void everyLossIsHealedByOneTry();
     void askedDisconnectionIsNotHealed();
-    void newConnectionReplacesTheOld();
 };
 
 void TestUpgradeLinks::portMovesBytesWithoutItsLock()
@@ -176,20 +175,24 @@ void TestUpgradeLinks::everyLossIsHealedByOneTry()
         link.peer->abort();
     }
     QVERIFY(link.isUp(4));
+    // A new connection replaces the old one, of which nothing more is heard.
+    QVERIFY(link.sendHalf());
+    link.connect();
+    QVERIFY(link.isUp(5));
     link.peer->write(NetPacket::of("whole").toBytes());
     QTRY_VERIFY_WITH_TIMEOUT(link.told.contains(u"whole"_s), kWaitMs);
     QCOMPARE(link.told.join(u' '),
-             u"connected error disconnected "_s.repeated(3) + u"connected whole"_s);
+             u"connected error disconnected "_s.repeated(3) + u"connected connected whole"_s);
 
     // A refusal is told and is no disconnection: nothing follows from it.
     const quint16 port = link.server.serverPort();
     link.server.close();
     link.peer->disconnectFromHost();
-    QTRY_COMPARE_WITH_TIMEOUT(link.told.mid(11).join(u' '), u"error disconnected error"_s, kWaitMs);
+    QTRY_COMPARE_WITH_TIMEOUT(link.told.mid(12).join(u' '), u"error disconnected error"_s, kWaitMs);
     QVERIFY(link.server.listen(QHostAddress::LocalHost, port));
     QTest::qWait(kReconnectMs + kNothingMs);
     QVERIFY(!link.server.hasPendingConnections());
-    QCOMPARE(link.told.size(), 14);
+    QCOMPARE(link.told.size(), 15);
 }
 
 void TestUpgradeLinks::askedDisconnectionIsNotHealed()
@@ -213,20 +216,6 @@ void TestUpgradeLinks::askedDisconnectionIsNotHealed()
     link.connect();
     QVERIFY(link.client.isUnconnected());
     QCOMPARE(link.accepted, 3);
-}
-
-void TestUpgradeLinks::newConnectionReplacesTheOld()
-{
-    Link link;
-    link.connect();
-    QVERIFY(link.isUp(1));
-    QVERIFY(link.sendHalf());
-    const QTcpSocket *const old = link.peer;
-    link.connect();
-    QVERIFY(link.isUp(2));
-    QTRY_COMPARE_WITH_TIMEOUT(old->state(), QAbstractSocket::UnconnectedState, kWaitMs);
-    link.peer->write(NetPacket::of("new").toBytes());
-    QTRY_COMPARE_WITH_TIMEOUT(link.told.join(u' '), u"connected connected new"_s, kWaitMs);
 }
 
 QTEST_GUILESS_MAIN(TestUpgradeLinks)

@@ -159,25 +159,17 @@ void TestWireFormats::lineFramesAreCutFromAStream()
         {'~' + QByteArray(255, 'A') + "~00\r", {"~00\r"}},
         {'~' + QByteArray(100000, 'A'), {}}, // no end in sight
     };
-    for (const auto &[bytes, frames] : rows) {
+    for (const auto &[bytes, frames] : rows)
         QCOMPARE(LineFrameAssembler().push(bytes), frames);
-        LineFrameAssembler bytewise;
-        QByteArrayList found;
-        for (const char byte : bytes)
-            found += bytewise.push(QByteArrayView(&byte, 1));
-        QCOMPARE(found, frames);
-    }
 }
 
 void TestWireFormats::packets()
 {
     QCOMPARE(NetPacket::of(QByteArray(0x12345, 'x')).toBytes().first(9),
              hex("33aa55fc 45230100 78"));
-    // Pieces in hexadecimal, and the payloads found in them.
+    // What is read at once, in hexadecimal, and the payloads found in it.
     const QList<std::pair<QByteArrayList, QByteArrayList>> rows{
-        {{"33aa55fc 03000000", "61", "6263"}, {"616263"}},
-        {{"33aa55fc 0100", "0000 41 33aa55fc 01000000 42"}, {"41", "42"}},
-        {{"33aa55fc 00000000"}, {""}},
+        {{"33aa55fc 03000000", "6162", "63 33aa55fc 00000000"}, {"616263", ""}},
         {{"33aa55fc 04000000 33aa55fc"}, {"33aa55fc"}},
         // A wrong header drops all that is there: the magic, its bytes turned round, the length.
         {{"00000000 00000000 33aa55fc 01000000 41", "33aa55fc 01000000 42"}, {"42"}},
@@ -185,14 +177,13 @@ void TestWireFormats::packets()
         {{"33aa55fc 01000010 41", "33aa55fc 01000000 42"}, {"42"}},
         {{"33aa55fc 00000010", "33aa55fc 01000000 42"}, {}}, // the longest that is waited for
     };
-    for (const auto &[pieces, payloads] : rows) {
+    for (const auto &[reads, payloads] : rows) {
         NetPacketAssembler assembler;
         QByteArrayList found;
-        for (const QByteArray &piece : pieces) {
-            assembler.append(QByteArray::fromHex(piece));
-            auto step = assembler.next();
-            for (; !std::holds_alternative<NetPacketAssembler::NeedsMore>(step);
-                 step = assembler.next())
+        for (const QByteArray &read : reads) {
+            assembler.append(hex(read));
+            NetPacketAssembler::Step step;
+            while (!std::holds_alternative<NetPacketAssembler::NeedsMore>(step = assembler.next()))
                 if (const auto *packet = std::get_if<NetPacket>(&step))
                     found.append(packet->payload.toHex());
         }
@@ -253,14 +244,13 @@ void TestWireFormats::portsAreChosenByTheirIds()
 {
     constexpr quint16 kVendor = 0x0483;
     constexpr quint16 kProduct = 0x56CE;
-    const QList<SerialPortEntry> others{{u"COM2"_s, {}, {}},
-                                        {u"COM3"_s, kVendor, quint16(0x5740)},
-                                        {u"COM4"_s, quint16(0x0484), kProduct},
-                                        {u"com1"_s, kVendor, kProduct}}; // never
-    QVERIFY(!pod_port::find(others));
-    const QList<SerialPortEntry> pods{{u"COM10"_s, kVendor, kProduct},
-                                      {u"COM5"_s, kVendor, kProduct}};
-    QCOMPARE(pod_port::find(others + pods)->name, u"COM10"_s);
+    QList<SerialPortEntry> ports{{u"COM2"_s, {}, {}},
+                                 {u"COM3"_s, kVendor, quint16(0x5740)},
+                                 {u"COM4"_s, quint16(0x0484), kProduct},
+                                 {u"com1"_s, kVendor, kProduct}}; // never
+    QVERIFY(!pod_port::find(ports));
+    ports += {{u"COM10"_s, kVendor, kProduct}, {u"COM5"_s, kVendor, kProduct}};
+    QCOMPARE(pod_port::find(ports)->name, u"COM10"_s);
 }
 
 QTEST_APPLESS_MAIN(TestWireFormats)
