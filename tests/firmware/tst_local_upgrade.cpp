@@ -88,11 +88,11 @@ void TestLocalUpgrade::imagesArriveAndEveryStepIsLogged()
     }
 
     const LogCatcher log;
-    QStringList told;
+    QString shown;
     QList<int> percents;
     QObject listener;
     connect(&m_upgrade, &LocalUpgrade::statusChanged, &listener,
-            [&] { told.append(m_upgrade.statusText()); });
+            [&] { shown += m_upgrade.statusText(); });
     connect(&m_upgrade, &LocalUpgrade::progressed, &listener,
             [&](int percent) { percents.append(percent); });
     QVERIFY(run(firmware(u"log.bin"_s, mixedBytes(kThreeBlocks))));
@@ -118,8 +118,7 @@ void TestLocalUpgrade::imagesArriveAndEveryStepIsLogged()
     }
     QCOMPARE(missing, QStringList());
     // The phrase is for the log and the line, not for those who watch the operator's screen.
-    QVERIFY(told.contains(u"Received 'NEWBOOT', sending the unlock phrase..."_s));
-    QVERIFY(!told.join(u'\n').contains(u"3f1a9c2e"_s));
+    QVERIFY(shown.contains(u"sending the unlock phrase..."_s) && !shown.contains(u"3f1a9c2e"_s));
 }
 
 void TestLocalUpgrade::faultsEndAsTheyShould()
