@@ -1,53 +1,48 @@
-// Bytes on the wires of both upgrades, against values worked out by hand: YModem blocks, frames of
-// the bootloader's line, packets of the upgrade server.
+// Bytes on the wires of both upgrades, against values worked out by hand, and what the
+// server-assisted one makes of images and orders that no simulated upgrade brings.
 
-#include "firmware/UpgradeLog.h"
 #include "firmware/local/Crc16.h"
 #include "firmware/local/YModemBlocks.h"
-#include "firmware/online/CommandFrameObject.h"
 #include "firmware/online/LineCoding.h"
 #include "firmware/online/LineFrameAssembler.h"
-#include "firmware/online/NetPacket.h"
-#include "firmware/online/ResponseFrameObject.h"
+#include "firmware/online/PodPortFinder.h"
+#include "firmware/online/UpgradeExchange.h"
 
 #include <QTest>
 
 #include <tuple>
 
 using namespace Qt::StringLiterals;
+using Stage = UpgradeExchange::Stage;
+using Status = ResponseFrameObject::ResponseStatus;
 
 namespace {
 
-QByteArray hex(const char *text) { return QByteArray::fromHex(text); }
+QByteArray hex(const QByteArray &text) { return QByteArray::fromHex(text); }
 
-struct Command
+CommandFrameObject command(quint8 type, const QByteArray &data = {})
 {
-    const char *raw; // in hexadecimal, as the data
-    quint8 type;
-    quint16 first;
-    quint16 second;
-    const char *data;
-};
+    CommandFrameObject frame;
+    frame.type = type;
+    frame.data = data;
+    return frame;
+}
 
-/// Feeds one piece and writes down what comes of it: "h3" header, "p616263" packet, "m0" wrong
-/// magic, "l..." impossible length.
-QString feed(NetPacketAssembler &assembler, const QByteArray &piece)
+/// What is sent ("3/2:116": first and second value, length of data), progress ("%3"), errors.
+QString words(const UpgradeExchange::Actions &actions)
 {
-    assembler.append(piece);
-    QStringList found;
-    while (true) {
-        const auto step = assembler.next();
-        if (std::holds_alternative<NetPacketAssembler::NeedsMore>(step))
-            return found.join(u' ');
-        if (const auto *header = std::get_if<NetPacketAssembler::HeaderRead>(&step))
-            found.append(u"h%1"_s.arg(header->length));
-        else if (const auto *magic = std::get_if<NetPacketAssembler::InvalidMagic>(&step))
-            found.append(u"m"_s + QString::number(magic->magic, 16));
-        else if (const auto *length = std::get_if<NetPacketAssembler::InvalidLength>(&step))
-            found.append(u"l%1"_s.arg(length->length));
-        else if (const auto *packet = std::get_if<NetPacket>(&step))
-            found.append(u"p"_s + QString::fromLatin1(packet->payload.toHex()));
+    QStringList list;
+    for (const auto &action : actions) {
+        if (const auto *sent = std::get_if<UpgradeExchange::SendCommand>(&action))
+            list.append(u"%1/%2:%3"_s.arg(sent->frame.firstValue)
+                            .arg(sent->frame.secondValue)
+                            .arg(sent->frame.data.size()));
+        else if (const auto *progress = std::get_if<UpgradeExchange::Progress>(&action))
+            list.append(u"%%1"_s.arg(progress->percent));
+        else if (const auto *error = std::get_if<UpgradeExchange::Error>(&action))
+            list.append(error->text);
     }
+    return list.join(u' ');
 }
 
 } // namespace
@@ -58,195 +53,187 @@ class TestWireFormats : public QObject
 
 private slots:
     void ymodemBlocks();
-    void commandBytes();
-    void commandsAreParsed();
+    void commands();
     void responses();
-    void lineCoding();
-    void lineFramesAreCutFromAStream();
+    void linesAndTheirStream();
     void packets();
+    void largestImage();
+    void oddPacketsUidsAndOrders();
+    void portsAreChosenByTheirIds();
 };
 
 void TestWireFormats::ymodemBlocks()
 {
     QCOMPARE(ymodem::crc16("123456789"_ba), 0x31C3);
-    QCOMPARE(ymodem::crc16("\xFF"_ba), 0x1EF0);
-    QCOMPARE(ymodem::crc16(QByteArray(128, '\0')), 0);
-
     QByteArray payload = "\xE5\x9B\xBA\xE4\xBB\xB6.bin|1025"; // the bar stands for a zero
     payload = payload.replace('|', '\0').leftJustified(128, '\0');
-    QByteArray block = ymodem::headerBlock(u"固件.bin"_s, 1025);
-    QCOMPARE(block.chopped(2), "\x01\x00\xFF"_ba + payload);
-    QCOMPARE(ymodem::crc16(block.sliced(3)), 0); // payload and CRC leave nothing
-    // The size is kept whole, at the cost of the name.
-    QCOMPARE(ymodem::headerBlock(QString(123, u'n'), 1048),
-             ymodem::headerBlock(QString(122, u'n'), 1048));
+    const QByteArray header = ymodem::headerBlock(u"固件.bin"_s, 1025);
+    QCOMPARE(header.chopped(2), "\x01\x00\xFF"_ba + payload);
     QCOMPARE(ymodem::nullHeaderBlock(), "\x01\x00\xFF"_ba + QByteArray(130, '\0'));
-
-    block = ymodem::dataBlock(QByteArray(255 * 1024, 'x') + "yz", 256, 1024);
-    QCOMPARE(block.chopped(2), "\x02\x00\xFFyz"_ba + QByteArray(1022, '\x1A'));
-    QCOMPARE(ymodem::crc16(block.sliced(3)), 0);
-    QCOMPARE(ymodem::dataBlock(QByteArray(130, 'x'), 2, 128).first(6), "\x01\x02\xFDxx\x1A"_ba);
-    QCOMPARE(upgrade_log::renderBytes("C ~\x06\x0A\x7F\xE5\x00"_ba),
-             u"C ~[0x06][0x0a][0x7f][0xe5][0x00]"_s);
+    const QByteArray last = ymodem::dataBlock(QByteArray(255 * 1024, 'x') + "yz", 256, 1024);
+    QCOMPARE(last.chopped(2), "\x02\x00\xFFyz"_ba + QByteArray(1022, '\x1A'));
+    for (const QByteArray &block : {header, last}) // payload and CRC leave nothing
+        QCOMPARE(ymodem::crc16(block.sliced(3)), 0);
 }
 
-void TestWireFormats::commandBytes()
+void TestWireFormats::commands()
 {
-    constexpr Command kRows[] = {
-        {"7e00000100010000fd5e0d", 0x00, 1, 1, ""}, // empty data becomes a zero
-        {"7e0100010001013a98fcd70d", 0x01, 1, 1, "3a98"},
-        {"7e23000100010001fd580d", 0x23, 1, 1, "01"},
-        {"7e231234abcd007ffcea0d", 0x23, 0x1234, 0xABCD, "7f"},
+    const QByteArray longest(CommandFrameObject::kDataMax, '\xFF');
+    // "00" five times and "FF" 257 times make a sum of 36460.
+    const QByteArray longestRaw = hex("7e0000000000ff") + longest + hex("71940d");
+    // Raw bytes, type, values, data, and whether we write it so too.
+    const QList<std::tuple<QByteArray, int, int, int, QByteArray, bool>> rows{
+        {hex("7e00000100010000fd5e0d"), 0x00, 1, 1, hex("00"), true},
+        {hex("7e0100010001013a98fcd70d"), 0x01, 1, 1, hex("3a98"), true},
+        {hex("7e23000100010001fd580d"), 0x23, 1, 1, hex("01"), true},
+        {longestRaw, 0x00, 0, 0, longest, true},
+        {hex("7e10018002ff00aaffff0d"), 0x10, 0x0080, 0x01FF, hex("aa"), false}, // signed low bytes
+        {hex("7e1000ff008000aa00000d"), 0x10, 0xFFFF, 0xFF80, hex("aa"), false}, // any checksum
+        {hex("7e10000100010323 0d7e2afd5d0d"), 0x10, 1, 1, hex("230d7e2a"), false},
     };
-    for (const Command &row : kRows) {
-        CommandFrameObject frame;
-        frame.type = row.type;
-        frame.firstValue = row.first;
-        frame.secondValue = row.second;
-        frame.data = hex(row.data);
-        const QByteArray raw = frame.toBytes();
-        QCOMPARE(raw.toHex(), row.raw);
-        const QByteArray line = upgrade::encodeLine(raw).value_or("nothing");
-        QCOMPARE(line, '~' + QByteArray(row.raw).chopped(2).sliced(2).toUpper() + '\r');
-        QCOMPARE(upgrade::decodeLine(line), raw);
+    for (const auto &[raw, type, first, second, data, ours] : rows) {
+        CommandFrameObject parsed;
+        QVERIFY2(parsed.fromBytes(raw), raw.toHex());
+        QCOMPARE(std::tuple(parsed.type, parsed.firstValue, parsed.secondValue, parsed.data),
+                 std::tuple(quint8(type), quint16(first), quint16(second), data));
+        if (ours)
+            QCOMPARE(parsed.toBytes().toHex(), raw.toHex());
     }
+    QCOMPARE(command(0, longest + 'x').toBytes(), QByteArray());
 
-    CommandFrameObject frame; // the longest
-    frame.data = QByteArray(CommandFrameObject::kDataMax, '\xFF');
-    const QByteArray raw = frame.toBytes();
-    QCOMPARE(raw.size(), 266);
-    QCOMPARE(raw.mid(5, 3), hex("00ffff"));
-    // "00" five times and "FF" 257 times make 36460.
-    QCOMPARE(raw.right(3), hex("71940d"));
-    CommandFrameObject parsed;
-    QVERIFY(parsed.fromBytes(raw));
-    QCOMPARE(parsed.data, frame.data);
-
-    frame.data.append('\xFF');
-    QCOMPARE(frame.toBytes(), QByteArray());
-}
-
-void TestWireFormats::commandsAreParsed()
-{
-    constexpr Command kRows[] = {
-        {"7e10017f020300aaffff0d", 0x10, 0x017F, 0x0203, "aa"},
-        {"7e10018002ff00aaffff0d", 0x10, 0x0080, 0x01FF, "aa"}, // low bytes are signed
-        {"7e1000ff008000aaffff0d", 0x10, 0xFFFF, 0xFF80, "aa"},
-        {"7e100001000100aa00000d", 0x10, 1, 1, "aa"}, // any checksum will do
-        {"7e10000100010000fd5d0d", 0x10, 1, 1, "00"},
-        {"7e10000100010323 0d7e2afd5d0d", 0x10, 1, 1, "230d7e2a"},
-    };
-    for (const Command &row : kRows) {
-        CommandFrameObject frame;
-        QVERIFY2(frame.fromBytes(hex(row.raw)), row.raw);
-        QCOMPARE(frame.type, row.type);
-        QCOMPARE(frame.firstValue, row.first);
-        QCOMPARE(frame.secondValue, row.second);
-        QCOMPARE(frame.data, hex(row.data));
-    }
     // Nothing, too short for data, response start, no end, length one short, one long, and FF.
     for (const char *raw :
          {"", "7e100001000100fd5d0d", "2310000100010000fd5d0d", "7e10000100010000fd5d0a",
-          "7e1000010001000000fd5d0d", "7e10000100010100fd5d0d", "7e1000010001ff00fd5d0d"}) {
-        CommandFrameObject frame;
-        frame.type = 0x55;
-        frame.data = "kept";
-        QVERIFY2(!frame.fromBytes(hex(raw)), raw);
-        QCOMPARE(frame.type, 0x55);
-        QCOMPARE(frame.data, "kept");
-    }
+          "7e1000010001000000fd5d0d", "7e10000100010100fd5d0d", "7e1000010001ff00fd5d0d"})
+        QVERIFY2(!CommandFrameObject().fromBytes(hex(raw)), raw);
 }
 
 void TestWireFormats::responses()
 {
     // The low byte is signed; statuses beyond 2 are all the same.
-    constexpr std::tuple<const char *, quint16, int> kRows[] = {
-        {"230001000d", 1, 0},   {"231234010d", 0x1234, 1}, {"230100020d", 0x100, 2},
-        {"230001070d", 1, 255}, {"230180ff0d", 0x80, 255}, {"2300ff030d", 0xFFFF, 255}};
-    for (const auto &[raw, index, status] : kRows) {
+    const QList<std::tuple<const char *, quint16, int>> rows{{"231234010d", 0x1234, 1},
+                                                             {"230100020d", 0x100, 2},
+                                                             {"230180ff0d", 0x80, 255},
+                                                             {"2300ff030d", 0xFFFF, 255}};
+    for (const auto &[raw, index, status] : rows) {
         ResponseFrameObject frame;
         QVERIFY2(frame.fromBytes(hex(raw)), raw);
         QCOMPARE(frame.index, index);
         QCOMPARE(int(frame.status), status);
-        frame.index = 0x1234;
-        QCOMPARE(frame.toBytes(), hex("231234") + char(status) + '\r');
+        frame.index = 0x12F4;
+        QCOMPARE(frame.toBytes(), hex("2312f4") + char(status) + '\r');
     }
-    for (const char *raw : {"2300010d", "23000100000d", "7e0001000d", "230001000a"}) {
-        ResponseFrameObject frame;
-        frame.index = 7;
-        QVERIFY2(!frame.fromBytes(hex(raw)), raw);
-        QCOMPARE(frame.index, 7);
-    }
+    for (const char *raw : {"2300010d", "23000100000d", "7e0001000d", "230001000a"})
+        QVERIFY2(!ResponseFrameObject().fromBytes(hex(raw)), raw);
 }
 
-void TestWireFormats::lineCoding()
+void TestWireFormats::linesAndTheirStream()
 {
-    for (const char *raw : {"", "7e", "0001000d", "7e000123"})
-        QVERIFY2(!upgrade::encodeLine(hex(raw)), raw);
     for (const char *line : {"", "~", "~0123A\r", "*00\r", "~00#", "~00aF\r", "~0/\r", "~:0\r",
                              "~@0\r", "~0G\r", "#0 0001\r"})
         QVERIFY2(!upgrade::decodeLine(line), line);
-
-    QByteArray raw = "#";
-    for (int byte = 0; byte < 256; ++byte)
-        raw.append(static_cast<char>(byte));
-    raw.append('\r');
-    const QByteArray line = upgrade::encodeLine(raw).value_or("nothing");
-    QVERIFY2(line.startsWith("#000102") && line.endsWith("FDFEFF\r"), line.constData());
-    QCOMPARE(upgrade::decodeLine(line), raw);
-    QCOMPARE(upgrade::encodeLine("~\r"), "~\r"_ba); // nothing between the ends is a frame too
-    QCOMPARE(upgrade::decodeLine("~\r"), "~\r"_ba);
-}
-
-void TestWireFormats::lineFramesAreCutFromAStream()
-{
+    for (const char *line : {"~00010FF0\r", "#0123456789ABCDEF\r", "~\r"}) {
+        const QByteArray raw = line[0] + hex(QByteArray(line).chopped(1).sliced(1)) + '\r';
+        QCOMPARE(upgrade::decodeLine(line), raw);
+        QCOMPARE(upgrade::encodeLine(raw), QByteArray(line));
+    }
     const QByteArray longest = '~' + QByteArray(254, 'A') + '\r';
     const QList<std::pair<QByteArray, QByteArrayList>> rows{
-        {"~00\r#000100\r", {"~00\r", "#000100\r"}},
-        {"\r\nab\xff~00\r", {"~00\r"}},
-        {"~0\r#00\r", {"#00\r"}}, // odd length is dropped
-        {"~0#0~0\r", {}},         // a start inside does not begin anew
-        {"~0#0~\r", {"~0#0~\r"}},
+        {"\r\nab\xff~00\r#000100\r", {"~00\r", "#000100\r"}},
+        {"~0\r#00\r", {"#00\r"}},         // odd length is dropped
+        {"~0#0~0\r~0#0~\r", {"~0#0~\r"}}, // a start inside does not begin anew
         {longest, {longest}},
-        {'~' + QByteArray(255, 'A') + "\r~00\r", {"~00\r"}},
+        {'~' + QByteArray(255, 'A') + "~00\r", {"~00\r"}},
         {'~' + QByteArray(100000, 'A'), {}}, // no end in sight
-        {"~\r", {"~\r"}},
     };
-    for (const auto &[bytes, frames] : rows) {
+    for (const auto &[bytes, frames] : rows)
         QCOMPARE(LineFrameAssembler().push(bytes), frames);
-        LineFrameAssembler bytewise;
-        QByteArrayList found;
-        for (const char byte : bytes)
-            found += bytewise.push(QByteArrayView(&byte, 1));
-        QCOMPARE(found, frames);
-    }
 }
 
 void TestWireFormats::packets()
 {
     QCOMPARE(NetPacket::of(QByteArray(0x12345, 'x')).toBytes().first(9),
              hex("33aa55fc 45230100 78"));
-    // Pieces in hexadecimal, and what is found in each, apart by a bar.
-    const QList<std::pair<QByteArrayList, QString>> rows{
-        {{"33aa55fc 03000000", "61", "6263"}, u"h3||p616263"_s},
-        {{"33aa55fc 0100", "0000 41"}, u"|h1 p41"_s},
-        {{"33aa55fc 01000000 41 33aa55fc 01000000 42"}, u"h1 p41 h1 p42"_s},
-        {{"33aa55fc 00000000"}, u"h0 p"_s},
-        // A wrong magic drops all that is there.
-        {{"00000000 00000000 33aa55fc 01000000 41", "33aa55fc 01000000 42"}, u"m0|h1 p42"_s},
-        {{"fc55aa33 01000000 41"}, u"m33aa55fc"_s},
-        {{"33aa55fc 04000000 33aa55fc"}, u"h4 p33aa55fc"_s},
-        {{"33aa55fc 00000010"}, u"h268435456"_s}, // the longest that is taken
-        {{"33aa55fc 01000010 41", "33aa55fc 01000000 42"}, u"l268435457|h1 p42"_s},
-        {{"33aa55fc ffffffff 41"}, u"l4294967295"_s},
+    // What is read at once, in hexadecimal, and the payloads found in it.
+    const QList<std::pair<QByteArrayList, QByteArrayList>> rows{
+        {{"33aa55fc 03000000", "6162", "63 33aa55fc 00000000"}, {"616263", ""}},
+        {{"33aa55fc 04000000 33aa55fc"}, {"33aa55fc"}},
+        // A wrong header drops all that is there: the magic, its bytes turned round, the length.
+        {{"00000000 00000000 33aa55fc 01000000 41", "33aa55fc 01000000 42"}, {"42"}},
+        {{"fc55aa33 01000000 41"}, {}},
+        {{"33aa55fc 01000010 41", "33aa55fc 01000000 42"}, {"42"}},
+        {{"33aa55fc 00000010", "33aa55fc 01000000 42"}, {}}, // the longest that is waited for
     };
-    for (const auto &[pieces, found] : rows) {
+    for (const auto &[reads, payloads] : rows) {
         NetPacketAssembler assembler;
-        QStringList steps;
-        for (const QByteArray &piece : pieces)
-            steps.append(feed(assembler, QByteArray::fromHex(piece)));
-        QCOMPARE(steps.join(u'|'), found);
+        QByteArrayList found;
+        for (const QByteArray &read : reads) {
+            assembler.append(hex(read));
+            NetPacketAssembler::Step step;
+            while (!std::holds_alternative<NetPacketAssembler::NeedsMore>(step = assembler.next()))
+                if (const auto *packet = std::get_if<NetPacket>(&step))
+                    found.append(packet->payload.toHex());
+        }
+        QCOMPARE(found, payloads);
     }
+}
+
+void TestWireFormats::largestImage()
+{
+    constexpr qsizetype kLargestImage = 65535 * 116; // bytes
+    const auto reply = [](const QByteArray &image) {
+        return NetPacket::of(hex("01400000") + QByteArray(80, 'u') + image);
+    };
+    UpgradeExchange exchange(u"P"_s);
+    exchange.handleServerPacket(reply(QByteArray(kLargestImage, 'x')));
+    QCOMPARE(words(exchange.carryOut(command(0x13))), u"%3 65535/1:116"_s);
+    QString last;
+    for (int index = 2; index <= 65535; ++index)
+        last = words(exchange.handleResponse(Status::Accepted));
+    QCOMPARE(last, u"%100 %101 65535/65535:116"_s);
+    QCOMPARE(words(exchange.handleResponse(Status::SendAgain)), last);
+    QVERIFY(exchange.handleResponse(Status::Accepted).isEmpty());
+    QCOMPARE(exchange.stage(), Stage::ChunkAccepted);
+    QVERIFY(exchange.handleResponse(Status::SendAgain).isEmpty());
+
+    // One byte more is refused and changes nothing.
+    exchange.handleServerPacket(reply("old"));
+    QCOMPARE(words(exchange.handleServerPacket(reply(QByteArray(kLargestImage + 1, 'x')))),
+             u"报文错误: 固件过大: 7602061 字节"_s);
+    QCOMPARE(words(exchange.carryOut(command(0x13))), u"%100 %101 1/1:3"_s);
+}
+
+void TestWireFormats::oddPacketsUidsAndOrders()
+{
+    for (const auto &[payload, text] :
+         {std::pair("014000"_ba, u""_s), // too short for a code
+          {"01400000" + QByteArray(158, '0'), u"报文错误: 收到错误数据长度: 83"_s},
+          {"01400000" + QByteArray(160, '0'), u""_s}}) { // no image
+        UpgradeExchange exchange(u"P"_s);
+        QCOMPARE(words(exchange.handleServerPacket(NetPacket::of(hex(payload)))), text);
+        QVERIFY(exchange.carryOut(command(0x13)).isEmpty());
+    }
+    QVERIFY(!UpgradeExchange::needsServer(command(0x10, QByteArray(17, 'x'))));
+    UpgradeExchange exchange(u"P"_s);
+    for (const Status answerToNothing : {Status::Accepted, Status::SendAgain, Status::Other})
+        QVERIFY(exchange.handleResponse(answerToNothing).isEmpty());
+    QCOMPARE(exchange.begin().size(), 2);
+    QVERIFY(exchange.begin().isEmpty()); // it has begun
+    QVERIFY(exchange.handleResponse(Status::Other).isEmpty());
+    QCOMPARE(exchange.stage(), Stage::StartSent);
+}
+
+void TestWireFormats::portsAreChosenByTheirIds()
+{
+    constexpr quint16 kVendor = 0x0483;
+    constexpr quint16 kProduct = 0x56CE;
+    QList<SerialPortEntry> ports{{u"COM2"_s, {}, {}},
+                                 {u"COM3"_s, kVendor, quint16(0x5740)},
+                                 {u"COM4"_s, quint16(0x0484), kProduct},
+                                 {u"com1"_s, kVendor, kProduct}}; // never
+    QVERIFY(!pod_port::find(ports));
+    ports += {{u"COM10"_s, kVendor, kProduct}, {u"COM5"_s, kVendor, kProduct}};
+    QCOMPARE(pod_port::find(ports)->name, u"COM10"_s);
 }
 
 QTEST_APPLESS_MAIN(TestWireFormats)

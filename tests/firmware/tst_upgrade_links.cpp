@@ -1,0 +1,222 @@
+// The links of the server-assisted upgrade: the bootloader's serial port on a pseudo terminal, the
+// upgrade server's link against a listening socket.
+
+#include "LogCatcher.h"
+#include "PtyPair.h"
+#include "firmware/online/SerialPortCommunicator.h"
+#include "firmware/online/TcpClient.h"
+
+#include <QTcpServer>
+#include <QTcpSocket>
+#include <QTest>
+#include <QThread>
+
+#include <atomic>
+#include <utility>
+
+using namespace Qt::StringLiterals;
+using Port = SerialPortCommunicator;
+using Error = QSerialPort::SerialPortError;
+
+namespace {
+
+constexpr int kWaitMs = 10000;
+constexpr int kNothingMs = 200; // in which nothing more may happen
+constexpr int kReconnectMs = 10;
+
+/// A port on a pseudo terminal, and what it told.
+struct Line
+{
+    Line()
+    {
+        QObject::connect(&port, &Port::statusChanged, &port, [this](Port::SerialStatus status) {
+            states += QString::number(int(status));
+        });
+    }
+
+    QString states; // numbers of SerialStatus in the order of their coming
+    PtyPair pty;
+    Port port{pty.slavePath()};
+};
+
+/// A listening server with the peer that connected last, and a client with what it told.
+struct Link
+{
+    Link()
+    {
+        server.listen(QHostAddress::LocalHost);
+        client.setReconnectInterval(kReconnectMs);
+        QObject::connect(&server, &QTcpServer::newConnection, &client, [this] {
+            peer = server.nextPendingConnection();
+            ++accepted;
+        });
+        const auto note = [this](auto signal, const QString &text) {
+            QObject::connect(&client, signal, &client, [=, this] { told += text; });
+        };
+        note(&TcpClient::connected, u"connected"_s);
+        note(&TcpClient::disconnected, u"disconnected"_s);
+        note(&TcpClient::errorOccurred, u"error"_s);
+        QObject::connect(
+            &client, &TcpClient::packetReceived, &client,
+            [this](const NetPacket &packet) { told += QString::fromLatin1(packet.payload); });
+    }
+
+    void connect() { client.connectToServer(u"127.0.0.1"_s, server.serverPort()); }
+
+    /// True once this many connections were made and the last one stands.
+    bool isUp(int connections)
+    {
+        const auto isMade = [&] { return accepted == connections && client.isConnected(); };
+        return QTest::qWaitFor(isMade, kWaitMs);
+    }
+
+    /// Sends the beginning of a packet whose rest never comes.
+    bool sendHalf() const
+    {
+        const LogCatcher log;
+        peer->write(NetPacket::of("abcde").toBytes().chopped(3));
+        return QTest::qWaitFor([&] { return log.contains(u"payload of length: 5"_s); }, kWaitMs);
+    }
+
+    QTcpServer server;
+    QTcpSocket *peer = nullptr; // a child of the server
+    int accepted = 0;
+    QStringList told;
+    TcpClient client; // the last, since it tells of its end
+};
+
+} // namespace
+
+class TestUpgradeLinks : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void portMovesBytesWithoutItsLock();
+    void severeErrorsReopenThePort();
+    void packetsGoBothWays();
+    void everyLossIsHealedByOneTry();
+    void askedDisconnectionIsNotHealed();
+};
+
+void TestUpgradeLinks::portMovesBytesWithoutItsLock()
+{
+    Line line;
+    QObject elsewhere;
+    QThread thread;
+    elsewhere.moveToThread(&thread);
+    std::atomic<qint64> seen = 0;
+    // The emitter waits for the other thread, which would wait for the port's lock.
+    QObject::connect(
+        &line.port, &Port::dataReceived, &elsewhere,
+        [&](const QByteArray &) { seen = line.port.statistics().bytesReceived; },
+        Qt::BlockingQueuedConnection);
+    thread.start();
+    QCOMPARE(line.port.write("x"), -1);
+    QVERIFY(line.port.open());
+    QVERIFY(!line.port.open()); // it is already
+    line.pty.send("~0\r");
+    QTRY_COMPARE_WITH_TIMEOUT(seen.load(), 3, kWaitMs);
+    QCOMPARE(line.port.write("#00\r"), 4);
+    QTRY_COMPARE_WITH_TIMEOUT(line.pty.received(), "#00\r", kWaitMs);
+    QTRY_COMPARE_WITH_TIMEOUT(line.port.statistics().bytesWritten, 4, kWaitMs);
+    thread.quit();
+    thread.wait();
+
+    line.port.restart();
+    QVERIFY(!line.port.isOpen());
+    QTRY_VERIFY_WITH_TIMEOUT(line.port.isOpen(), kWaitMs);
+    line.port.close();
+    QCOMPARE(line.states, u"2020"_s);
+}
+
+void TestUpgradeLinks::severeErrorsReopenThePort()
+{
+    for (const auto &[error, states] : {std::pair(Error::WriteError, u"2"_s),
+                                        {Error::DeviceNotFoundError, u"232"_s},
+                                        {Error::PermissionError, u"232"_s},
+                                        {Error::ResourceError, u"232"_s}}) {
+        Line line;
+        QVERIFY(line.port.open({.autoReconnect = true, .reconnectIntervalMs = kReconnectMs}));
+        line.port.onErrorOccurred(error);
+        QTRY_COMPARE_WITH_TIMEOUT(line.states, states, kWaitMs);
+        QCOMPARE(line.port.statistics().errors, 1);
+    }
+}
+
+void TestUpgradeLinks::packetsGoBothWays()
+{
+    Link link;
+    QVERIFY(!link.client.sendPacket("abc")); // unconnected
+    link.connect();
+    QVERIFY(link.isUp(1));
+    QVERIFY(link.client.sendPacket("abc"));
+    QVERIFY(link.client.sendUid("twelve bytes"));
+    const QByteArray sent = QByteArray::fromHex("33aa55fc03000000") + "abc"
+                            + QByteArray::fromHex("33aa55fc1000000001000000") + "twelve bytes";
+    QTRY_COMPARE_WITH_TIMEOUT(link.peer->peek(100), sent, kWaitMs);
+
+    QVERIFY(link.sendHalf());
+    link.peer->write("cde" + NetPacket::of("2").toBytes() + NetPacket::of("3").toBytes());
+    // A slot may end the link, with more to be read.
+    QObject::connect(&link.client, &TcpClient::packetReceived, &link.client,
+                     [&] { link.client.disconnectFromServer(); });
+    QTRY_VERIFY_WITH_TIMEOUT(link.client.isUnconnected(), kWaitMs);
+    QCOMPARE(link.told.mid(0, 2), QStringList({u"connected"_s, u"abcde"_s}));
+}
+
+void TestUpgradeLinks::everyLossIsHealedByOneTry()
+{
+    Link link;
+    link.connect();
+    for (int connection = 1; connection <= 3; ++connection) {
+        QVERIFY(link.isUp(connection));
+        QVERIFY(link.sendHalf());
+        link.peer->abort();
+    }
+    QVERIFY(link.isUp(4));
+    // A new connection replaces the old one, of which nothing more is heard.
+    QVERIFY(link.sendHalf());
+    link.connect();
+    QVERIFY(link.isUp(5));
+    link.peer->write(NetPacket::of("whole").toBytes());
+    QTRY_VERIFY_WITH_TIMEOUT(link.told.contains(u"whole"_s), kWaitMs);
+    QCOMPARE(link.told.join(u' '),
+             u"connected error disconnected "_s.repeated(3) + u"connected connected whole"_s);
+
+    // A refusal is told and is no disconnection: nothing follows from it.
+    const quint16 port = link.server.serverPort();
+    link.server.close();
+    link.peer->disconnectFromHost();
+    QTRY_COMPARE_WITH_TIMEOUT(link.told.mid(12).join(u' '), u"error disconnected error"_s, kWaitMs);
+    QVERIFY(link.server.listen(QHostAddress::LocalHost, port));
+    QTest::qWait(kReconnectMs + kNothingMs);
+    QVERIFY(!link.server.hasPendingConnections());
+    QCOMPARE(link.told.size(), 15);
+}
+
+void TestUpgradeLinks::askedDisconnectionIsNotHealed()
+{
+    Link link;
+    link.connect();
+    QVERIFY(link.isUp(1));
+    link.client.disconnectFromServer();
+    QTRY_COMPARE_WITH_TIMEOUT(link.told.join(u' '), u"connected disconnected"_s, kWaitMs);
+    QTest::qWait(kReconnectMs + kNothingMs);
+    QCOMPARE(link.accepted, 1);
+    // The request is spent: a new connection may be made, and its loss is healed again.
+    link.connect();
+    QVERIFY(link.isUp(2));
+    link.peer->disconnectFromHost();
+    QVERIFY(link.isUp(3));
+    // One that calls off the connection which waits for the pause to end is never spent.
+    link.connect();
+    link.client.disconnectFromServer();
+    QTest::qWait(TcpClient::kCleanupPauseMs + kNothingMs);
+    link.connect();
+    QVERIFY(link.client.isUnconnected());
+    QCOMPARE(link.accepted, 3);
+}
+
+QTEST_GUILESS_MAIN(TestUpgradeLinks)
+#include "tst_upgrade_links.moc"
