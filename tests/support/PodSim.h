@@ -2,9 +2,6 @@
 
 #include "ChildProcess.h"
 
-#include <QString>
-#include <QStringList>
-
 /// podsim as a process on free ports; gone with the object.
 class PodSim
 {
@@ -17,7 +14,6 @@ public:
     QString ptyPath() const { return m_ptyPath; }
     quint16 controlPort() const { return m_controlPort; }
     quint16 upgradePort() const { return m_upgradePort; }
-
     /// Sends one fault line and returns the answer without its "ok"; an "error" fails the process.
     QString fault(const QString &line);
 

@@ -1,12 +1,13 @@
 #pragma once
 
-#include <QTcpServer>
+#include <QSemaphore>
+#include <QThread>
 
 #include <atomic>
-#include <thread>
+#include <memory>
 
 /// A half-dead RTSP server on a loopback port, on a thread of its own, since the player's open
-/// blocks the test's. Serves one client after the other.
+/// blocks the test's.
 class RtspStub
 {
 public:
@@ -21,30 +22,26 @@ public:
     explicit RtspStub(Manner manner, const QByteArray &encoding = "H264");
     ~RtspStub();
 
-    QString url() const;
-    /// Where a relaying stub takes RTP packets; -1 for any other.
-    int mediaPort() const;
-    /// True once a client waits for them.
-    bool isPlaying() const { return m_playing; }
+    QString url() const { return QStringLiteral("rtsp://127.0.0.1:%1/live0").arg(m_port); }
+    /// Where a relaying stub takes RTP packets.
+    int mediaPort() const { return m_mediaPort; }
     /// From now on every `n`-th packet is lost; none with 0.
     void dropEvery(int n) { m_dropEvery = n; }
     /// True once a client sent TEARDOWN.
     bool wasTornDown() const { return m_tornDown; }
 
 private:
-    void converse(int client);
-    void relayMedia();
+    void serve();
     QByteArray answerTo(const QByteArray &request);
 
-    Manner m_manner;
-    QByteArray m_encoding;
-    int m_media = -1; // the socket of mediaPort()
-    int m_clientPort = 0;
-    int m_relayed = 0;
+    const Manner m_manner;
+    const QByteArray m_encoding;
+    QSemaphore m_ready; // the ports are known
+    quint16 m_port = 0;
+    quint16 m_mediaPort = 0;
+    quint16 m_clientPort = 0; // of a client that waits for media
+    bool m_isPlaying = false;
     std::atomic<int> m_dropEvery = 0;
-    std::atomic<bool> m_playing = false;
-    QTcpServer m_server;
-    std::atomic<bool> m_quit = false;
     std::atomic<bool> m_tornDown = false;
-    std::thread m_thread;
+    std::unique_ptr<QThread> m_thread;
 };
