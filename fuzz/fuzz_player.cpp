@@ -18,25 +18,18 @@ namespace {
 // player that is stopped ends it.
 constexpr int kNapsMax = 2000;
 constexpr qsizetype kPacketLength = 188;
-constexpr char kPacketSync = 0x47;
 constexpr std::size_t kHeaderLength = 16;
 constexpr std::size_t kChangedMax = 8;
 
 std::shared_ptr<AbortFlag> s_abort;
 int s_naps = 0;
 
-/// Packets of a transport stream, NAL units of a bare one.
+/// Packets of a transport stream, and pieces of their length of a bare one.
 std::vector<QByteArray> unitsOf(const QByteArray &stream)
 {
-    static const QByteArray kStartCode("\0\0\1", 3);
     std::vector<QByteArray> units;
-    const bool hasPackets = stream.startsWith(kPacketSync);
-    for (qsizetype at = 0, end = 0; at < stream.size(); at = end) {
-        end = hasPackets ? at + kPacketLength : stream.indexOf(kStartCode, at + 1);
-        if (end < 0 || end > stream.size())
-            end = stream.size();
-        units.push_back(stream.mid(at, end - at));
-    }
+    for (qsizetype at = 0; at < stream.size(); at += kPacketLength)
+        units.push_back(stream.mid(at, kPacketLength));
     return units;
 }
 

@@ -13,8 +13,6 @@
 #include <functional>
 #include <optional>
 
-using namespace Qt::StringLiterals;
-
 /// What a process holds.
 struct Vitals
 {

@@ -1,10 +1,14 @@
 #pragma once
 
 #include <QFile>
+#include <QRegularExpression>
 #include <QStringList>
 
 #include <algorithm>
 #include <array>
+#include <utility>
+
+using namespace Qt::StringLiterals;
 
 /// What the simulated pod received, read from its log as it grows, and whether every motion got its
 /// stop: none may be left open, and a console that comes back must begin with the stops that the
@@ -22,7 +26,6 @@ public:
     /// Takes in what was logged since.
     PodRecord &update()
     {
-        using namespace Qt::StringLiterals;
         m_rest += m_log.readAll();
         const qsizetype end = m_rest.lastIndexOf('\n') + 1;
         const QStringList lines = QString::fromUtf8(m_rest.first(end)).split(u'\n');
@@ -46,33 +49,27 @@ public:
     QStringList faults() const { return m_faults; }
 
 private:
-    /// Begins with one of the words and ends with the stop.
-    struct Motion
-    {
-        QLatin1StringView starts;
-        QLatin1StringView stop;
-    };
-    static constexpr std::array<Motion, 3> kMotions = {{
-        {QLatin1StringView("moveLeft moveRight moveUp moveDown moveLeftUp moveLeftDown "
-                           "moveRightUp moveRightDown"),
-         QLatin1StringView("stopMove")},
-        {QLatin1StringView("zoomIn zoomOut"), QLatin1StringView("zoomStop")},
-        {QLatin1StringView("manualFocusNear manualFocusFar"), QLatin1StringView("manualFocusStop")},
-    }};
+    /// What begins a motion and what ends it.
+    static inline const std::array<std::pair<QRegularExpression, QLatin1StringView>, 3> kMotions = {
+        {
+            {QRegularExpression(u"^move(Left|Right|Up|Down)+$"_s), "stopMove"_L1},
+            {QRegularExpression(u"^zoom(In|Out)$"_s), "zoomStop"_L1},
+            {QRegularExpression(u"^manualFocus(Near|Far)$"_s), "manualFocusStop"_L1},
+        }};
 
     void take(const QString &command)
     {
         ++m_frames;
         bool isStop = false;
         for (std::size_t i = 0; i < kMotions.size(); ++i) {
-            const bool starts = QString(kMotions[i].starts).split(u' ').contains(command);
-            const bool stops = command == kMotions[i].stop;
+            const bool starts = kMotions[i].first.match(command).hasMatch();
+            const bool stops = command == kMotions[i].second;
             m_running[i] = starts || (m_running[i] && !stops);
             m_motions += starts ? 1 : 0;
             isStop = isStop || stops;
         }
         if (m_isOwed && !isStop)
-            m_faults.append(command + QStringLiteral(" before the stop that was owed"));
+            m_faults.append(command + u" before the stop that was owed"_s);
         m_isOwed = m_isOwed && isStop && isMoving();
     }
 

@@ -92,7 +92,8 @@ private:
     void lookForWindow()
     {
         for (QWindow *window : QGuiApplication::topLevelWindows()) {
-            if (window->objectName().isEmpty() && window->findChild<QObject *>(u"statusText"_s))
+            if (window->objectName().isEmpty()
+                && window->findChild<QObject *>(u"statusText"_s) != nullptr)
                 m_window = qobject_cast<QQuickWindow *>(window);
         }
         if (!m_window)

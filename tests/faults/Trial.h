@@ -44,8 +44,8 @@ public:
         expect(ms >= 0,
                u"a command took over %1 ms; window active: %2, video has the keyboard: %3"_s
                    .arg(kControlMs)
-                   .arg(is("mainWindow", "active"))
-                   .arg(is("videoRenderer", "activeFocus")));
+                   .arg(get("mainWindow", "active"))
+                   .arg(get("videoRenderer", "activeFocus")));
         m_worstMs = std::max(m_worstMs, ms);
     }
     /// The window answers, and with it everything on its thread.
@@ -65,28 +65,16 @@ public:
         expect(waitFor([&] { return record().isMoving() == wanted; }, timeoutMs),
                wanted ? u"the pod does not move"_s : u"a motion is left without its stop"_s);
     }
-    void move(const char *key)
+    void move(const QByteArray &key)
     {
         press(key);
         expectMoving(true);
     }
-    /// The stream is lost by the fault, which is shown while commands go on, and comes back, after
-    /// a cure where it takes one, which is shown too.
-    void expectLossAndReturn(const QString &line, const QString &cure = {})
-    {
-        forget();
-        fault(line);
-        expectShown(u"连接中断"_s, kLossMs);
-        expectControl();
-        if (!cure.isEmpty())
-            fault(cure);
-        expectShown(u"连接恢复"_s, kLossMs);
-    }
-
+    void expectConnection(Link link) { expect(connectBy(link), u"no connection"_s); }
     /// Connected over TCP with the stream running and nothing moving.
     void restore(int lossMs = kLossMs)
     {
-        expect(connectBy(Tcp), u"no connection"_s);
+        expectConnection(Tcp);
         expect(waitFor([this] { return isPlaying(); }, lossMs), u"no video"_s);
         expectControl();
     }
@@ -117,17 +105,27 @@ public:
                    && m_after.residentKib - m_before.residentKib < kSlackKib;
         };
         const bool isLevel = waitFor(isBack, kLevelMs);
-        expect(isLevel, u"left over: "_s + held());
+        expect(isLevel, u"left over: "_s + held(m_before, m_after));
     }
 
     bool passed() const { return m_passed; }
+    /// Memory in MiB, descriptors and threads at two moments.
+    static QString held(const Vitals &before, const Vitals &after)
+    {
+        const auto mib = [](qint64 kib) { return QString::number(double(kib) / 1024, 'f', 1); };
+        return u"%1 → %2 | %3 → %4 | %5 → %6"_s.arg(mib(before.residentKib), mib(after.residentKib))
+            .arg(before.descriptors)
+            .arg(after.descriptors)
+            .arg(before.threads)
+            .arg(after.threads);
+    }
     /// Outcome, texts shown, milliseconds, memory, descriptors, threads.
     QString cells() const
     {
         return QStringList{m_passed ? u"held"_s : u"**failed**"_s,
                            m_shown.isEmpty() ? u"–"_s : m_shown.join(u"; "_s),
                            QString::number(m_worstMs),
-                           m_after.threads > 0 ? held() : u"– | – | –"_s}
+                           m_after.threads > 0 ? held(m_before, m_after) : u"– | – | –"_s}
             .join(u" | "_s);
     }
 
@@ -135,17 +133,6 @@ private:
     static constexpr int kLevelMs = 45000; // idle pool threads end after 30 s
     static constexpr int kSampleMs = 1000;
     static constexpr int kAnswerMs = 1000;
-
-    QString held() const
-    {
-        const auto mib = [](qint64 kib) { return QString::number(double(kib) / 1024, 'f', 1); };
-        return u"%1 → %2 | %3 → %4 | %5 → %6"_s
-            .arg(mib(m_before.residentKib), mib(m_after.residentKib))
-            .arg(m_before.descriptors)
-            .arg(m_after.descriptors)
-            .arg(m_before.threads)
-            .arg(m_after.threads);
-    }
 
     QString m_failureFolder;
     bool m_passed = true;

@@ -5,14 +5,15 @@
 
 #include <QFileInfo>
 #include <QRandomGenerator>
+#include <QTextStream>
 
 #include <iterator>
 
 namespace {
 
 constexpr int kWarmUpPercent = 15; // of the time, before the first level is taken
-constexpr int kSampleMs = 1000;
-constexpr int kLevelMs = 2000;
+constexpr int kIntervalMs = 1000;
+constexpr int kRestMs = 2000;
 constexpr int kIdleMs = 33000; // threads of a pool end after 30 s without work
 // Until a lost stream is back: a read's time-out, one open that a server gone silent holds for its
 // whole bound (18.5 s), the pause before the next, and that one.
@@ -20,16 +21,42 @@ constexpr int kLongLossMs = 3000 + 18500 + 5000 + 8500;
 constexpr double kGrowthPercent = 2;
 constexpr double kExactMinutes = 5; // shorter runs do not wait for threads to end before they begin
 
-/// The operator, at random.
-class Pilot : public Trial
+class Soak : public Trial
 {
 public:
-    Pilot(quint32 seed, const QString &failureFolder)
-        : Trial({}, failureFolder)
+    Soak(double minutes, quint32 seed, const QString &csv)
+        : Trial({}, QFileInfo(csv).path() + u"/soak-failure"_s)
+        , m_minutes(minutes)
         , m_random(seed)
+        , m_csv(csv)
     {
+        if (!m_csv.open(QIODevice::WriteOnly))
+            qFatal("soak: %s cannot be written", qPrintable(csv));
+        m_csv.write("seconds,resident KiB,descriptors,threads,actions,commands\n");
+        m_clock.start();
     }
 
+    bool run()
+    {
+        expectConnection(Tcp);
+        flyFor(m_minutes * kWarmUpPercent / 100);
+        const Vitals before = level();
+        flyFor(m_minutes * (100 - kWarmUpPercent) / 100);
+        Vitals after = level();
+        const auto isBack = [&] {
+            after.descriptors = vitals().descriptors;
+            after.threads = vitals().threads;
+            return after.descriptors <= before.descriptors && after.threads <= before.threads;
+        };
+        waitFor(isBack, isExact() ? 0 : kIdleMs);
+        judge(before, after);
+        expectControl();
+        expectRecordInOrder();
+        expect(lives(), u"the console is gone"_s);
+        return passed();
+    }
+
+    // The operator, at random.
     int below(int limit) { return m_random.bounded(limit); }
     template<typename Item>
     Item any(std::initializer_list<Item> items)
@@ -69,7 +96,8 @@ public:
                                  u"status rate 25"_s})
             fault(line);
         waitFor([this] { return !isConnected(); }, 200);
-        expect(isConnected() || connectBy(Tcp), u"no connection"_s);
+        if (!isConnected())
+            expectConnection(Tcp);
     }
     void disturbStream()
     {
@@ -98,19 +126,76 @@ public:
 private:
     static constexpr int kMenuMs = 50; // it may open, or have been open and shut
 
+    bool isExact() const { return m_minutes >= kExactMinutes; }
+
+    Vitals sample()
+    {
+        const Vitals now = vitals();
+        QTextStream(&m_csv) << m_clock.elapsed() / 1000 << ',' << now.residentKib << ','
+                            << now.descriptors << ',' << now.threads << ',' << m_actions << ','
+                            << record().frames() << Qt::endl;
+        return now;
+    }
+
+    void flyFor(double minutes);
+
+    /// Connected over TCP, the stream playing, everything else at rest.
+    Vitals level()
+    {
+        fault(u"video format 640x360 25 h264"_s);
+        expectConnection(Tcp);
+        const auto plays = [this] { return isPlaying(); };
+        waitFor([&] { return !plays(); }, 4 * kIntervalMs);
+        // Once the operator has started the stream anew in the middle of an attempt, the item makes
+        // no more of its own, and it is his again to start it.
+        if (!waitFor(plays, kLongLossMs) && log().contains("重连被取消"))
+            restartStream();
+        restore(kLongLossMs);
+        if (isExact() && passed())
+            lastFor(kIdleMs);
+        Vitals lowest = sample();
+        const auto takeLowest = [&] { // picture buffers come and go
+            lowest.residentKib = std::min(lowest.residentKib, vitals().residentKib);
+            return false;
+        };
+        waitFor(takeLowest, kRestMs);
+        return lowest;
+    }
+
+    void judge(const Vitals &before, const Vitals &after)
+    {
+        const qint64 growthKib = after.residentKib - before.residentKib;
+        const double growth = 100.0 * double(growthKib) / double(before.residentKib);
+        QTextStream(stdout) << m_clock.elapsed() / 1000 << " s, " << m_actions << " actions, "
+                            << record().frames() << " commands, " << record().motions()
+                            << " motions; MiB | descriptors | threads: " << held(before, after)
+                            << " (" << growth << " %)" << Qt::endl;
+        expect(growth < kGrowthPercent || (!isExact() && growthKib < kSlackKib), u"memory grew"_s);
+        const int descriptors = after.descriptors - before.descriptors;
+        const int threads = after.threads - before.threads;
+        expect(descriptors <= 0 && threads <= 0
+                   && (!isExact() || (descriptors == 0 && threads == 0)),
+               u"descriptors or threads are left over"_s);
+    }
+
+    const double m_minutes;
     QRandomGenerator m_random;
+    QFile m_csv;
+    QElapsedTimer m_clock;
+    qint64 m_nextSampleMs = 0;
+    qint64 m_actions = 0;
 };
 
 struct Action
 {
-    int weight;
-    void (*act)(Pilot &);
+    int weight = 0;
+    void (*act)(Soak &) = nullptr;
 };
 
-const Action kActions[] = {
-    {30, [](Pilot &p) { p.anyKey(); }},
+const auto kActions = std::to_array<Action>({
+    {30, [](Soak &p) { p.anyKey(); }},
     {10,
-     [](Pilot &p) { // two keys
+     [](Soak &p) { // two keys
          p.press("w");
          p.press("e");
          p.nap(100);
@@ -119,7 +204,7 @@ const Action kActions[] = {
          p.release("e");
      }},
     {15,
-     [](Pilot &p) { // drag
+     [](Soak &p) { // drag
          p.pointAnywhere();
          p.input("mousedown 1");
          for (int i = p.below(6); i >= 0; --i) {
@@ -129,12 +214,12 @@ const Action kActions[] = {
          p.input("mouseup 1");
      }},
     {10,
-     [](Pilot &p) {
+     [](Soak &p) {
          p.pointAnywhere();
          p.clickHere(p.any({"1", "1", "3"}));
      }},
     {10,
-     [](Pilot &p) { // wheel
+     [](Soak &p) { // wheel
          p.pointAnywhere();
          const QByteArray direction = p.any({"4", "5"});
          for (int i = p.below(8); i >= 0; --i) {
@@ -142,21 +227,21 @@ const Action kActions[] = {
              p.nap(60);
          }
      }},
-    {10, [](Pilot &p) { p.pressButton(); }},
+    {10, [](Soak &p) { p.pressButton(); }},
     {4,
-     [](Pilot &p) {
+     [](Soak &p) {
          p.expect(p.openDrawer(p.below(7)), u"the drawer did not open"_s);
          p.nap(300);
          p.closeDrawer();
      }},
     {3,
-     [](Pilot &p) {
+     [](Soak &p) {
          p.expect(p.disconnect(), u"no disconnection"_s);
-         p.expect(p.connectBy(p.any({Flight::Tcp, Flight::Serial})), u"no connection"_s);
+         p.expectConnection(p.any({Flight::Tcp, Flight::Serial}));
      }},
-    {2, [](Pilot &p) { p.restartStream(); }},
+    {2, [](Soak &p) { p.restartStream(); }},
     {2,
-     [](Pilot &p) { // the keyboard is lost in a motion
+     [](Soak &p) { // the keyboard is lost in a motion
          p.press("d");
          p.nap(60);
          p.input("windowfocus 0");
@@ -164,132 +249,30 @@ const Action kActions[] = {
          p.release("d");
          p.takeKeyboard();
      }},
-    {3, [](Pilot &p) { p.disturbLink(); }},
-    {2, [](Pilot &p) { p.disturbStream(); }},
-};
+    {3, [](Soak &p) { p.disturbLink(); }},
+    {2, [](Soak &p) { p.disturbStream(); }},
+});
 
-class Soak
+void Soak::flyFor(double minutes)
 {
-public:
-    Soak(double minutes, quint32 seed, const QString &csv)
-        : m_minutes(minutes)
-        , m_csv(csv)
-        , m_pilot(seed, QFileInfo(csv).path() + u"/soak-failure"_s)
-    {
-        if (!m_csv.open(QIODevice::WriteOnly))
-            qFatal("soak: %s cannot be written", qPrintable(csv));
-        m_csv.write("seconds,resident KiB,descriptors,threads,actions,commands\n");
-        m_clock.start();
-    }
-
-    bool run()
-    {
-        m_pilot.expect(m_pilot.connectBy(Flight::Tcp), u"no connection"_s);
-        flyFor(m_minutes * kWarmUpPercent / 100);
-        const Vitals before = level();
-        flyFor(m_minutes * (100 - kWarmUpPercent) / 100);
-        Vitals after = level();
-        const auto isBack = [&] {
-            after.descriptors = m_pilot.vitals().descriptors;
-            after.threads = m_pilot.vitals().threads;
-            return after.descriptors <= before.descriptors && after.threads <= before.threads;
-        };
-        m_pilot.waitFor(isBack, isExact() ? 0 : kIdleMs);
-        judge(before, after);
-        m_pilot.expectControl();
-        m_pilot.expectRecordInOrder();
-        m_pilot.expect(m_pilot.lives(), u"the console is gone"_s);
-        return m_pilot.passed();
-    }
-
-private:
-    bool isExact() const { return m_minutes >= kExactMinutes; }
-
-    Vitals sample()
-    {
-        const Vitals vitals = m_pilot.vitals();
-        m_csv.write(u"%1,%2,%3,%4,%5,%6\n"_s.arg(m_clock.elapsed() / 1000)
-                        .arg(vitals.residentKib)
-                        .arg(vitals.descriptors)
-                        .arg(vitals.threads)
-                        .arg(m_actions)
-                        .arg(m_pilot.record().frames())
-                        .toLatin1());
-        m_csv.flush();
-        return vitals;
-    }
-
-    void flyFor(double minutes)
-    {
-        int weights = 0;
-        for (const Action &action : kActions)
-            weights += action.weight;
-        const qint64 endMs = m_clock.elapsed() + qint64(minutes * 60000);
-        while (m_clock.elapsed() < endMs && m_pilot.lives() && m_pilot.passed()) {
-            int left = m_pilot.below(weights);
-            const Action *action = std::begin(kActions);
-            while (left >= action->weight)
-                left -= (action++)->weight;
-            action->act(m_pilot);
-            ++m_actions;
-            if (m_clock.elapsed() >= m_nextSampleMs) {
-                m_nextSampleMs = m_clock.elapsed() + kSampleMs;
-                sample();
-                m_pilot.forget();
-            }
+    int weights = 0;
+    for (const Action &action : kActions)
+        weights += action.weight;
+    const qint64 endMs = m_clock.elapsed() + qint64(minutes * 60000);
+    while (m_clock.elapsed() < endMs && lives() && passed()) {
+        int left = below(weights);
+        const Action *action = kActions.data();
+        while (left >= action->weight)
+            left -= (action++)->weight;
+        action->act(*this);
+        ++m_actions;
+        if (m_clock.elapsed() >= m_nextSampleMs) {
+            m_nextSampleMs = m_clock.elapsed() + kIntervalMs;
+            sample();
+            forget();
         }
     }
-
-    /// Connected over TCP, the stream playing, everything else at rest.
-    Vitals level()
-    {
-        m_pilot.fault(u"video format 640x360 25 h264"_s);
-        m_pilot.expect(m_pilot.connectBy(Flight::Tcp), u"no connection"_s);
-        const auto plays = [this] { return m_pilot.isPlaying(); };
-        m_pilot.waitFor([&] { return !plays(); }, 4 * kSampleMs);
-        // Once the operator has started the stream anew in the middle of an attempt, the item makes
-        // no more of its own, and it is his again to start it.
-        if (!m_pilot.waitFor(plays, kLongLossMs) && m_pilot.log().contains("重连被取消"))
-            m_pilot.restartStream();
-        m_pilot.restore(kLongLossMs);
-        if (isExact() && m_pilot.passed())
-            m_pilot.lastFor(kIdleMs);
-        Vitals lowest = sample();
-        const auto takeLowest = [&] { // picture buffers come and go
-            lowest.residentKib = std::min(lowest.residentKib, m_pilot.vitals().residentKib);
-            return false;
-        };
-        m_pilot.waitFor(takeLowest, kLevelMs);
-        return lowest;
-    }
-
-    void judge(const Vitals &before, const Vitals &after)
-    {
-        const qint64 growthKib = after.residentKib - before.residentKib;
-        const double growth = 100.0 * double(growthKib) / double(before.residentKib);
-        std::printf("%lld s, %lld actions, %lld commands, %lld motions\n"
-                    "resident %.1f -> %.1f MiB (%+.2f %%), descriptors %d -> %d, "
-                    "threads %d -> %d\n",
-                    m_clock.elapsed() / 1000, m_actions, m_pilot.record().frames(),
-                    m_pilot.record().motions(), double(before.residentKib) / 1024,
-                    double(after.residentKib) / 1024, growth, before.descriptors, after.descriptors,
-                    before.threads, after.threads);
-        m_pilot.expect(growth < kGrowthPercent || (!isExact() && growthKib < Trial::kSlackKib),
-                       u"memory grew"_s);
-        const int descriptors = after.descriptors - before.descriptors;
-        const int threads = after.threads - before.threads;
-        m_pilot.expect(descriptors <= 0 && threads <= 0
-                           && (!isExact() || (descriptors == 0 && threads == 0)),
-                       u"descriptors or threads are left over"_s);
-    }
-
-    double m_minutes;
-    QFile m_csv;
-    Pilot m_pilot;
-    QElapsedTimer m_clock;
-    qint64 m_nextSampleMs = 0;
-    qint64 m_actions = 0;
-};
+}
 
 } // namespace
 
