@@ -230,12 +230,15 @@ public:
     }
     bool disconnect()
     {
-        const Link link = isConnectedBy(Tcp) ? Tcp : Serial;
-        const bool done = !isConnected()
-                          || (openDrawer(0) && click(buttonOf(link))
-                              && waitFor([this] { return !isConnected(); }));
+        if (isConnected()) {
+            const Link link = isConnectedBy(Tcp) ? Tcp : Serial;
+            if (!openDrawer(0) || !click(buttonOf(link))
+                || !waitFor([&] { return !isConnected(); }))
+                return false;
+            lastFor(kDisconnectGuardMs);
+        }
         closeDrawer();
-        return done;
+        return true;
     }
     void takeKeyboard()
     {
@@ -261,6 +264,7 @@ private:
     static constexpr int kPollMs = 4;
     static constexpr int kTypings = 3;
     static constexpr int kTypedMs = 3000;
+    static constexpr int kDisconnectGuardMs = 200; // the console ignores the next one for a while
 
     static QByteArray contentOf(const QString &path)
     {
