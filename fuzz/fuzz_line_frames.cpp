@@ -11,20 +11,6 @@ namespace {
 constexpr qsizetype kHeadLength = 84; // code, UUID and signature of the server's answer
 constexpr qsizetype kImageStep = 16;
 
-NetPacket serverAnswer(qsizetype imageLength)
-{
-    QByteArray payload("\x01\x40\x00\x00", 4);
-    return NetPacket::of(payload.leftJustified(kHeadLength + imageLength, 'x'));
-}
-
-void requireWellCut(QByteArrayView frame)
-{
-    FUZZ_REQUIRE(frame.size() % 2 == 0 && frame.size() <= LineFrameAssembler::kFrameMax);
-    FUZZ_REQUIRE(frame.front() == upgrade::kCommandStart
-                 || frame.front() == upgrade::kResponseStart);
-    FUZZ_REQUIRE(frame.indexOf(upgrade::kFrameEnd) == frame.size() - 1);
-}
-
 void takeCommand(UpgradeExchange &exchange, const QByteArray &raw)
 {
     CommandFrameObject command;
@@ -34,7 +20,6 @@ void takeCommand(UpgradeExchange &exchange, const QByteArray &raw)
     const QByteArray written = command.toBytes();
     FUZZ_REQUIRE(written.size() == raw.size() && written.first(2) == raw.first(2));
     FUZZ_REQUIRE(written.mid(6, command.data.size() + 1) == raw.mid(6, command.data.size() + 1));
-
     for (const bool connected : {false, true}) {
         const auto [accepted, actions] = exchange.judge(command, connected);
         fuzz::requireSound(actions);
@@ -44,50 +29,44 @@ void takeCommand(UpgradeExchange &exchange, const QByteArray &raw)
     }
 }
 
-void takeResponse(UpgradeExchange &exchange, const QByteArray &raw)
-{
-    ResponseFrameObject response;
-    if (!response.fromBytes(raw))
-        return;
-    const QByteArray written = response.toBytes();
-    FUZZ_REQUIRE(written.size() == raw.size() && written[2] == raw[2]);
-    fuzz::requireSound(exchange.handleResponse(response.status));
-}
-
 void takeFrame(UpgradeExchange &exchange, const QByteArray &line)
 {
-    requireWellCut(line);
+    FUZZ_REQUIRE(line.size() % 2 == 0 && line.size() <= LineFrameAssembler::kFrameMax);
+    FUZZ_REQUIRE(line.front() == upgrade::kCommandStart || line.front() == upgrade::kResponseStart);
+    FUZZ_REQUIRE(line.indexOf(upgrade::kFrameEnd) == line.size() - 1);
     const auto raw = upgrade::decodeLine(line);
     if (!raw)
         return;
     FUZZ_REQUIRE(upgrade::encodeLine(*raw) == line);
-    if (line.startsWith(upgrade::kResponseStart))
-        takeResponse(exchange, *raw);
-    else
+    ResponseFrameObject response;
+    if (line.front() == upgrade::kCommandStart) {
         takeCommand(exchange, *raw);
+    } else if (response.fromBytes(*raw)) {
+        const QByteArray written = response.toBytes();
+        FUZZ_REQUIRE(written.size() == raw->size() && written[2] == (*raw)[2]);
+        fuzz::requireSound(exchange.handleResponse(response.status));
+    }
 }
 
 } // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
+void fuzz::run(Input input)
 {
-    fuzz::prepare(size);
-    fuzz::Input input(data, size);
     const quint8 readLength = input.byte();
     const qsizetype imageLength = input.byte() * kImageStep;
-    const QByteArrayView stream = input.rest();
-
     UpgradeExchange exchange(QStringLiteral("port"));
-    fuzz::requireSound(exchange.begin());
+    requireSound(exchange.begin());
+    const QByteArray answer("\x01\x40\x00\x00", 4);
     if (imageLength > 0)
-        fuzz::requireSound(exchange.handleServerPacket(serverAnswer(imageLength)));
+        requireSound(exchange.handleServerPacket(
+            NetPacket::of(answer.leftJustified(kHeadLength + imageLength, 'x'))));
 
     LineFrameAssembler assembler;
     QByteArrayList frames;
-    for (const QByteArrayView piece : fuzz::pieces(stream, readLength))
+    const QByteArrayList whole = LineFrameAssembler().push(Input(input).rest());
+    for (const QByteArrayView piece : input.reads(readLength))
         frames += assembler.push(piece);
-    FUZZ_REQUIRE(frames == LineFrameAssembler().push(stream)); // however it is cut into reads
+    FUZZ_REQUIRE(frames == whole); // however it is cut into reads
     for (const QByteArray &frame : std::as_const(frames))
         takeFrame(exchange, frame);
-    return 0;
 }

@@ -5,145 +5,75 @@
 // is lost, 4 the operator starts again.
 
 #include "FuzzHarness.h"
-#include "firmware/local/Crc16.h"
 #include "firmware/local/LocalUpgrade.h"
 #include "firmware/local/YModemBlocks.h"
 
-#include <QFile>
 #include <QIODevice>
-#include <QTemporaryDir>
 
-#include <algorithm>
-#include <array>
 #include <utility>
+#include <vector>
 
 namespace {
 
-constexpr qsizetype kPhraseLength = 36;
+constexpr qsizetype kHeaderAt = 3; // among the writes
 
 struct Firmware
 {
     QString path;
-    QByteArray content;
+    QByteArrayList writes; ///< of a whole upgrade, in order
 };
 
-/// By the input's first byte; the last two cannot be read.
+Firmware firmwareOf(const QString &path, QByteArrayView content)
+{
+    Firmware firmware{path,
+                      {QByteArray("\xFF\x01\x28\x00\x00\x00\x29", 7),
+                       "3f1a9c2e-7b44-11ee-9d10-0a1b2c3d4e5f", "put\n"}};
+    if (content.isEmpty()) // nothing to send
+        return firmware;
+    QByteArrayList &writes = firmware.writes;
+    writes.append(ymodem::headerBlock(QString::number(content.size()), content.size()));
+    const qsizetype blocks = ymodem::dataBlockCount(content.size(), ymodem::kLongPayload);
+    for (qsizetype number = 1; number <= blocks; ++number) {
+        writes.append(ymodem::dataBlock(content, number, ymodem::kLongPayload));
+        const QByteArrayView rest = content.sliced((number - 1) * ymodem::kLongPayload);
+        FUZZ_REQUIRE(writes.last()
+                         .mid(ymodem::kPrefix)
+                         .startsWith(rest.first(qMin(rest.size(), ymodem::kLongPayload))));
+    }
+    return {path, writes << "\x04"
+                         << "\x04" << ymodem::nullHeaderBlock()};
+}
+
+/// By the input's first byte; the last three cannot be sent: empty, missing, none.
 const std::vector<Firmware> &firmwares()
 {
-    static const QTemporaryDir folder;
     static const std::vector<Firmware> all = [] {
         std::vector<Firmware> made;
         for (const qsizetype size : {1, 1024, 1025, 3000, 0}) {
-            const QString path = folder.filePath(QString::number(size));
             QByteArray content(size, '\0');
             for (qsizetype i = 0; i < size; ++i)
-                content[i] = char(i * 7);
-            QFile file(path);
-            FUZZ_REQUIRE(file.open(QIODevice::WriteOnly) && file.write(content) == size);
-            made.push_back({path, content});
+                content[i] = char(i * 7 + i / 100);
+            made.push_back(firmwareOf(fuzz::writeFile(QString::number(size), content), content));
         }
-        made.push_back({folder.filePath(QStringLiteral("missing")), {}});
-        made.push_back({{}, {}});
+        made.push_back(firmwareOf(QStringLiteral("/missing"), {}));
+        made.push_back(firmwareOf({}, {}));
         return made;
     }();
     return all;
 }
 
-/// Everything that is written during one upgrade, held against what may come next.
-class Transcript
-{
-public:
-    explicit Transcript(QByteArrayView firmware)
-        : m_firmware(firmware)
-        , m_blockCount(int(ymodem::dataBlockCount(firmware.size(), ymodem::kLongPayload)))
-    {
-    }
-
-    bool isComplete() const { return m_next == Next::Nothing; }
-
-    void take(QByteArrayView written)
-    {
-        if (written == QByteArrayView("\xFF\x01\x28\x00\x00\x00\x29", 7))
-            advance(Next::Reboot, Next::Phrase);
-        else if (written.size() == kPhraseLength)
-            advance(Next::Phrase, Next::Put);
-        else if (written == QByteArrayView("put\n"))
-            advance(Next::Put, Next::Blocks);
-        else if (written == QByteArrayView(&ymodem::kEot, 1))
-            takeEot();
-        else
-            takeBlock(written);
-    }
-
-private:
-    enum class Next : quint8 { Reboot, Phrase, Put, Blocks, SecondEot, ClosingHeader, Nothing };
-
-    void advance(Next from, Next to)
-    {
-        FUZZ_REQUIRE(m_next == from);
-        m_next = to;
-    }
-
-    void takeEot()
-    {
-        if (m_next == Next::Blocks) {
-            FUZZ_REQUIRE(m_block == m_blockCount);
-            m_next = Next::SecondEot;
-        } else {
-            advance(Next::SecondEot, Next::ClosingHeader);
-        }
-    }
-
-    void takeBlock(QByteArrayView block)
-    {
-        const bool isShort = block.size() == ymodem::kShortPayload + ymodem::kOverhead;
-        FUZZ_REQUIRE(isShort || block.size() == ymodem::kLongPayload + ymodem::kOverhead);
-        FUZZ_REQUIRE(block[0] == (isShort ? ymodem::kSoh : ymodem::kStx));
-        FUZZ_REQUIRE((quint8(block[1]) ^ quint8(block[2])) == 0xFF);
-        FUZZ_REQUIRE(ymodem::crc16(block.sliced(ymodem::kPrefix)) == 0);
-        const QByteArrayView payload =
-            block.sliced(ymodem::kPrefix, block.size() - ymodem::kOverhead);
-        if (m_next == Next::ClosingHeader) {
-            FUZZ_REQUIRE(block == ymodem::nullHeaderBlock());
-            m_next = Next::Nothing;
-            return;
-        }
-        FUZZ_REQUIRE(m_next == Next::Blocks);
-        if (quint8(block[1]) != quint8(m_block))
-            FUZZ_REQUIRE(quint8(block[1]) == quint8(++m_block));
-        FUZZ_REQUIRE(isShort == (m_block == 0) && m_block <= m_blockCount);
-        if (m_block > 0)
-            requireData(payload);
-    }
-
-    void requireData(QByteArrayView payload) const
-    {
-        const qsizetype start = (m_block - 1) * ymodem::kLongPayload;
-        const qsizetype length = std::min(payload.size(), m_firmware.size() - start);
-        FUZZ_REQUIRE(payload.first(length) == m_firmware.sliced(start, length));
-        FUZZ_REQUIRE(std::ranges::all_of(payload.sliced(length),
-                                         [](char byte) { return byte == ymodem::kPadding; }));
-    }
-
-    QByteArrayView m_firmware;
-    int m_blockCount;
-    int m_block = -1; // the last that was sent
-    Next m_next = Next::Reboot;
-};
-
 class HostilePort : public QIODevice
 {
 public:
     bool isSequential() const override { return true; }
-
     qint64 bytesAvailable() const override { return m_arrived.size(); }
 
     bool waitForBytesWritten(int) override
     {
-        if (m_withinWrites.isEmpty())
+        if (withinWrites.isEmpty())
             return false;
         FUZZ_REQUIRE(!std::exchange(m_isWriting, true)); // an answer at once must not nest the next
-        arrive(m_withinWrites.takeFirst());
+        arrive(withinWrites.takeFirst());
         m_isWriting = false;
         return true;
     }
@@ -154,11 +84,15 @@ public:
         emit readyRead();
     }
 
-    void arriveWithinWrite(const QByteArray &bytes) { m_withinWrites.append(bytes); }
+    void expect(const QByteArrayList &writes)
+    {
+        m_expected = writes;
+        m_next = 0;
+    }
 
-    void expect(QByteArrayView firmware) { m_transcript = Transcript(firmware); }
+    bool isComplete() const { return m_next > kHeaderAt && m_next == m_expected.size(); }
 
-    const Transcript &transcript() const { return m_transcript; }
+    QByteArrayList withinWrites; ///< what arrives during the next ones
 
 protected:
     qint64 readData(char *data, qint64 limit) override
@@ -171,94 +105,63 @@ protected:
 
     qint64 writeData(const char *data, qint64 size) override
     {
-        m_transcript.take(QByteArrayView(data, size));
+        const QByteArrayView written(data, size);
+        const bool mayRepeat = size > 1 && m_next > kHeaderAt && !isComplete(); // a block
+        if (mayRepeat && written == m_expected[m_next - 1])
+            return size;
+        FUZZ_REQUIRE(m_next < m_expected.size() && written == m_expected[m_next]);
+        ++m_next;
         return size;
     }
 
 private:
     QByteArray m_arrived;
-    QByteArrayList m_withinWrites;
+    QByteArrayList m_expected;
+    qsizetype m_next = 0;
     bool m_isWriting = false;
-    Transcript m_transcript{{}};
-};
-
-/// One upgrade after another on one port, and the events that befall them.
-class Session
-{
-public:
-    explicit Session(const Firmware &firmware)
-        : m_firmware(firmware)
-    {
-        m_upgrade.setTimeouts({0, 0, 0, 0, 0, 0, 0, 0, 0});
-        QObject::connect(&m_upgrade, &LocalUpgrade::progressed, &m_upgrade, [this](int percent) {
-            FUZZ_REQUIRE(percent >= 0 && percent <= 100);
-            FUZZ_REQUIRE((percent == 100) == m_port->transcript().isComplete());
-        });
-        start();
-    }
-
-    void happen(fuzz::Input &input)
-    {
-        static constexpr std::array kEvents = {&Session::bytesArrive,
-                                               &Session::bytesArriveWithinWrite, &Session::timeIsUp,
-                                               &Session::portIsLost, &Session::startAgain};
-        (this->*kEvents[input.byte() % kEvents.size()])(input);
-        FUZZ_REQUIRE(m_upgrade.isRunning() == m_port->isOpen());
-    }
-
-    /// Whatever happened, the loss of the port ends it and leaves nothing behind.
-    void end()
-    {
-        m_upgrade.handlePortLost(QStringLiteral("gone"));
-        FUZZ_REQUIRE(!m_upgrade.isRunning() && !m_port->isOpen());
-        QCoreApplication::processEvents();
-        FUZZ_REQUIRE(!m_upgrade.isRunning());
-    }
-
-private:
-    static QByteArray bytesOf(fuzz::Input &input)
-    {
-        return input.bytes(input.byte()).toByteArray();
-    }
-
-    void bytesArrive(fuzz::Input &input)
-    {
-        const QByteArray bytes = bytesOf(input);
-        if (m_port->isOpen())
-            m_port->arrive(bytes);
-    }
-
-    void bytesArriveWithinWrite(fuzz::Input &input) { m_port->arriveWithinWrite(bytesOf(input)); }
-
-    void timeIsUp(fuzz::Input &) { QCoreApplication::processEvents(); }
-
-    void portIsLost(fuzz::Input &) { m_upgrade.handlePortLost(QStringLiteral("pulled")); }
-
-    void startAgain(fuzz::Input &) { start(); }
-
-    void start()
-    {
-        if (!m_upgrade.isRunning())
-            m_port->expect(m_firmware.content);
-        m_upgrade.start(QStringLiteral("port"), 115200, m_firmware.path);
-    }
-
-    const Firmware &m_firmware;
-    HostilePort *m_port = new HostilePort; // a child of m_upgrade
-    LocalUpgrade m_upgrade{m_port, [this](const QString &, int) {
-                               return m_port->open(QIODevice::ReadWrite | QIODevice::Unbuffered);
-                           }};
 };
 
 } // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
+void fuzz::run(Input input)
 {
-    fuzz::prepare(size);
-    fuzz::Input input(data, size);
-    Session session(firmwares()[input.byte() % firmwares().size()]);
-    while (!input.isEmpty())
-        session.happen(input);
-    session.end();
-    return 0;
+    const Firmware &firmware = firmwares()[input.byte() % firmwares().size()];
+    auto *port = new HostilePort; // a child of the upgrade
+    LocalUpgrade upgrade(port, [port](const QString &, int) {
+        return port->open(QIODevice::ReadWrite | QIODevice::Unbuffered);
+    });
+    upgrade.setTimeouts({0, 0, 0, 0, 0, 0, 0, 0, 0});
+    QObject::connect(&upgrade, &LocalUpgrade::progressed, port, [port](int percent) {
+        FUZZ_REQUIRE(percent >= 0 && percent <= 100 && (percent == 100) == port->isComplete());
+    });
+    const auto bytes = [&input] { return input.bytes(input.byte()).toByteArray(); };
+    const auto start = [&] {
+        if (!upgrade.isRunning())
+            port->expect(firmware.writes);
+        upgrade.start(QStringLiteral("port"), 115200, firmware.path);
+    };
+    for (start(); !input.isEmpty(); FUZZ_REQUIRE(upgrade.isRunning() == port->isOpen())) {
+        switch (input.byte() % 5) {
+        case 0:
+            if (const QByteArray arriving = bytes(); port->isOpen())
+                port->arrive(arriving);
+            break;
+        case 1:
+            port->withinWrites.append(bytes());
+            break;
+        case 2:
+            QCoreApplication::processEvents();
+            break;
+        case 3:
+            upgrade.handlePortLost(QStringLiteral("pulled"));
+            break;
+        default:
+            start();
+        }
+    }
+    // Whatever happened, the loss of the port ends it and leaves nothing behind.
+    upgrade.handlePortLost(QStringLiteral("gone"));
+    FUZZ_REQUIRE(!upgrade.isRunning() && !port->isOpen());
+    QCoreApplication::processEvents();
+    FUZZ_REQUIRE(!upgrade.isRunning());
 }

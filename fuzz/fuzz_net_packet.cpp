@@ -8,36 +8,27 @@
 
 namespace {
 
-/// The packets of a stream that comes in these reads, found the plain way.
-class PlainReader
+constexpr qsizetype kImageAt = 84; // in the server's answer
+
+/// The packets' payloads, taken from what is there the plain way; a part of one stays.
+QByteArrayList plainPayloads(QByteArray &pending)
 {
-public:
-    QList<QByteArray> read(QByteArrayView bytes)
-    {
-        QList<QByteArray> payloads;
-        m_pending.append(bytes);
-        while (m_pending.size() >= NetPacket::kHeaderLength) {
-            const auto magic = qFromLittleEndian<quint32>(m_pending.constData());
-            const auto length = qFromLittleEndian<quint32>(m_pending.constData() + 4);
-            if (magic != NetPacket::kMagic || length > NetPacket::kPayloadMax) {
-                m_pending.clear();
-                break;
-            }
-            if (m_pending.size() < NetPacket::kHeaderLength + qsizetype(length))
-                break;
-            payloads.append(m_pending.mid(NetPacket::kHeaderLength, length));
-            m_pending.remove(0, NetPacket::kHeaderLength + length);
-        }
-        return payloads;
+    QByteArrayList payloads;
+    while (pending.size() >= NetPacket::kHeaderLength) {
+        const auto length = qFromLittleEndian<quint32>(pending.constData() + 4);
+        if (!pending.startsWith("\x33\xAA\x55\xFC") || length > NetPacket::kPayloadMax)
+            pending.clear();
+        if (pending.size() < NetPacket::kHeaderLength + qsizetype(length))
+            break;
+        payloads.append(pending.mid(NetPacket::kHeaderLength, length));
+        pending.remove(0, NetPacket::kHeaderLength + length);
     }
+    return payloads;
+}
 
-private:
-    QByteArray m_pending;
-};
-
-QList<QByteArray> payloadsOf(NetPacketAssembler &assembler, QByteArrayView bytes)
+QByteArrayList payloadsOf(NetPacketAssembler &assembler, QByteArrayView bytes)
 {
-    QList<QByteArray> payloads;
+    QByteArrayList payloads;
     assembler.append(bytes.toByteArray());
     while (true) {
         const NetPacketAssembler::Step step = assembler.next();
@@ -54,39 +45,32 @@ QList<QByteArray> payloadsOf(NetPacketAssembler &assembler, QByteArrayView bytes
 /// An upgrade that got this packet, with a bootloader that takes all it is sent.
 void upgradeWith(const QByteArray &payload)
 {
-    constexpr qsizetype kImageAt = 84;
     UpgradeExchange exchange(QStringLiteral("port"));
     exchange.begin();
     fuzz::requireSound(exchange.handleServerPacket(NetPacket::of(payload)));
-
     CommandFrameObject wantsFirmware;
     wantsFirmware.type = 0x13;
     QByteArray image;
-    auto sent = fuzz::requireSound(exchange.carryOut(wantsFirmware));
-    while (sent) {
+    for (auto sent = fuzz::requireSound(exchange.carryOut(wantsFirmware)); sent;
+         sent = fuzz::requireSound(
+             exchange.handleResponse(ResponseFrameObject::ResponseStatus::Accepted))) {
         FUZZ_REQUIRE(sent->secondValue <= sent->firstValue);
         image += sent->data;
-        sent = fuzz::requireSound(
-            exchange.handleResponse(ResponseFrameObject::ResponseStatus::Accepted));
     }
     FUZZ_REQUIRE(image.isEmpty() || image == payload.mid(kImageAt));
 }
 
 } // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
+void fuzz::run(Input input)
 {
-    fuzz::prepare(size);
-    fuzz::Input input(data, size);
-    const quint8 readLength = input.byte();
-
     NetPacketAssembler assembler;
-    PlainReader plain;
-    for (const QByteArrayView piece : fuzz::pieces(input.rest(), readLength)) {
-        const QList<QByteArray> payloads = payloadsOf(assembler, piece);
-        FUZZ_REQUIRE(payloads == plain.read(piece));
+    QByteArray pending;
+    const quint8 readLength = input.byte();
+    for (const QByteArrayView piece : input.reads(readLength)) {
+        const QByteArrayList payloads = payloadsOf(assembler, piece);
+        FUZZ_REQUIRE(payloads == plainPayloads(pending += piece));
         for (const QByteArray &payload : payloads)
             upgradeWith(payload);
     }
-    return 0;
 }

@@ -5,8 +5,6 @@
 #include "compat/Settings.h"
 #include "settings/SettingsText.h"
 
-#include <QFile>
-#include <QTemporaryDir>
 #include <QUrl>
 
 #include <array>
@@ -15,10 +13,9 @@ namespace {
 
 // QSettings remembers the files it read, by name; the names are used again when it has forgotten.
 constexpr int kFileNames = 64;
-// Writing costs ten times as much as reading.
-constexpr std::size_t kInputsPerWrite = 16;
-
+constexpr qsizetype kInputsPerWrite = 16; // writing costs ten times as much as reading
 constexpr int kDefault = 1;
+constexpr int kStored = 2005;
 
 struct Setting
 {
@@ -26,17 +23,9 @@ struct Setting
     const char *key;
 };
 
-constexpr std::array kSettings = {Setting{"RTSP", "rtspIp"}, Setting{"TCP", "deviceIp"},
-                                  Setting{"TCP", "devicePort"}, Setting{"COM", "baudRate"},
-                                  Setting{"General", "languageIndex"}};
-
-QString nextPath()
-{
-    static const QTemporaryDir folder;
-    static int number = 0;
-    number = (number + 1) % kFileNames;
-    return folder.filePath(QString::number(number));
-}
+constexpr Setting kPort{"TCP", "devicePort"};
+constexpr std::array kSettings = {kPort, Setting{"RTSP", "rtspIp"}, Setting{"TCP", "deviceIp"},
+                                  Setting{"COM", "baudRate"}, Setting{"General", "languageIndex"}};
 
 void open(compat::Settings &settings, const QString &path, const Setting &setting)
 {
@@ -44,57 +33,41 @@ void open(compat::Settings &settings, const QString &path, const Setting &settin
     settings.setCategory(QString::fromLatin1(setting.category));
 }
 
-QByteArray contentOf(const QString &path)
+QVariant read(const QString &path, const Setting &setting)
 {
-    QFile file(path);
-    FUZZ_REQUIRE(file.open(QIODevice::ReadOnly));
-    return file.readAll();
-}
-
-void readAll(const QString &path)
-{
-    std::array<compat::Settings, kSettings.size()> groups;
-    for (std::size_t i = 0; i < kSettings.size(); ++i) {
-        open(groups[i], path, kSettings[i]);
-        const QVariant value = groups[i].value(QString::fromLatin1(kSettings[i].key), kDefault);
-        const int type = value.typeId();
-        FUZZ_REQUIRE(type == QMetaType::QString || type == QMetaType::QStringList
-                     || value == kDefault);
-    }
-}
-
-/// What is stored over whatever stood there is found again.
-void writeOne(const QString &path)
-{
-    const Setting &setting = kSettings[2];
-    const QString key = QString::fromLatin1(setting.key);
     compat::Settings settings;
     open(settings, path, setting);
-    settings.setValue(key, 2005);
-    compat::Settings again;
-    open(again, path, setting);
-    FUZZ_REQUIRE(again.value(key).toInt() == 2005);
-    FUZZ_REQUIRE(contentOf(path).contains("devicePort=2005"));
+    return settings.value(QString::fromLatin1(setting.key), kDefault);
+}
+
+bool holds(const QString &path, QByteArrayView content)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) && file.readAll().contains(content);
 }
 
 } // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
+void fuzz::run(Input input)
 {
-    fuzz::prepare(size);
-    // Only plain text gets as far as to be read.
-    if (!settings_text::isPlain(QByteArrayView(data, qsizetype(size))))
-        return 0;
-    const QByteArray content(reinterpret_cast<const char *>(data), qsizetype(size));
-    const QString path = nextPath();
-    QFile file(path);
-    FUZZ_REQUIRE(file.open(QIODevice::WriteOnly) && file.write(content) == content.size());
-    file.close();
-
-    readAll(path);
-    FUZZ_REQUIRE(contentOf(path) == content); // reading changes nothing
-    if (size % kInputsPerWrite == 0)
-        writeOne(path);
+    const QByteArrayView content = input.rest();
+    if (!settings_text::isPlain(content)) // only plain text gets as far as to be read
+        return;
+    static int number = 0;
+    number = (number + 1) % kFileNames;
+    const QString path = writeFile(QString::number(number), content);
+    for (const Setting &setting : kSettings) {
+        const QVariant value = read(path, setting);
+        const int type = value.typeId();
+        FUZZ_REQUIRE(type == QMetaType::QString || type == QMetaType::QStringList
+                     || value == kDefault);
+    }
+    FUZZ_REQUIRE(holds(path, content));          // reading changes nothing
+    if (content.size() % kInputsPerWrite == 0) { // what is stored over it is found again
+        compat::Settings settings;
+        open(settings, path, kPort);
+        settings.setValue(QString::fromLatin1(kPort.key), kStored);
+        FUZZ_REQUIRE(read(path, kPort).toInt() == kStored && holds(path, "devicePort=2005"));
+    }
     QFile::remove(path);
-    return 0;
 }

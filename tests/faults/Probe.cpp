@@ -14,31 +14,48 @@
 #include <QQmlProperty>
 #include <QQuickItem>
 #include <QQuickWindow>
-#include <QTimer>
 
 using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr int kRetryMs = 20;
-/// What the operator reads: object and property.
-constexpr std::array<std::pair<const char *, const char *>, 5> kShown = {{
-    {"statusText", "text"},
-    {"videoRenderer", "status"},
-    {"dialogText", "text"},
-    {"controlconnectstate", "text"},
-    {"noticeText", "text"},
-}};
+struct Text
+{
+    const char *object;
+    const char *property;
+};
+
+/// What the operator reads.
+constexpr std::array<Text, 5> kShown = {{{"statusText", "text"},
+                                         {"videoRenderer", "status"},
+                                         {"dialogText", "text"},
+                                         {"controlconnectstate", "text"},
+                                         {"noticeText", "text"}}};
 
 QObject *named(QQuickItem *parent, const QString &name)
 {
     for (QQuickItem *child : parent->childItems()) {
-        if (child->objectName() == name)
-            return child;
-        if (QObject *found = named(child, name))
+        QObject *found = child->objectName() == name ? child : named(child, name);
+        if (found)
             return found;
     }
     return nullptr;
+}
+
+QString textOf(const QVariant &value)
+{
+    const QSize size = value.toRectF().size().toSize();
+    return value.typeId() == QMetaType::QRectF ? u"%1x%2"_s.arg(size.width()).arg(size.height())
+                                               : value.toString();
+}
+
+/// The middle, on the screen, of a control that can be used; else nothing.
+QString placeOf(const QQuickItem *item)
+{
+    if (!item || !item->isVisible() || !item->isEnabled())
+        return {};
+    const QPoint place = item->mapToGlobal({item->width() / 2, item->height() / 2}).toPoint();
+    return u"%1 %2"_s.arg(place.x()).arg(place.y());
 }
 
 } // namespace
@@ -60,14 +77,13 @@ public:
                 }
             });
         });
-        lookForWindow();
     }
 
 private slots:
     void noteShown()
     {
-        for (const auto &[object, property] : kShown) {
-            if (sender()->objectName() == QLatin1StringView(object))
+        for (const auto &[name, property] : kShown) {
+            if (sender()->objectName() == QLatin1StringView(name))
                 m_said.append(sender()->property(property).toString().replace(u'\n', u' '));
         }
     }
@@ -76,18 +92,16 @@ private:
     void lookForWindow()
     {
         for (QWindow *window : QGuiApplication::topLevelWindows()) {
-            if (window->objectName().isEmpty() && window->findChild<QObject *>(u"statusText"_s))
+            if (window->objectName().isEmpty()
+                && window->findChild<QObject *>(u"statusText"_s) != nullptr)
                 m_window = qobject_cast<QQuickWindow *>(window);
         }
         if (!m_window)
-            return QTimer::singleShot(kRetryMs, this, &Probe::lookForWindow);
-        const QMetaMethod note = metaObject()->method(metaObject()->indexOfSlot("noteShown()"));
+            return;
         for (const auto &[name, property] : kShown) {
-            QObject *shown = object(QLatin1StringView(name));
-            const QMetaProperty meta =
-                shown->metaObject()->property(shown->metaObject()->indexOfProperty(property));
-            connect(shown, meta.notifySignal(), this, note);
-            m_said.append(meta.read(shown).toString());
+            const QQmlProperty shown(object(QLatin1StringView(name)), QLatin1StringView(property));
+            shown.connectNotifySignal(this, SLOT(noteShown()));
+            m_said.append(shown.read().toString());
         }
     }
 
@@ -110,46 +124,26 @@ private:
     QString execute(const QStringList &words)
     {
         if (!m_window)
-            return u"no window"_s;
+            lookForWindow();
         const QString verb = words.value(0);
+        QObject *found = m_window ? object(words.value(1)) : nullptr;
         if (verb == "said"_L1)
             return m_said.join(u'|');
-        if (verb == "forget"_L1) {
+        if (verb == "forget"_L1)
             m_said.clear();
-            return {};
-        }
-        if (verb == "upgrade"_L1) {
+        if (verb == "get"_L1 && found)
+            return textOf(found->property(words.value(2).toLatin1().constData()));
+        if (verb == "where"_L1)
+            return placeOf(qobject_cast<QQuickItem *>(found));
+        if (verb == "upgrade"_L1) { // with the device and the server given
             OnlineUpgrade::Environment environment;
             environment.listPorts = [port = words.value(1)] {
                 return QList<SerialPortEntry>{{port, pod_port::kVendorId, pod_port::kProductId}};
             };
             environment.worker.serverPort = words.value(2).toUShort();
             backend()->onlineUpgrade()->setEnvironment(environment);
-            return {};
         }
-        QObject *found = object(words.value(1));
-        if (verb == "get"_L1)
-            return found ? textOf(found->property(words.value(2).toLatin1().constData()))
-                         : QString();
-        return verb == "where"_L1 ? placeOf(qobject_cast<QQuickItem *>(found)) : u"what?"_s;
-    }
-
-    static QString textOf(const QVariant &value)
-    {
-        if (value.typeId() != QMetaType::QRectF)
-            return value.toString();
-        const QSize size = value.toRectF().size().toSize();
-        return u"%1x%2"_s.arg(size.width()).arg(size.height());
-    }
-
-    /// The middle, on the screen, of a control that can be used; else nothing.
-    static QString placeOf(const QQuickItem *item)
-    {
-        if (!item || !item->isVisible() || !item->isEnabled())
-            return {};
-        const QPointF middle(item->width() / 2, item->height() / 2);
-        const QPoint place = item->mapToGlobal(middle).toPoint();
-        return u"%1 %2"_s.arg(place.x()).arg(place.y());
+        return {};
     }
 
     QLocalServer m_server;

@@ -4,70 +4,79 @@
 
 #include <unistd.h>
 
-using namespace Qt::StringLiterals;
+#include <memory>
 
-/// Runs a program to its end; true for status 0.
-inline bool run(const QString &program, const QStringList &arguments)
+/// Flights in surroundings that can be spoiled; they need root.
+namespace surroundings {
+
+/// What a line of shell does and, with the object, another undoes.
+class Change
 {
-    return ChildProcess(program, arguments, ChildProcess::End::Anyhow).succeeds(Flight::kWaitMs);
+public:
+    Change(const QString &make, const QString &undo)
+        : m_undo(undo)
+        , m_isMade(geteuid() == 0 && sh(make))
+    {
+    }
+    ~Change()
+    {
+        if (geteuid() == 0)
+            sh(m_undo);
+    }
+    Q_DISABLE_COPY_MOVE(Change)
+
+    bool isMade() const { return m_isMade; }
+
+    static bool sh(const QString &line)
+    {
+        return ChildProcess(u"sh"_s, {u"-c"_s, line + u" 2>&1"_s}, ChildProcess::End::Anyhow)
+            .succeeds(Flight::kWaitMs);
+    }
+
+private:
+    QString m_undo;
+    bool m_isMade;
+};
+
+/// A console in a network of its own, so that its link to the pod can be cut without a word to
+/// either end: without the pod's address what it sends goes nowhere, and nobody tells it.
+inline Flight::Setup cutLink()
+{
+    const QString name = u"pod%1"_s.arg(getpid() % 100000);
+    const QString host = u"10.231.%1.1"_s.arg(getpid() % 250);
+    const QString console = u"10.231.%1.2"_s.arg(getpid() % 250);
+    const auto net = std::make_shared<Change>(
+        u"ip netns add %1 && ip link add %1 type veth peer name pod0 netns %1 && "
+        "ip addr add %2/30 dev %1 && ip link set %1 up && ip -n %1 addr add %3/30 dev pod0 && "
+        "ip -n %1 link set pod0 up"_s.arg(name, host, console),
+        u"ip link del %1; ip netns del %1"_s.arg(name));
+    const auto address = [&](const QString &verb) {
+        return
+            [net, line = u"ip addr %1 %2/30 dev %3"_s.arg(verb, host, name)] { Change::sh(line); };
+    };
+    return {.podArguments = {u"--bind"_s, u"0.0.0.0"_s},
+            .host = host,
+            .launcher = u"ip netns exec "_s + name,
+            .spoil = address(u"del"_s),
+            .mend = address(u"add"_s),
+            .missing = net->isMade() ? QString() : u"needs root and network namespaces"_s};
 }
 
-/// A link in a network of its own, so that it can be cut without a word to either end.
-class CutLink
+struct SmallDisk
 {
-public:
-    CutLink()
-        : m_name(u"pod%1"_s.arg(getpid() % 100000))
-        , m_net(u"10.231.%1."_s.arg(getpid() % 250))
-    {
-        const QString commands =
-            u"ip netns add %1 && ip link add %1 type veth peer name pod0 netns %1 && "
-            "ip addr add %2/30 dev %1 && ip link set %1 up && ip -n %1 addr add %3/30 dev pod0 && "
-            "ip -n %1 link set pod0 up"_s;
-        m_made = geteuid() == 0 && sh(commands.arg(m_name, host(), m_net + u'2'));
-    }
-    ~CutLink() { sh(u"ip link del %1; ip netns del %1"_s.arg(m_name)); }
-    CutLink(const CutLink &) = delete;
-    CutLink &operator=(const CutLink &) = delete;
-
-    bool isMade() const { return m_made; }
-    QString host() const { return m_net + u'1'; }
-    QStringList launcher() const { return {u"ip"_s, u"netns"_s, u"exec"_s, m_name}; }
-    /// Without the pod's address what the console sends goes nowhere, and nobody tells it.
-    void cut() { sh(u"ip addr del %2/30 dev %1"_s.arg(m_name, host())); }
-    void mend() { sh(u"ip addr add %2/30 dev %1"_s.arg(m_name, host())); }
-
-private:
-    static bool sh(const QString &line) { return run(u"sh"_s, {u"-c"_s, line + u" 2>&1"_s}); }
-
-    QString m_name;
-    QString m_net;
-    bool m_made;
+    QTemporaryDir folder;
+    Change mount{u"mount -t tmpfs -o size=64k podfaults "_s + folder.path(),
+                 u"umount "_s + folder.path()};
 };
 
-/// A small file system, for what a full or read-only disk does.
-class SmallDisk
+/// Settings in a small file system, to which the line of shell does something bad.
+inline Flight::Setup smallDisk(const QString &spoil)
 {
-public:
-    explicit SmallDisk(const char *size)
-        : m_made(
-            geteuid() == 0
-            && run(u"mount"_s, {u"-t"_s, u"tmpfs"_s, u"-o"_s, u"size="_s + QLatin1StringView(size),
-                                u"podfaults"_s, m_folder.path()}))
-    {
-    }
-    ~SmallDisk()
-    {
-        if (m_made)
-            run(u"umount"_s, {m_folder.path()});
-    }
-    SmallDisk(const SmallDisk &) = delete;
-    SmallDisk &operator=(const SmallDisk &) = delete;
+    const auto disk = std::make_shared<SmallDisk>();
+    const QString path = disk->folder.path();
+    return {.folder = path,
+            .spoil = [disk, line = spoil.arg(path)] { Change::sh(line); },
+            .missing = disk->mount.isMade() ? QString() : u"needs root and mount"_s};
+}
 
-    bool isMade() const { return m_made; }
-    QString path() const { return m_folder.path(); }
-
-private:
-    QTemporaryDir m_folder;
-    bool m_made;
-};
+} // namespace surroundings

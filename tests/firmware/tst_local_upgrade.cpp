@@ -77,8 +77,12 @@ void TestLocalUpgrade::imagesArriveAndEveryStepIsLogged()
 {
     for (const auto &[size, name, nameInHeader] :
          {std::tuple(1, u"固件 升级é.bin"_s, u"固件 升级é.bin"_s),
+          {1023, u"a"_s, u"a"_s},
           {1024, QString(200, u'n'), QString(122, u'n')},
-          {1025, QString(70, u'固'), QString(40, u'固')}}) {
+          {1025, QString(70, u'固'), QString(40, u'固')},
+          {128 * 1024, u"b"_s, u"b"_s},
+          {255 * 1024 + 1, u"c"_s, u"c"_s},
+          {1024 * 1024, u"d"_s, u"d"_s}}) {
         QVERIFY(run(firmware(name, mixedBytes(size))));
         QCOMPARE(m_upgrade.statusText(), kSuccess);
         QCOMPARE(contentOf(m_image), mixedBytes(size));

@@ -158,7 +158,7 @@ void TestOnlineUpgrade::wholeImages()
         // The second connection comes while the UID waits, which must not stop the event loop, and
         // while the bootloader grows impatient.
         {233, u"server hangup 1;boot again 3"_s, {}, u"00 01 0f 21 22 23 23 23"_s},
-        {30000, {}, {}, u"00 01 0f 21 22"_s + u" 23"_s.repeated(259)}, // both bytes of the index
+        {102400, {}, {}, u"00 01 0f 21 22"_s + u" 23"_s.repeated(883)}, // both bytes of the index
     };
     for (const Row &row : rows) {
         UpgradeRig rig(row.size, row.faults);

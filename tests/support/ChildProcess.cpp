@@ -1,6 +1,6 @@
 #include "ChildProcess.h"
 
-#include <QElapsedTimer>
+#include <QDeadlineTimer>
 
 #include <fcntl.h>
 #include <poll.h>
@@ -8,16 +8,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <csignal>
 #include <vector>
 
-namespace {
-
-constexpr int kEndWaitMs = 20000;
-
-} // namespace
+static constexpr int kEndWaitMs = 20000;
 
 ChildProcess::ChildProcess(const QString &program, const QStringList &arguments, End end)
     : m_program(program)
@@ -43,7 +38,6 @@ ChildProcess::ChildProcess(const QString &program, const QStringList &arguments,
     posix_spawn_file_actions_destroy(&actions);
     if (error != 0)
         qFatal("%s did not start: %s", argv[0], qPrintable(qt_error_string(error)));
-
     close(input[0]);
     close(output[1]);
     m_input = input[1];
@@ -60,26 +54,20 @@ ChildProcess::~ChildProcess()
     }
     close(m_input);
     close(m_output);
-    if (m_end == End::InOrder && (!WIFEXITED(m_status) || WEXITSTATUS(m_status) != 0))
+    if (m_end == End::InOrder && m_status != 0)
         qFatal("%s did not end in order: wait status %d", qPrintable(m_program), m_status);
 }
 
 bool ChildProcess::hasEnded(int waitMs)
 {
-    QElapsedTimer clock;
-    clock.start();
+    const QDeadlineTimer deadline(waitMs);
     while (!m_hasEnded && waitpid(m_pid, &m_status, WNOHANG) == 0) {
-        if (clock.elapsed() > waitMs)
+        if (deadline.hasExpired())
             return false;
         usleep(5000);
     }
     m_hasEnded = true;
     return true;
-}
-
-bool ChildProcess::succeeds(int timeoutMs)
-{
-    return hasEnded(timeoutMs) && WIFEXITED(m_status) && WEXITSTATUS(m_status) == 0;
 }
 
 void ChildProcess::writeLine(const QByteArray &line)
@@ -91,20 +79,17 @@ void ChildProcess::writeLine(const QByteArray &line)
 
 std::optional<QByteArray> ChildProcess::readLine(int timeoutMs)
 {
-    QElapsedTimer clock;
-    clock.start();
+    const QDeadlineTimer deadline(timeoutMs);
+    std::array<char, 4096> buffer{};
     while (!m_read.contains('\n')) {
         pollfd waiting{m_output, POLLIN, 0};
-        const int left = std::max(timeoutMs - int(clock.elapsed()), 0);
-        std::array<char, 4096> buffer{};
-        const ssize_t count =
-            poll(&waiting, 1, left) > 0 ? read(m_output, buffer.data(), buffer.size()) : 0;
+        const bool hasMore = poll(&waiting, 1, int(deadline.remainingTime())) > 0;
+        const ssize_t count = hasMore ? read(m_output, buffer.data(), buffer.size()) : 0;
         if (count <= 0)
             return std::nullopt;
         m_read.append(buffer.data(), count);
     }
-    const qsizetype end = m_read.indexOf('\n');
-    const QByteArray line = m_read.first(end);
-    m_read.remove(0, end + 1);
+    const QByteArray line = m_read.first(m_read.indexOf('\n'));
+    m_read.remove(0, line.size() + 1);
     return line;
 }

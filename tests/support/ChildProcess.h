@@ -15,14 +15,12 @@ class ChildProcess
 public:
     enum class End { InOrder, Anyhow };
 
-    /// A program without a folder is looked for in PATH. Fails this process with a message when the
-    /// program cannot be started.
+    /// Looks for a program without a folder in PATH; fails this process when it cannot be started.
     ChildProcess(const QString &program, const QStringList &arguments, End end = End::InOrder);
     /// SIGTERM, and SIGKILL to what has not ended after a while. A program that is to end in
     /// order, with status 0, and does not, fails this process.
     ~ChildProcess();
-    ChildProcess(const ChildProcess &) = delete;
-    ChildProcess &operator=(const ChildProcess &) = delete;
+    Q_DISABLE_COPY_MOVE(ChildProcess)
 
     pid_t pid() const { return m_pid; }
     bool isRunning() { return !hasEnded(0); }
@@ -32,7 +30,7 @@ public:
     /// the time-out.
     std::optional<QByteArray> readLine(int timeoutMs);
     /// Waits until the program ends by itself; true when it did, with status 0.
-    bool succeeds(int timeoutMs);
+    bool succeeds(int timeoutMs) { return hasEnded(timeoutMs) && m_status == 0; }
 
 private:
     bool hasEnded(int waitMs);
@@ -41,7 +39,7 @@ private:
     End m_end;
     bool m_hasEnded = false;
     pid_t m_pid = -1;
-    int m_status = 0;
+    int m_status = 0;  // as wait tells it: 0 is an exit with 0
     int m_input = -1;  // ours to write
     int m_output = -1; // ours to read
     QByteArray m_read;

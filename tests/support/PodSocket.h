@@ -1,13 +1,18 @@
 #pragma once
 
-#include <QByteArray>
 #include <QStringList>
 #include <QTcpServer>
+#include <QTcpSocket>
+#include <QTest>
 
 #include <initializer_list>
+#include <numeric>
 #include <utility>
 
-class QTcpSocket;
+inline char sumOf(QByteArrayView bytes)
+{
+    return char(std::accumulate(bytes.begin(), bytes.end(), 0));
+}
 
 /// The pod's end of a TCP control link, nothing but a socket: takes the console's connection and
 /// keeps every frame. A short frame with the right address and checksum is told by the four bytes
@@ -15,23 +20,70 @@ class QTcpSocket;
 class PodSocket
 {
 public:
-    PodSocket();
+    PodSocket()
+    {
+        if (!m_server.listen(QHostAddress::LocalHost))
+            qFatal("PodSocket: no port");
+    }
 
     quint16 port() const { return m_server.serverPort(); }
-
     /// The frames received so far.
-    const QStringList &frames();
+    const QStringList &frames()
+    {
+        // Straight from the socket: what the console has written is in, without the event loop.
+        while (m_server.hasPendingConnections() || m_server.waitForNewConnection(0)) {
+            m_client = m_server.nextPendingConnection();
+            m_rest.clear();
+        }
+        while (m_client && (m_client->bytesAvailable() > 0 || m_client->waitForReadyRead(0)))
+            m_rest += m_client->readAll();
+        for (QByteArray frame; !(frame = firstFrame(m_rest)).isEmpty();) {
+            m_rest.remove(0, frame.size());
+            if (frame.startsWith("\xff\x01") && sumOf(frame.mid(1, 5)) == frame.back())
+                frame = frame.mid(2, 4);
+            m_frames += QString::fromLatin1(frame.toHex(' '));
+        }
+        return m_frames;
+    }
     qsizetype count(const QString &frame) { return frames().count(frame); }
     /// The frames received so far, joined by ", "; forgets them.
-    QString take();
+    QString take()
+    {
+        frames();
+        return std::exchange(m_frames, {}).join(QStringLiteral(", "));
+    }
     /// Waits until `count` frames are there, and no longer; then as take.
-    QString next(qsizetype count);
-
-    void send(const QByteArray &frame);
+    QString next(qsizetype count)
+    {
+        Q_UNUSED(QTest::qWaitFor([&] { return frames().size() >= count; }, kWaitMs));
+        return take();
+    }
+    void send(const QByteArray &frame)
+    {
+        frames();
+        if (!m_client)
+            qFatal("PodSocket: nobody is connected");
+        m_client->write(frame);
+        m_client->waitForBytesWritten(kWaitMs);
+    }
     /// Ends the console's connection; it may come again.
-    void drop();
+    void drop()
+    {
+        frames();
+        delete std::exchange(m_client, nullptr);
+    }
 
 private:
+    static constexpr int kWaitMs = 10000;
+
+    /// Nothing while it is not whole.
+    static QByteArray firstFrame(const QByteArray &bytes)
+    {
+        const bool isShort = bytes.startsWith('\xff');
+        const qsizetype length = isShort ? 7 : bytes.size() > 2 ? uchar(bytes[2]) : 0;
+        return bytes.size() < length ? QByteArray() : bytes.first(length);
+    }
+
     QTcpServer m_server;
     QTcpSocket *m_client = nullptr; // a child of the server
     QByteArray m_rest;
@@ -43,6 +95,17 @@ private:
     QCOMPARE((pod).next(QString(expected).count(u',') + 1), QString(expected))
 
 /// Sets the length byte and appends the checksum of a long frame.
-QByteArray sealed(QByteArray frame);
+inline QByteArray sealed(QByteArray frame)
+{
+    frame[2] = char(frame.size() + 1);
+    return frame + sumOf(frame);
+}
+
 /// The status frame with camera state: 29 bytes, zero but those given by offset.
-QByteArray statusFrame(std::initializer_list<std::pair<int, int>> bytes);
+inline QByteArray statusFrame(std::initializer_list<std::pair<int, int>> bytes)
+{
+    QByteArray frame = QByteArray("\xee\x01").leftJustified(28, '\0');
+    for (const auto &[offset, value] : bytes)
+        frame[offset] = char(value);
+    return sealed(frame);
+}

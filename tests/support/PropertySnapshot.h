@@ -21,7 +21,6 @@ public:
         changed.removeIf([this](const QString &line) { return m_lines.contains(line); });
         return changed.join(u' ');
     }
-
     /// Every property. Real numbers have twelve digits, below which lies their scaling's noise.
     const QStringList &lines() const { return m_lines; }
 
@@ -32,10 +31,10 @@ private:
         const QMetaObject *meta = m_object.metaObject();
         for (int i = meta->propertyOffset(); i < meta->propertyCount(); ++i) {
             const QVariant value = meta->property(i).read(&m_object);
-            const QString text = value.typeId() == QMetaType::Double
-                                     ? QString::number(value.toDouble(), 'g', 12)
-                                     : value.toString();
-            lines.append(QString::fromLatin1(meta->property(i).name()) + u'=' + text);
+            const bool isReal = value.typeId() == QMetaType::Double;
+            lines.append(
+                QLatin1StringView(meta->property(i).name()) + u'='
+                + (isReal ? QString::number(value.toDouble(), 'g', 12) : value.toString()));
         }
         return lines;
     }

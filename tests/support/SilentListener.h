@@ -1,6 +1,5 @@
 #pragma once
 
-#include <QHostAddress>
 #include <QTcpServer>
 #include <QTcpSocket>
 
@@ -17,7 +16,7 @@ public:
             qFatal("SilentListener: no port");
         m_server.pauseAccepting();
         for (QTcpSocket &filler : m_fillers)
-            filler.connectToHost(QHostAddress(QHostAddress::LocalHost), m_server.serverPort());
+            filler.connectToHost(m_server.serverAddress(), m_server.serverPort());
     }
 
     int port() const { return m_server.serverPort(); }
