@@ -5,10 +5,11 @@
 #include "input/JoystickInput.h"
 #include "input/JoystickMapping.h"
 
-#define SDL_MAIN_HANDLED
 #include <QSettings>
 #include <QTemporaryDir>
 #include <QtTest>
+
+#define SDL_MAIN_HANDLED
 #include <SDL.h>
 
 #include <functional>
@@ -52,8 +53,8 @@ struct Flight
         input->setBackend(&backend);
         for (int axis = 0; axis < kSpareAxis; ++axis)
             input->setAxisFunction(axis, axis + 1); // yaw, pitch, zoom, focus
+        QVERIFY(backend.connectTCP(u"127.0.0.1"_s, pod.port()));
         plugIn();
-        connectLink();
     }
 
     void plugIn()
@@ -61,12 +62,6 @@ struct Flight
         device.reset(SDL_JoystickOpen(SDL_JoystickAttachVirtual(SDL_JOYSTICK_TYPE_FLIGHT_STICK,
                                                                 kAxisCount, kButtonCount, 0)));
         QVERIFY2(device, SDL_GetError());
-        awaitLook();
-    }
-
-    void connectLink()
-    {
-        QVERIFY(backend.connectTCP(u"127.0.0.1"_s, pod.port()));
         awaitLook();
     }
 
@@ -261,7 +256,7 @@ void TestJoystick::endOfAMotionSendsItsStopOnce_data()
         flight.pod.drop();
         QTRY_VERIFY_WITH_TIMEOUT(!flight.backend.isConnected(), kWaitMs);
         flight.pod.take();
-        flight.connectLink();
+        QVERIFY(flight.backend.connectTCP(u"127.0.0.1"_s, flight.pod.port()));
     });
 }
 
