@@ -9,6 +9,7 @@
 #include "firmware/local/LocalUpgrade.h"
 
 #include <QProcess>
+#include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTime>
@@ -62,7 +63,6 @@ private:
 
 void TestLocalUpgrade::init()
 {
-    QCOMPARE(m_upgrade.state(), State::Idle);
     m_upgrade.setTimeouts({});
     m_sim.fault(u"clear"_s);
 }
@@ -92,15 +92,9 @@ void TestLocalUpgrade::imagesArriveAndEveryStepIsLogged()
     }
 
     const LogCatcher log;
-    QString shown;
-    QList<int> percents;
-    QObject listener;
-    connect(&m_upgrade, &LocalUpgrade::statusChanged, &listener,
-            [&] { shown += m_upgrade.statusText(); });
-    connect(&m_upgrade, &LocalUpgrade::progressed, &listener,
-            [&](int percent) { percents.append(percent); });
+    const QSignalSpy progress(&m_upgrade, &LocalUpgrade::progressed);
     QVERIFY(run(firmware(u"log.bin"_s, mixedBytes(kThreeBlocks))));
-    QCOMPARE(percents, QList({0, 30, 60, 90, 100}));
+    QCOMPARE(progress, QList<QVariantList>({{0}, {30}, {60}, {90}, {100}}));
     // In this order; a reply may come in several reads, so that what else was read stands between.
     const QString steps =
         u"Serial port opened|Sent command: ff012800000029|Waiting for NEWBOOT...|"
@@ -121,8 +115,6 @@ void TestLocalUpgrade::imagesArriveAndEveryStepIsLogged()
             missing.removeFirst();
     }
     QCOMPARE(missing, QStringList());
-    // The phrase is for the log and the line, not for those who watch the operator's screen.
-    QVERIFY(shown.contains(u"sending the unlock phrase..."_s) && !shown.contains(u"3f1a9c2e"_s));
 }
 
 void TestLocalUpgrade::faultsEndAsTheyShould()
@@ -201,13 +193,15 @@ void TestLocalUpgrade::erasingFlashMayTakeForEver()
         PodSim sim({u"--bootloader"_s, u"--fault"_s, fault});
         m_upgrade.start(sim.ptyPath(), kBaud, file);
         QTRY_COMPARE_WITH_TIMEOUT(m_upgrade.state(), state, kEndMs);
+        // The phrase is not for those who watch the operator's screen.
+        QVERIFY(!m_upgrade.statusText().contains(u"3f1a9c2e"_s));
         QTest::qWait(2 * kShortMs); // in which nothing may happen
         m_upgrade.start(sim.ptyPath(), kBaud, file);
         QCOMPARE(m_upgrade.statusText(), u"Transfer already in progress"_s);
         QCOMPARE(m_upgrade.state(), state);
         sim.fault(u"line die"_s);
-        QTRY_COMPARE_WITH_TIMEOUT(m_upgrade.state(), State::Idle, kEndMs);
-        QVERIFY(m_upgrade.statusText().startsWith(u"Transfer Abort: "_s));
+        QTRY_VERIFY_WITH_TIMEOUT(m_upgrade.statusText().startsWith(u"Transfer Abort: "_s), kEndMs);
+        QCOMPARE(m_upgrade.state(), State::Idle);
     }
 }
 

@@ -13,20 +13,11 @@
 #include <tuple>
 
 using namespace Qt::StringLiterals;
-using Stage = UpgradeExchange::Stage;
 using Status = ResponseFrameObject::ResponseStatus;
 
 namespace {
 
 QByteArray hex(const QByteArray &text) { return QByteArray::fromHex(text); }
-
-CommandFrameObject command(quint8 type, const QByteArray &data = {})
-{
-    CommandFrameObject frame;
-    frame.type = type;
-    frame.data = data;
-    return frame;
-}
 
 /// What is sent ("3/2:116": first and second value, length of data), progress ("%3"), errors.
 QString words(const UpgradeExchange::Actions &actions)
@@ -57,8 +48,7 @@ private slots:
     void responses();
     void linesAndTheirStream();
     void packets();
-    void largestImage();
-    void oddPacketsUidsAndOrders();
+    void imagesOfOddSizes();
     void portsAreChosenByTheirIds();
 };
 
@@ -99,8 +89,9 @@ void TestWireFormats::commands()
         if (ours)
             QCOMPARE(parsed.toBytes().toHex(), raw.toHex());
     }
-    QCOMPARE(command(0, longest + 'x').toBytes(), QByteArray());
-
+    CommandFrameObject tooLong;
+    tooLong.data = longest + 'x';
+    QCOMPARE(tooLong.toBytes(), QByteArray());
     // Nothing, too short for data, response start, no end, length one short, one long, and FF.
     for (const char *raw :
          {"", "7e100001000100fd5d0d", "2310000100010000fd5d0d", "7e10000100010000fd5d0a",
@@ -118,8 +109,7 @@ void TestWireFormats::responses()
     for (const auto &[raw, index, status] : rows) {
         ResponseFrameObject frame;
         QVERIFY2(frame.fromBytes(hex(raw)), raw);
-        QCOMPARE(frame.index, index);
-        QCOMPARE(int(frame.status), status);
+        QCOMPARE(std::pair(frame.index, int(frame.status)), std::pair(index, status));
         frame.index = 0x12F4;
         QCOMPARE(frame.toBytes(), hex("2312f4") + char(status) + '\r');
     }
@@ -178,61 +168,45 @@ void TestWireFormats::packets()
     }
 }
 
-void TestWireFormats::largestImage()
+void TestWireFormats::imagesOfOddSizes()
 {
+    CommandFrameObject request;
+    request.type = 0x13;
     constexpr qsizetype kLargestImage = 65535 * 116; // bytes
-    const auto reply = [](const QByteArray &image) {
-        return NetPacket::of(hex("01400000") + QByteArray(80, 'u') + image);
+    const auto packet = [](qsizetype imageSize) {
+        return NetPacket::of(hex("01400000") + QByteArray(80 + imageSize, 'x'));
     };
     UpgradeExchange exchange(u"P"_s);
-    exchange.handleServerPacket(reply(QByteArray(kLargestImage, 'x')));
-    QCOMPARE(words(exchange.carryOut(command(0x13))), u"%3 65535/1:116"_s);
+    for (const auto &[size, text] : {std::pair(-1, u"报文错误: 收到错误数据长度: 83"_s), {0, {}}}) {
+        QCOMPARE(words(exchange.handleServerPacket(packet(size))), text);
+        QVERIFY(exchange.carryOut(request).isEmpty()); // there is no image
+    }
+    exchange.handleServerPacket(packet(kLargestImage));
+    QCOMPARE(words(exchange.carryOut(request)), u"%3 65535/1:116"_s);
     QString last;
     for (int index = 2; index <= 65535; ++index)
         last = words(exchange.handleResponse(Status::Accepted));
     QCOMPARE(last, u"%100 %101 65535/65535:116"_s);
     QCOMPARE(words(exchange.handleResponse(Status::SendAgain)), last);
     QVERIFY(exchange.handleResponse(Status::Accepted).isEmpty());
-    QCOMPARE(exchange.stage(), Stage::ChunkAccepted);
     QVERIFY(exchange.handleResponse(Status::SendAgain).isEmpty());
 
     // One byte more is refused and changes nothing.
-    exchange.handleServerPacket(reply("old"));
-    QCOMPARE(words(exchange.handleServerPacket(reply(QByteArray(kLargestImage + 1, 'x')))),
+    exchange.handleServerPacket(packet(3));
+    QCOMPARE(words(exchange.handleServerPacket(packet(kLargestImage + 1))),
              u"报文错误: 固件过大: 7602061 字节"_s);
-    QCOMPARE(words(exchange.carryOut(command(0x13))), u"%100 %101 1/1:3"_s);
-}
-
-void TestWireFormats::oddPacketsUidsAndOrders()
-{
-    for (const auto &[payload, text] :
-         {std::pair("014000"_ba, u""_s), // too short for a code
-          {"01400000" + QByteArray(158, '0'), u"报文错误: 收到错误数据长度: 83"_s},
-          {"01400000" + QByteArray(160, '0'), u""_s}}) { // no image
-        UpgradeExchange exchange(u"P"_s);
-        QCOMPARE(words(exchange.handleServerPacket(NetPacket::of(hex(payload)))), text);
-        QVERIFY(exchange.carryOut(command(0x13)).isEmpty());
-    }
-    QVERIFY(!UpgradeExchange::needsServer(command(0x10, QByteArray(17, 'x'))));
-    UpgradeExchange exchange(u"P"_s);
-    for (const Status answerToNothing : {Status::Accepted, Status::SendAgain, Status::Other})
-        QVERIFY(exchange.handleResponse(answerToNothing).isEmpty());
-    QCOMPARE(exchange.begin().size(), 2);
-    QVERIFY(exchange.begin().isEmpty()); // it has begun
-    QVERIFY(exchange.handleResponse(Status::Other).isEmpty());
-    QCOMPARE(exchange.stage(), Stage::StartSent);
+    QCOMPARE(words(exchange.carryOut(request)), u"%100 %101 1/1:3"_s);
 }
 
 void TestWireFormats::portsAreChosenByTheirIds()
 {
-    constexpr quint16 kVendor = 0x0483;
-    constexpr quint16 kProduct = 0x56CE;
-    QList<SerialPortEntry> ports{{u"COM2"_s, {}, {}},
-                                 {u"COM3"_s, kVendor, quint16(0x5740)},
-                                 {u"COM4"_s, quint16(0x0484), kProduct},
-                                 {u"com1"_s, kVendor, kProduct}}; // never
+    const auto port = [](const QString &name, quint16 vendor = 0x0483, quint16 product = 0x56CE) {
+        return SerialPortEntry{name, vendor, product};
+    };
+    QList<SerialPortEntry> ports{port(u"COM3"_s, 0x0483, 0x5740), port(u"COM4"_s, 0x0484),
+                                 port(u"com1"_s)}; // COM1 never
     QVERIFY(!pod_port::find(ports));
-    ports += {{u"COM10"_s, kVendor, kProduct}, {u"COM5"_s, kVendor, kProduct}};
+    ports += {port(u"COM10"_s), port(u"COM5"_s)};
     QCOMPARE(pod_port::find(ports)->name, u"COM10"_s);
 }
 

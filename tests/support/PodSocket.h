@@ -5,7 +5,6 @@
 #include <QTcpSocket>
 #include <QTest>
 
-#include <initializer_list>
 #include <numeric>
 #include <utility>
 
@@ -99,13 +98,4 @@ inline QByteArray sealed(QByteArray frame)
 {
     frame[2] = char(frame.size() + 1);
     return frame + sumOf(frame);
-}
-
-/// The status frame with camera state: 29 bytes, zero but those given by offset.
-inline QByteArray statusFrame(std::initializer_list<std::pair<int, int>> bytes)
-{
-    QByteArray frame = QByteArray("\xee\x01").leftJustified(28, '\0');
-    for (const auto &[offset, value] : bytes)
-        frame[offset] = char(value);
-    return sealed(frame);
 }

@@ -1,10 +1,10 @@
 #include "UiHarness.h"
 
+#include "Files.h"
 #include "InterfaceSetup.h"
 #include "compat/QtCompat.h"
 
 #include <QDir>
-#include <QFile>
 #include <QGuiApplication>
 #include <QHash>
 #include <QQmlContext>
@@ -12,6 +12,7 @@
 #include <QSettings>
 #include <QStyleHints>
 #include <QTest>
+#include <QTimer>
 #include <QWheelEvent>
 
 #include <functional>
@@ -145,8 +146,7 @@ void openMenu(UiHarness &ui, const QString &button, const QString &menu)
 
 void quit(UiHarness &, const QString &, const QString &)
 {
-    QMetaObject::invokeMethod(
-        qApp, [] { QCoreApplication::exit(); }, Qt::QueuedConnection);
+    QTimer::singleShot(0, qApp, [] { QCoreApplication::exit(); });
     QCoreApplication::exec();
 }
 
@@ -198,13 +198,19 @@ void moved(UiHarness &ui, const QString &first, const QString &rest)
 
 void seeBox(UiHarness &ui, const QString &first, const QString &rest)
 {
-    QTRY_COMPARE_WITH_TIMEOUT(ui.boxText(), joined(first, rest), kWaitMs);
+    const QString text = joined(first, rest);
+    const auto shown = [&] {
+        return ui.property(kBox, "opened").toBool()
+                   ? ui.property(u"dialogText"_s, "text").toString()
+                   : QString();
+    };
+    QTRY_COMPARE_WITH_TIMEOUT(shown().left(text.size()), text, kWaitMs);
 }
 
-/// In the settings file of the working directory.
-QString stored(const QString &key)
+void seeKept(UiHarness &, const QString &key, const QString &value)
 {
-    return QSettings(kSettingsFile, QSettings::IniFormat).value(key).toString();
+    const QSettings settings(kSettingsFile, QSettings::IniFormat);
+    QCOMPARE(settings.value(key).toString(), value);
 }
 
 const QHash<QString, Step> kSteps = {
@@ -246,7 +252,7 @@ const QHash<QString, Step> kSteps = {
     {u"moved"_s, moved},
     {u"see"_s, see},
     {u"box"_s, seeBox},
-    {u"kept"_s, [](auto &, auto &key, auto &value) { QCOMPARE(stored(key), value); }},
+    {u"kept"_s, seeKept},
 };
 
 } // namespace
@@ -269,10 +275,7 @@ UiHarness::UiHarness(const QByteArray &settings, bool connected)
     , m_engine(std::make_unique<QQmlApplicationEngine>())
 {
     QDir::setCurrent(m_directory.path());
-    QFile file(kSettingsFile);
-    if (!file.open(QIODevice::WriteOnly) || file.write(settings) != settings.size())
-        qFatal("UiHarness: no settings file");
-    file.close();
+    writeFile(kSettingsFile, settings);
     m_engine->rootContext()->setContextProperty(u"cMain"_s, m_backend.get());
     compat::loadMain(*m_engine);
     if (m_engine->rootObjects().isEmpty())
@@ -325,11 +328,6 @@ void UiHarness::play(const QString &steps)
         if (QTest::currentTestFailed())
             return;
     }
-}
-
-QString UiHarness::boxText() const
-{
-    return property(kBox, "opened").toBool() ? text(u"dialogText"_s) : QString();
 }
 
 void UiHarness::deactivate()

@@ -47,7 +47,6 @@ public:
     {
         return object(name)->property(property);
     }
-    QString text(const QString &name) const { return property(name, "text").toString(); }
     /// The window position of a point of the item, or of its centre, once the layout has followed
     /// the window's size.
     QPoint at(const QString &name, QPointF point) const;
@@ -71,11 +70,9 @@ public:
     ///     await FRAME                     waits for it, and keeps it
     ///     moved FRAMES                    the same, of a command's repeats only one
     ///     see C PROPERTY VALUE            waits for it; of a URL only the file name counts
-    ///     box TEXT, kept KEY VALUE        what the message box says, what the settings file holds
+    ///     box TEXT, kept KEY VALUE        how the message box begins, what the settings file holds
     void play(const QString &steps);
 
-    /// What the open message box says; empty when there is none.
-    QString boxText() const;
     void deactivate();
     void activate();
 

@@ -9,7 +9,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr int kWaitMs = 10000;
 const QByteArray kStored = "[RTSP]\nrtspIp=\n[TCP]\ndeviceIp=127.0.0.1\ndevicePort=2001\n";
 
 struct Row
@@ -143,13 +142,6 @@ constexpr auto kHolds = std::to_array<Hold>({
      "backend isManualFocus 0; set plusButton enabled 0; move videoRenderer; ungrab; "},
 });
 
-/// Puts a row's steps and outcome into the longer script.
-void addRow(const QString &script, const Row &row)
-{
-    QTest::newRow(row.steps) << script.arg(QString::fromUtf8(row.steps),
-                                           QString::fromUtf8(row.outcome));
-}
-
 } // namespace
 
 /// From each of the operator's gestures to the bytes on the control link, good input and bad; a
@@ -191,21 +183,19 @@ void TestControls::init()
 void TestControls::gestureSendsItsFrames_data()
 {
     QTest::addColumn<QString>("steps");
+    const auto add = [](const auto &rows, const QString &script) {
+        for (const Row &row : rows)
+            QTest::newRow(row.steps)
+                << script.arg(QString::fromUtf8(row.steps), QString::fromUtf8(row.outcome));
+    };
     // With its message away the keys steer, and nothing else was on its way.
-    for (const Row &row : kFrames)
-        addRow(u"%1; sent %2; set customDialog visible 0; see videoRenderer activeFocus true; "
-               "tap W; sent 00 08 00 80, 00 00 00 00"_s,
-               row);
+    add(kFrames, u"%1; sent %2; set customDialog visible 0; see videoRenderer activeFocus true; "
+                 "tap W; sent 00 08 00 80, 00 00 00 00"_s);
     // The command at once, then again with every tick.
-    for (const Row &row : kDrags)
-        addRow(
-            u"drag %1; see imagemovecircle visible true; sent %2, %2, %2; drop %1; "
-            "see imagemovecircle visible false; await 00 00 00 00; see stopTimer running false"_s,
-            row);
-    for (const Row &row : kRefusals)
-        addRow(u"%1; box %2; tap Escape; see videoRenderer activeFocus true; moved; "
-               "kept TCP/deviceIp 127.0.0.1; kept RTSP/rtspIp"_s,
-               row);
+    add(kDrags, u"drag %1; see imagemovecircle visible true; sent %2, %2, %2; drop %1; see "
+                "imagemovecircle visible false; await 00 00 00 00; see stopTimer running false"_s);
+    add(kRefusals, u"%1; box %2; tap Escape; see videoRenderer activeFocus true; moved; "
+                   "kept TCP/deviceIp 127.0.0.1; kept RTSP/rtspIp"_s);
 }
 
 void TestControls::gestureSendsItsFrames()

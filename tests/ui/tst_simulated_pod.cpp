@@ -1,8 +1,8 @@
+#include "Files.h"
 #include "PodSim.h"
 #include "UiHarness.h"
 #include "firmware/online/OnlineUpgrade.h"
 
-#include <QFile>
 #include <QTest>
 
 #include <memory>
@@ -17,12 +17,6 @@ constexpr QSize kWide{1400, 600};                        // bars left and right 
 constexpr QSize kTall{900, 900};                         // and above and below it
 const QString kSteering = u"00 08 00 80, 00 00 00 00"_s; // W, tapped
 
-QByteArray contentOf(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
 } // namespace
 
 /// What takes a whole pod: clicks on its picture, upgrades from the drawer's buttons.
@@ -33,9 +27,7 @@ class TestSimulatedPod : public QObject
 private slots:
     void initTestCase();
     void init() { UiHarness::failOnAnyWarning(); }
-    void enteredAddressIsPlayed();
     void clickPointsIntoThePicture();
-    void clickBesideThePicturePointsNowhere();
     void clickOnAControlPointsNowhere();
     void onlineUpgrade();
     void localUpgrade();
@@ -49,19 +41,19 @@ private:
     PodSim m_sim;
     std::unique_ptr<UiHarness> m_ui;
     QTemporaryDir m_folder;
-    QString m_image = m_folder.filePath(u"image.bin"_s);
+    const QByteArray m_bytes = mixedBytes(3000);
+    QString m_image = writeFile(m_folder.filePath(u"image.bin"_s), m_bytes);
     QString m_received = m_folder.filePath(u"received.bin"_s);
-    QByteArray m_bytes;
 };
 
 void TestSimulatedPod::initTestCase()
 {
     UiHarness::prepare();
     m_ui = std::make_unique<UiHarness>();
-    for (int i = 0; i < 3000; ++i)
-        m_bytes.append(static_cast<char>(i * 7 + i / 256));
-    QFile file(m_image);
-    QVERIFY(file.open(QIODevice::WriteOnly) && file.write(m_bytes) == m_bytes.size());
+    m_ui->play(
+        u"page 0; type urlInput %1; click urlButton; kept RTSP/rtspIp %1; "
+        "see videoRenderer source %1; set podControlDrawer visible 0"_s.arg(m_sim.rtspUrl()));
+    QTRY_VERIFY_WITH_TIMEOUT(!m_ui->video()->contentRect().isEmpty(), kWaitMs);
 }
 
 void TestSimulatedPod::resize(QSize size)
@@ -76,14 +68,6 @@ void TestSimulatedPod::clickPicture(QPointF fraction)
     const QPointF point(fraction.x() * picture.width(), fraction.y() * picture.height());
     QTest::mouseClick(m_ui->window(), Qt::LeftButton, {},
                       m_ui->at(u"videoRenderer"_s, picture.topLeft() + point));
-}
-
-void TestSimulatedPod::enteredAddressIsPlayed()
-{
-    m_ui->play(
-        u"page 0; type urlInput %1; click urlButton; kept RTSP/rtspIp %1; "
-        "see videoRenderer source %1; set podControlDrawer visible 0"_s.arg(m_sim.rtspUrl()));
-    QTRY_VERIFY_WITH_TIMEOUT(!m_ui->video()->contentRect().isEmpty(), kWaitMs);
 }
 
 void TestSimulatedPod::clickPointsIntoThePicture()
@@ -105,11 +89,7 @@ void TestSimulatedPod::clickPointsIntoThePicture()
         }
     }
     m_ui->backend().setIsTracking(false);
-}
-
-void TestSimulatedPod::clickBesideThePicturePointsNowhere()
-{
-    resize(kWide);
+    resize(kWide); // and beside it nowhere
     clickPicture({-0.01, 0.5});
     resize(kTall);
     clickPicture({0.5, 1.02});

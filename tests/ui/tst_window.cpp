@@ -11,7 +11,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr int kWaitMs = 10000;
 constexpr int kTurnMs = 1000; // into a connect that takes three times as long
 
 struct Row
@@ -130,9 +129,9 @@ void TestWindow::linkFormsConnectStoreAndTell()
     QVERIFY2(greeting.startsWith(u"ee 83 0a "_s) && greeting.endsWith(u", 1e 02 00 00"_s),
              qPrintable(greeting));
     ui.play(u"page 0; click tcpButton; see statusText text TCP 连接已断开; "
-            "type portslist /dev/no-such-port; click comButton; kept COM/baudRate 115200"_s);
+            "type portslist /dev/no-such-port; click comButton; kept COM/baudRate 115200; "
+            "box 串口连接失败"_s);
     QVERIFY(!ui.backend().isConnected());
-    QTRY_VERIFY_WITH_TIMEOUT(ui.boxText().startsWith(u"串口连接失败"_s), kWaitMs);
 }
 
 void TestWindow::pageTurnedWhileConnecting()
@@ -147,8 +146,7 @@ void TestWindow::pageTurnedWhileConnecting()
         turned = ui.backend().connectionType() == u"TCP"_s && !ui.backend().isConnected();
         ui.play(u"page 1"_s);
     });
-    ui.play(u"page 0; click tcpButton"_s);
-    QTRY_VERIFY_WITH_TIMEOUT(ui.boxText().contains(u"TCP 连接失败"_s), kWaitMs);
+    ui.play(u"page 0; click tcpButton; box TCP 连接失败"_s);
     QVERIFY(turned);
 }
 
@@ -174,13 +172,11 @@ void TestWindow::joystickIsAssigned()
 {
     UiHarness ui;
     ui.play(u"page 4; pick axisFunction_y 2; click axisInverted_y; pick btn2_1 3; "
-            "pick combo2_2 10; set podControlDrawer visible 0"_s);
+            "pick combo2_2 10; set podControlDrawer visible 0; "
+            "kept Joystick/axisYFunction pitch; kept Joystick/axisYInverted true; "
+            "kept Joystick/button2Short photo; kept Joystick/button2Long stopTrack"_s);
     const auto *joystick = ui.property(u"podControlDrawer"_s, "joystick").value<QObject *>();
     QCOMPARE(joystick->property("backend").value<QObject *>(), &ui.backend());
-    QCOMPARE(joystick->property("axisFunctions").value<QList<int>>().at(1), 2);
-    QVERIFY(joystick->property("axisInverted").value<QList<bool>>().at(1));
-    QCOMPARE(joystick->property("shortActions").value<QList<int>>().at(1), 2);
-    QCOMPARE(joystick->property("longActions").value<QList<int>>().at(1), 9);
 }
 
 QTEST_MAIN(TestWindow)
