@@ -31,7 +31,7 @@ QString encoderLine(const VideoFormat &format)
                              "bframes=0 key-int-max=%1 bitrate=%2 ! "
                              "video/x-h264,profile=main,stream-format=byte-stream,alignment=au")
             : QStringLiteral("x265enc tune=zerolatency speed-preset=ultrafast key-int-max=%1 "
-                             "bitrate=%2 option-string=bframes=0:log-level=none ! "
+                             "bitrate=%2 option-string=bframes=0:repeat-headers=1:log-level=none ! "
                              "video/x-h265,stream-format=byte-stream,alignment=au");
     return QStringLiteral("appsrc name=src format=time block=true max-buffers=4 "
                           "caps=video/x-raw,format=BGRx,width=%1,height=%2,framerate=%3/1 "
@@ -97,10 +97,12 @@ QByteArrayList encode(const VideoFormat &format, int count)
 PreparedStream prepareStream(const VideoFormat &format, int seconds, const QString &folder)
 {
     const int count = seconds * format.fps;
-    const QString name = QStringLiteral("%1-%2-%3.pictures")
+    // One encoded otherwise is another.
+    const QString name = QStringLiteral("%1-%2-%3-%4.pictures")
                              .arg(format.size.height())
                              .arg(count)
-                             .arg(format.codec == VideoFormat::Codec::H264 ? u"h264" : u"h265");
+                             .arg(format.codec == VideoFormat::Codec::H264 ? u"h264" : u"h265")
+                             .arg(qHash(encoderLine(format)), 0, 16);
     QDir().mkpath(folder);
     PreparedStream stream{format, {}};
     QFile kept(QDir(folder).filePath(name));

@@ -50,7 +50,7 @@ QString StreamServer::launchLine() const
 void StreamServer::addSink(GstAppSrc *source)
 {
     const std::lock_guard lock(m_mutex);
-    m_sinks.push_back({GST_APP_SRC(gst_object_ref(source)), false});
+    m_sinks.push_back({GST_APP_SRC(gst_object_ref(source))});
 }
 
 void StreamServer::removeSink(GstAppSrc *source)
@@ -66,16 +66,23 @@ void StreamServer::removeSink(GstAppSrc *source)
 
 void StreamServer::send(int index)
 {
-    const QByteArray &picture = m_stream.pictures[index];
+    const auto push = [this](const Sink &sink, int number) {
+        const QByteArray &picture = m_stream.pictures[number];
+        gst_app_src_push_buffer(sink.source,
+                                gst_buffer_new_memdup(picture.constData(), gsize(picture.size())));
+    };
+    const int sinceKey = index % m_stream.format.fps;
     const std::lock_guard lock(m_mutex);
     m_sentUs[std::size_t(index)] = nowUs();
     for (Sink &sink : m_sinks) {
         if (!isPlaying(sink.source))
             continue;
-        sink.hasBegun = sink.hasBegun || index % m_stream.format.fps == 0;
-        if (sink.hasBegun)
-            gst_app_src_push_buffer(
-                sink.source, gst_buffer_new_memdup(picture.constData(), gsize(picture.size())));
+        if (sink.hasBegun || sinceKey == 0)
+            push(sink, index);
+        else if (!sink.canBeDescribed)
+            push(sink, index - sinceKey);
+        sink.canBeDescribed = true;
+        sink.hasBegun = sink.hasBegun || sinceKey == 0;
     }
 }
 

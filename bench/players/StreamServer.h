@@ -45,7 +45,8 @@ private:
     struct Sink
     {
         GstAppSrc *source;
-        bool hasBegun;
+        bool canBeDescribed = false; ///< has one key picture, whose headers a client is told
+        bool hasBegun = false;       ///< gets every picture, from a key picture on
     };
 
     void run(const std::stop_token &stop);
