@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Prints how many lines of src/ the tests run, by file, the worst first.
+# Prints how many lines of src/ the tests run, by file, the worst last.
 # Usage: coverage.sh [ctest options]
 set -euo pipefail
 cd "$(dirname "$0")/.."
