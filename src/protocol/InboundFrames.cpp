@@ -24,10 +24,10 @@ int truncated(QByteArrayView frame, const Field &field)
 void appendPadded(QString &text, int byte)
 {
     std::array<char, 4> digits{}; // a byte of either sign
-    const char *const end = std::to_chars(digits.begin(), digits.end(), byte).ptr;
-    if (end == digits.begin() + 1)
+    const char *const end = std::to_chars(digits.data(), digits.data() + digits.size(), byte).ptr;
+    if (end == digits.data() + 1)
         text += u'0';
-    text += QLatin1String(digits.begin(), end);
+    text += QLatin1String(digits.data(), end);
 }
 
 QString addressText(QByteArrayView frame, qsizetype offset)
