@@ -37,7 +37,8 @@ Section {
 
     function closeNow() {
         drawerActions.endMotions();
-        if (!drawerActions.perform(() => cMain.disconnect()))
+        // The backend refuses a second disconnection soon after the first.
+        if (!drawerActions.perform(() => cMain.disconnect()) || linked)
             return;
         console.log(closedLog);
         drawerActions.report(closedText, "orange");
