@@ -1,10 +1,10 @@
 // What the console starts with: its settings file, sound or damaged, and its interface.
 
+#include "Files.h"
 #include "LogCatcher.h"
 #include "compat/Settings.h"
 #include "settings/SettingsFile.h"
 
-#include <QFile>
 #include <QLibraryInfo>
 #include <QProcess>
 #include <QTemporaryDir>
@@ -16,18 +16,6 @@ namespace {
 
 constexpr int kWaitMs = 60000;
 const QString kConsole = QStringLiteral(CONSOLE_EXECUTABLE);
-
-QByteArray contentOf(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("none");
-}
-
-bool write(const QString &path, const QByteArray &bytes)
-{
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
-}
 
 struct Group : compat::Settings
 {
@@ -103,12 +91,14 @@ void TestStartup::damagedFileIsKeptAside()
     QFETCH(bool, damaged);
     // One was kept before; the newest counts.
     const QString kept = m_path + SettingsFile::kKeptSuffix;
-    QVERIFY(write(kept, "older") && write(m_path, content));
+    writeFile(kept, "older");
+    writeFile(m_path, content);
     SettingsFile file;
     file.setPath(m_path);
     QCOMPARE(file.state(), damaged ? SettingsFile::Damaged : SettingsFile::Sound);
     QCOMPARE(file.keptAs(), damaged ? u"device_config.ini.damaged"_s : QString());
-    QCOMPARE(contentOf(m_path), damaged ? "none" : content);
+    QCOMPARE(QFile::exists(m_path), !damaged);
+    QCOMPARE(contentOf(m_path), damaged ? "" : content);
     QCOMPARE(contentOf(kept), damaged ? content : "older");
     file.setPath(m_folder.filePath(u"no folder/device_config.ini"_s));
     QCOMPARE(file.state(), SettingsFile::Unwritable);
@@ -119,11 +109,11 @@ void TestStartup::brokenInterfaceEndsTheConsole()
     // A copy whose installation lacks every QML module: Main cannot be created.
     const QString copy = m_folder.filePath(u"console"_s);
     QVERIFY(QFile::copy(kConsole, copy));
-    QVERIFY(write(m_folder.filePath(u"qt.conf"_s),
-                  u"[Paths]\nPrefix=%1\nPlugins=%2\nQmlImports=/nowhere\n"_s
-                      .arg(QLibraryInfo::path(QLibraryInfo::PrefixPath),
-                           QLibraryInfo::path(QLibraryInfo::PluginsPath))
-                      .toUtf8()));
+    writeFile(m_folder.filePath(u"qt.conf"_s),
+              u"[Paths]\nPrefix=%1\nPlugins=%2\nQmlImports=/nowhere\n"_s
+                  .arg(QLibraryInfo::path(QLibraryInfo::PrefixPath),
+                       QLibraryInfo::path(QLibraryInfo::PluginsPath))
+                  .toUtf8());
     QProcess console;
     console.setWorkingDirectory(m_folder.path());
     console.start(copy, {});

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "ChildProcess.h"
+#include "Files.h"
 #include "PodRecord.h"
 #include "PodSim.h"
 
@@ -56,14 +57,12 @@ public:
         , m_input(u"xdotool"_s, {u"-"_s}, ChildProcess::End::Anyhow)
     {
         const QString addresses = u"[RTSP]\nrtspIp=%1\n[TCP]\ndeviceIp=%2\ndevicePort=%3\n"_s;
-        QFile settings(settingsPath());
-        if (!settings.open(QIODevice::WriteOnly) || !m_doings.open(QIODevice::WriteOnly))
-            qFatal("Flight: no files");
-        settings.write(
-            !setup.settings.isEmpty()
-                ? setup.settings
-                : addresses.arg(streamUrl(), setup.host).arg(m_pod.controlPort()).toUtf8());
-        settings.close();
+        writeFile(settingsPath(),
+                  !setup.settings.isEmpty()
+                      ? setup.settings
+                      : addresses.arg(streamUrl(), setup.host).arg(m_pod.controlPort()).toUtf8());
+        if (!m_doings.open(QIODevice::WriteOnly))
+            qFatal("Flight: no notes of what is done");
         const QString command = QStringLiteral(
             "cd '%1' && exec env QT_MESSAGE_PATTERN='%{time hh:mm:ss.zzz} %{message}' "
             "QT_PLUGIN_PATH='" PROBE_PLUGINS "' QT_QPA_GENERIC_PLUGINS='podprobe:%2/probe' "
@@ -270,11 +269,6 @@ private:
     static constexpr int kTypedMs = 3000;
     static constexpr int kDisconnectGuardMs = 200; // the console ignores the next one for a while
 
-    static QByteArray contentOf(const QString &path)
-    {
-        QFile file(path);
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    }
     static QString buttonOf(Link link) { return link == Tcp ? u"tcpButton"_s : u"comButton"_s; }
     QString path(const char *name) const { return m_scratch.filePath(QLatin1StringView(name)); }
     QString folder() const { return m_setup.folder.isEmpty() ? m_scratch.path() : m_setup.folder; }

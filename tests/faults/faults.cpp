@@ -58,11 +58,8 @@ void expectShape(Trial &t, const QString &shape)
 
 void upgradeBySilentServer(Trial &t, const QString &silenceMs)
 {
-    QFile image(t.settingsPath() + u".image"_s);
-    t.expect(image.open(QIODevice::WriteOnly) && image.write(QByteArray(3000, 'x')) == 3000,
-             u"no image"_s);
-    image.close();
-    PodSim peers({u"--upgrade-bootloader"_s, u"--upgrade-server"_s, image.fileName(),
+    PodSim peers({u"--upgrade-bootloader"_s, u"--upgrade-server"_s,
+                  writeFile(t.settingsPath() + u".image"_s, QByteArray(3000, 'x')),
                   u"--upgrade-port"_s, u"0"_s, u"--fault"_s, u"server silent"_s});
     t.ask(u"upgrade %1 %2"_s.arg(peers.ptyPath()).arg(peers.upgradePort()));
     t.expect(t.openDrawer(6) && t.click(u"updateButton"_s), u"no upgrade page"_s);
@@ -76,15 +73,12 @@ void upgradeBySilentServer(Trial &t, const QString &silenceMs)
 
 void expectSettings(Trial &t, const QString &content)
 {
-    QFile settings(t.settingsPath());
-    t.expect(settings.open(QIODevice::ReadOnly) && settings.readAll().contains(content.toUtf8()),
-             u"the settings were lost"_s);
+    t.expect(contentOf(t.settingsPath()).contains(content.toUtf8()), u"the settings were lost"_s);
 }
 
 void expectDefaults(Trial &t, const QString &)
 {
-    QFile kept(t.settingsPath() + u".damaged"_s);
-    t.expect(kept.open(QIODevice::ReadOnly) && kept.readAll() == kCorrupt, u"not kept aside"_s);
+    t.expect(contentOf(t.settingsPath() + u".damaged"_s) == kCorrupt, u"not kept aside"_s);
     t.expect(t.get("mainWindow", "oldDevicePort") == "2000"_L1
                  && t.get("mainWindow", "rtspUrl").endsWith(u":554/live0"_s),
              u"no defaults"_s);
