@@ -23,7 +23,7 @@ public:
         if (geteuid() == 0)
             sh(m_undo);
     }
-    Q_DISABLE_COPY_MOVE(Change)
+    Q_DISABLE_COPY(Change)
 
     bool isMade() const { return m_isMade; }
 

@@ -20,7 +20,7 @@ public:
     /// SIGTERM, and SIGKILL to what has not ended after a while. A program that is to end in
     /// order, with status 0, and does not, fails this process.
     ~ChildProcess();
-    Q_DISABLE_COPY_MOVE(ChildProcess)
+    Q_DISABLE_COPY(ChildProcess)
 
     pid_t pid() const { return m_pid; }
     bool isRunning() { return !hasEnded(0); }

@@ -23,7 +23,7 @@ public:
         if (s_catchers.empty())
             qInstallMessageHandler(s_previous);
     }
-    Q_DISABLE_COPY_MOVE(LogCatcher)
+    Q_DISABLE_COPY(LogCatcher)
 
     bool contains(const QString &text) const { return count(text) > 0; }
     qsizetype count(const QString &text) const { return lines().filter(text).size(); }

@@ -26,7 +26,7 @@ public:
         tcsetattr(m_master, TCSANOW, &settings);
     }
     ~PtyPair() { unplug(); }
-    Q_DISABLE_COPY_MOVE(PtyPair)
+    Q_DISABLE_COPY(PtyPair)
 
     QString slavePath() const { return m_slavePath; }
     /// One write, whole.
