@@ -30,11 +30,8 @@ void flood(Flight &f, const QString &seconds)
 {
     constexpr int kSlicesPerSecond = 100;
     for (int slice = 0; slice < seconds.toInt() * kSlicesPerSecond; ++slice) {
-        for (const char *event :
-             {"keydown --delay 0 w", "keyup --delay 0 w", "mousemove 300 300",
-              "keydown --delay 0 e", "mousedown 4", "mouseup 4", "keyup --delay 0 e", "mousedown 1",
-              "mousemove 360 330", "mouseup 1"})
-            f.input(event);
+        f.input("keydown --delay 0 w keyup --delay 0 w mousemove 300 300 keydown --delay 0 e "
+                "mousedown 4 mouseup 4 keyup --delay 0 e mousedown 1 mousemove 360 330 mouseup 1");
         QThread::msleep(1000 / kSlicesPerSecond);
     }
     f.expectAnswer();

@@ -131,8 +131,9 @@ private:
         click(name.section(u'/', 0, 0));
         lastFor(kMenuMs);
         const QString entry = name.section(u'/', 1);
-        if (!entry.isEmpty() && !place(entry).isEmpty())
-            click(entry);
+        const QString where = entry.isEmpty() ? entry : place(entry);
+        if (!where.isEmpty())
+            clickAt(where);
         input("key --delay 1 Escape");
     }
     void restartStream()
@@ -196,13 +197,13 @@ private:
         });
         add(10, [this] {
             pointAnywhere();
-            clickHere(any({"1", "1", "3"}));
+            input(QByteArray("click ") + any({"1", "1", "3"}));
         });
         add(10, [this] { // wheel
             pointAnywhere();
-            const QByteArray direction = any({"4", "5"});
+            const QByteArray direction = any({"click 4", "click 5"});
             for (int i = below(8); i >= 0; --i) {
-                clickHere(direction);
+                input(direction);
                 nap(60);
             }
         });
