@@ -197,11 +197,11 @@ private:
         });
         add(10, [this] {
             pointAnywhere();
-            input(QByteArray("click ") + any({"1", "1", "3"}));
+            input(QByteArray("click --delay 0 ") + any({"1", "1", "3"}));
         });
         add(10, [this] { // wheel
             pointAnywhere();
-            const QByteArray direction = any({"click 4", "click 5"});
+            const QByteArray direction = any({"click --delay 0 4", "click --delay 0 5"});
             for (int i = below(8); i >= 0; --i) {
                 input(direction);
                 nap(60);
