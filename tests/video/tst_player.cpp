@@ -17,7 +17,6 @@
 #include <QTest>
 
 #include <algorithm>
-#include <memory>
 #include <tuple>
 
 using namespace Qt::StringLiterals;
@@ -172,9 +171,7 @@ void TestPlayer::rtspPlaysPausesAndStops()
     player.renderFrame();
     QCOMPARE(frames.size(), 0); // the picture is forgotten
     player.close();             // must not lock itself out
-    QCOMPARE(states.size(), 4);
-    for (int i = 0; i < 4; ++i)
-        QCOMPARE(states[i][0].toBool(), i % 2 == 0);
+    QCOMPARE(states, QList<QVariantList>({{true}, {false}, {true}, {false}}));
 }
 
 void TestPlayer::fileIsPlayedToItsEnd()
