@@ -183,7 +183,7 @@ void TestLocalUpgrade::faultsEndAsTheyShould()
 void TestLocalUpgrade::erasingFlashMayTakeForEver()
 {
     const QString file = firmware(u"wait.bin"_s, mixedBytes(kThreeBlocks));
-    m_upgrade.setTimeouts({.newBootMs = 2 * kShortMs, .blockMs = kShortMs});
+    m_upgrade.setTimeouts({.newBootMs = 2 * kShortMs, .bootMeMs = kShortMs, .blockMs = kShortMs});
     for (const auto &[fault, state] : {std::pair(u"at phrase silent"_s, State::PhraseSent),
                                        {u"at ready noise 00"_s, State::HeaderAccepted}}) {
         PodSim sim({u"--bootloader"_s, u"--fault"_s, fault});
