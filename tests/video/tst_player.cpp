@@ -176,7 +176,6 @@ void TestPlayer::rtspPlaysPausesAndStops()
 
 void TestPlayer::fileIsPlayedToItsEnd()
 {
-    // Two sizes in one file.
     const QString small = m_folder.filePath(u"small.ts"_s);
     const QString large = m_folder.filePath(u"large.ts"_s);
     QVERIFY(makeVideo(small) && makeVideo(large, u"640x360"_s));
