@@ -23,8 +23,8 @@ const QString kGaveUp = u"重连失败，已达最大重试次数"_s;
 /// waits for the next attempt; statuses: from the loss on.
 struct Story
 {
-    int attempts;
-    int intervalS;
+    int attempts = 0;
+    int intervalS = 0;
     QString fault;
     QString then;
     QString statuses;
