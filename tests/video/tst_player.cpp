@@ -50,6 +50,7 @@ private slots:
     void optionSets();
     void failureTexts();
     void deadRtspServersAreGivenUp();
+    void openingReadsNoMoreThanItNeeds();
     void rtspPlaysPausesAndStops();
     void fileIsPlayedToItsEnd();
     void lossIsToldOncePerLoss();
@@ -137,6 +138,27 @@ void TestPlayer::deadRtspServersAreGivenUp()
             player.stop();
             QTRY_VERIFY(noMedia.wasTornDown()); // a pod left streaming refuses the next console
         }
+    }
+}
+
+void TestPlayer::openingReadsNoMoreThanItNeeds()
+{
+    // Each picture read before the first is shown is an interval that the operator waits.
+    const PodSim h264({u"--size"_s, u"320x240"_s, u"--codec"_s, u"h264"_s});
+    QStringList urls = {h264.rtspUrl(), m_sim.rtspUrl()};
+    if (kUdpStreamsCanRun)
+        urls.append(m_udpUrl);
+    const ffmpeg::PacketPtr packet(av_packet_alloc());
+    for (const QString &url : std::as_const(urls)) {
+        const auto stream = openMediaStream({url, {}, std::make_shared<AbortFlag>(false)}).stream;
+        QVERIFY(stream);
+        qsizetype pictures = stream->takeHead().size();
+        stream->abort(); // only what has been read comes now
+        while (!stream->assembler() && av_read_frame(stream->format(), packet.get()) >= 0) {
+            pictures += pictures > 0 || (packet->flags & AV_PKT_FLAG_KEY) != 0 ? 1 : 0;
+            av_packet_unref(packet.get());
+        }
+        QVERIFY2(pictures > 0 && pictures < 5, qPrintable(url + u' ' + QString::number(pictures)));
     }
 }
 
