@@ -15,6 +15,7 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <algorithm>
 #include <memory>
 #include <tuple>
 
@@ -32,6 +33,7 @@ private slots:
     void deadRtspServersAreGivenUp();
     void rtspPlaysPausesAndStops();
     void fileIsPlayedToItsEnd();
+    void picturesOfEveryWidthAreWhole();
     void lossIsToldOncePerLoss();
 
 private:
@@ -178,6 +180,26 @@ void TestPlayer::fileIsPlayedToItsEnd()
     const auto picture = frames.last()[0].value<QImage>();
     QCOMPARE(picture.size(), QSize(640, 360));
     QVERIFY(qRed(picture.pixel(80, 10)) > 200 && qBlue(picture.pixel(80, 10)) < 50);
+}
+
+// swscale leaves the right edge out, or writes past the last row, where it has no room for a whole
+// step.
+void TestPlayer::picturesOfEveryWidthAreWhole()
+{
+    FrameConverter converter;
+    for (int width = 1; width <= 80; ++width) {
+        const ffmpeg::FramePtr frame(av_frame_alloc());
+        frame->width = width;
+        frame->height = 4; // an odd one takes another way through swscale
+        frame->format = AV_PIX_FMT_YUV420P;
+        QVERIFY(av_frame_get_buffer(frame.get(), 0) >= 0);
+        for (AVBufferRef *plane : frame->buf)
+            std::fill_n(plane ? plane->data : nullptr, plane ? plane->size : 0, uchar(60 + width));
+        const QImage picture = converter.convert(frame.get());
+        QImage drawn(width, frame->height, picture.format());
+        drawn.fill(picture.pixelColor(0, 0));
+        QCOMPARE(picture, drawn);
+    }
 }
 
 void TestPlayer::lossIsToldOncePerLoss()
