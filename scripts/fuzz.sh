@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Fuzzing; docs/fuzzing.md tells more.
 #   fuzz.sh run TARGET|all [RUNS]   fuzzes, from the corpus that earlier runs left (default 10000000)
+#   fuzz.sh heap TARGET|all [RUNS]  the same, quicker, with a checked heap instead of the address sanitizer
 #   fuzz.sh short TARGET            the fixed run that is a test: from the seeds, nothing is kept
 #   fuzz.sh coverage [TARGET]       the lines of src/ that seeds and corpus reach
 #   fuzz.sh build                   builds the targets and their seeds
@@ -33,7 +34,7 @@ make_seeds() {
   local target=$1 line number=0
   mkdir -p "$work/seeds/$target" "$work/corpus/$target" "$work/findings"
   if [[ $target == player ]]; then
-    [[ -e $work/seeds/player/h264.ts ]] || fuzz/make-streams.sh "$work/seeds/player"
+    [[ $work/seeds/player/h264.ts -nt fuzz/make-streams.sh ]] || fuzz/make-streams.sh "$work/seeds/player"
     return
   fi
   if [[ -d fuzz/seeds/$target ]]; then
@@ -80,8 +81,16 @@ short() {
 }
 
 long() {
-  local target=$1 runs=$2
-  run_target "$work" "$target" -runs="$runs" "$work/corpus/$target" "$work/seeds/$target"
+  local build=$1 target=$2 runs=$3
+  run_target "$build" "$target" -runs="$runs" "$work/corpus/$target" "$work/seeds/$target"
+}
+
+# Memory that was written past its end is told when it is freed. It is kept for the next input, or
+# most of the time would go into fetching and clearing pages.
+heap() {
+  LD_PRELOAD=libc_malloc_debug.so.0 MALLOC_CHECK_=3 \
+    GLIBC_TUNABLES=glibc.malloc.mmap_threshold=1073741824:glibc.malloc.trim_threshold=1073741824:glibc.malloc.top_pad=67108864 \
+    long build/fuzz-heap "$@"
 }
 
 coverage() {
@@ -107,7 +116,13 @@ short) short "$2" ;;
 run)
   build
   for target in "${chosen[@]}"; do
-    long "$target" "${3:-10000000}"
+    long "$work" "$target" "${3:-10000000}"
+  done
+  ;;
+heap)
+  build fuzz-heap
+  for target in "${chosen[@]}"; do
+    heap "$target" "${3:-10000000}"
   done
   ;;
 coverage)

@@ -4,6 +4,30 @@
 
 #include <algorithm>
 #include <array>
+#include <memory>
+
+namespace {
+
+constexpr int kBytesPerPixel = 4;
+constexpr int kRowAlignment = 64; // bytes; what one step of swscale's widest loop writes
+
+/// A picture whose rows have room for whole steps of swscale. In QImage's own memory, of rows
+/// without a gap, it would write past the end of the last one, or leave the right edge undrawn.
+QImage makeBuffer(int width, int height)
+{
+    const int stride = FFALIGN(width * kBytesPerPixel, kRowAlignment);
+    std::unique_ptr<void, decltype(&av_free)> memory(
+        av_malloc(static_cast<size_t>(stride) * static_cast<size_t>(height)), &av_free);
+    if (!memory)
+        return {};
+    QImage image(static_cast<uchar *>(memory.get()), width, height, stride, QImage::Format_RGBA8888,
+                 &av_free, memory.get());
+    if (!image.isNull())
+        memory.release(); // the picture frees it
+    return image;
+}
+
+} // namespace
 
 bool FrameConverter::prepare(const AVFrame &frame)
 {
@@ -30,7 +54,7 @@ QImage &FrameConverter::freeBuffer()
         found = m_buffers.begin(); // its holders keep the old memory
     else if (found->width() == m_width && found->height() == m_height)
         return *found;
-    *found = QImage(m_width, m_height, QImage::Format_RGBA8888);
+    *found = makeBuffer(m_width, m_height);
     return *found;
 }
 

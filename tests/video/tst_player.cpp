@@ -53,6 +53,7 @@ private slots:
     void openingReadsNoMoreThanItNeeds();
     void rtspPlaysPausesAndStops();
     void fileIsPlayedToItsEnd();
+    void picturesOfEveryWidthAreWhole();
     void lossIsToldOncePerLoss();
     void picturesFollowTheFrames();
 
@@ -218,6 +219,21 @@ void TestPlayer::fileIsPlayedToItsEnd()
     const auto picture = frames.last()[0].value<QImage>();
     QCOMPARE(picture.size(), QSize(640, 360));
     QVERIFY(qRed(picture.pixel(80, 10)) > 200 && qBlue(picture.pixel(80, 10)) < 50);
+}
+
+// swscale leaves the right edge out, or writes past the last row, where it has no room for a whole
+// step.
+void TestPlayer::picturesOfEveryWidthAreWhole()
+{
+    FrameConverter converter;
+    for (int width = 1; width <= 80; ++width) {
+        // An odd height takes another way through swscale.
+        const auto frame = plainFrame({width, 4}, AV_PIX_FMT_YUV420P, QByteArray(3, char(width)));
+        const QImage picture = converter.convert(frame.get());
+        QImage drawn(picture.size(), picture.format());
+        drawn.fill(picture.pixelColor(0, 0));
+        QCOMPARE(picture, drawn);
+    }
 }
 
 void TestPlayer::lossIsToldOncePerLoss()
