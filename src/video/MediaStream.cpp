@@ -7,12 +7,17 @@
 #include <cstring>
 #include <optional>
 #include <utility>
+#include <vector>
 
 namespace {
 
 constexpr int kLateVideoWaitMs = 1000;
 constexpr int kAbortPollMs = 20;
 constexpr int kDecoderThreads = 1; // a second thread would hold pictures back
+
+// The most that any level of H.264 and H.265 allows, by a little. A damaged header may tell of
+// sizes of which a few pictures fill the memory.
+constexpr qint64 kPixelsMax = 8192 * 4352;
 
 // Pointer to const from libavformat 59 on.
 using InputFormat = decltype(av_find_input_format(nullptr));
@@ -132,19 +137,34 @@ private:
             m_parts.format->flags &= ~AVFMT_FLAG_NOBUFFER;
             m_parts.format->fps_probe_size = 0;
         }
-        if (avformat_find_stream_info(m_parts.format.get(), nullptr) < 0)
+        if (analyse() < 0)
             return fail(QStringLiteral("无法获取流信息"));
         m_parts.videoIndex = bestVideo();
         if (m_parts.videoIndex < 0 && stream_options::isUdpUrl(m_request.url)) {
             qDebug() << "[FFmpegPlayer] UDP流未立即检测到视频流，等待...";
             waitForLateVideo();
-            avformat_find_stream_info(m_parts.format.get(), nullptr);
+            analyse();
             m_parts.videoIndex = bestVideo();
         }
         if (m_parts.videoIndex < 0)
             return fail(QStringLiteral("未找到视频流"));
         ignoreLaterStreams();
         return true;
+    }
+
+    /// avformat_find_stream_info; it decodes, too, with the limit that our own decoder has.
+    int analyse()
+    {
+        AVFormatContext *format = m_parts.format.get();
+        // One for each stream that there is by now.
+        std::vector<AVDictionary *> options(format->nb_streams);
+        for (AVDictionary *&option : options)
+            av_dict_set_int(&option, "max_pixels", kPixelsMax, 0);
+        const int result =
+            avformat_find_stream_info(format, options.empty() ? nullptr : options.data());
+        for (AVDictionary *&option : options)
+            av_dict_free(&option);
+        return result;
     }
 
     // The transport stream demultiplexer takes every PID that its tables do not name for a stream
@@ -184,6 +204,7 @@ private:
         if (avcodec_parameters_to_context(m_parts.codec.get(), parameters) < 0)
             return fail(QStringLiteral("无法复制编解码器参数"));
         m_parts.codec->thread_count = kDecoderThreads;
+        m_parts.codec->max_pixels = kPixelsMax;
         const int result = avcodec_open2(m_parts.codec.get(), decoder, nullptr);
         return result >= 0
                || fail(QStringLiteral("无法打开解码器: %1").arg(ffmpegErrorText(result)));

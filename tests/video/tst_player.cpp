@@ -34,6 +34,7 @@ private slots:
     void rtspPlaysPausesAndStops();
     void fileIsPlayedToItsEnd();
     void picturesOfEveryWidthAreWhole();
+    void picturesBeyondAllLevelsAreRefused();
     void lossIsToldOncePerLoss();
 
 private:
@@ -199,6 +200,21 @@ void TestPlayer::picturesOfEveryWidthAreWhole()
         QImage drawn(width, frame->height, picture.format());
         drawn.fill(picture.pixelColor(0, 0));
         QCOMPARE(picture, drawn);
+    }
+}
+
+// A damaged header may tell of sizes of which a few pictures fill the memory.
+void TestPlayer::picturesBeyondAllLevelsAreRefused()
+{
+    const QString path = m_folder.filePath(u"size.ts"_s);
+    for (const auto &[size, isRead] : {std::pair(u"8192x4320"_s, true), {u"8192x4400"_s, false}}) {
+        const QString arguments =
+            u"-f lavfi -i color=size=%1:duration=0.04 -c:v libx264 -preset ultrafast"_s.arg(size);
+        QVERIFY(runFfmpeg(arguments, path));
+        FFmpegPlayer player;
+        const QSignalSpy errors(&player, &FFmpegPlayer::errorOccurred);
+        QCOMPARE(player.open(path), isRead);
+        QCOMPARE(errors.isEmpty(), isRead);
     }
 }
 
