@@ -17,7 +17,7 @@ constexpr int kDecoderThreads = 1; // a second thread would hold pictures back
 
 // The most that any level of H.264 and H.265 allows, by a little. A damaged header may tell of
 // sizes of which a few pictures fill the memory.
-constexpr qint64 kPixelsMax = 8192 * 4352;
+constexpr qint64 kPixelsMax = qint64(8192) * 4352;
 
 // Pointer to const from libavformat 59 on.
 using InputFormat = decltype(av_find_input_format(nullptr));
