@@ -1,9 +1,10 @@
 #pragma once
 
+#include "Files.h"
+
 #include <QByteArrayList>
 #include <QByteArrayView>
 #include <QCoreApplication>
-#include <QFile>
 #include <QLoggingCategory>
 #include <QTemporaryDir>
 
@@ -61,9 +62,7 @@ void run(Input input);
 inline QString writeFile(const QString &name, QByteArrayView content)
 {
     static const QTemporaryDir folder;
-    QFile file(folder.filePath(name));
-    FUZZ_REQUIRE(file.open(QIODevice::WriteOnly) && file.write(content.toByteArray()) >= 0);
-    return file.fileName();
+    return ::writeFile(folder.filePath(name), content.toByteArray());
 }
 
 } // namespace fuzz

@@ -14,7 +14,12 @@ namespace {
 
 constexpr int kStartWaitMs = 10000;
 
-QStringList consoleArguments(const QString &, VideoFormat::Codec) { return {}; }
+/// The console's window is larger than what it shows of the stream, by its bars.
+QStringList consoleArguments(const QString &, VideoFormat::Codec)
+{
+    return {QStringLiteral("-qwindowgeometry"),
+            QStringLiteral("%1x%2+0+0").arg(Screen::kSize.width()).arg(Screen::kSize.height())};
+}
 
 QStringList mpvArguments(const QString &url, VideoFormat::Codec)
 {
@@ -47,23 +52,6 @@ QStringList gstreamerArguments(const QString &url, VideoFormat::Codec codec)
         QStringLiteral("-q rtspsrc location=%1 latency=0 protocols=udp ! %2 ! videoscale ! "
                        "videoconvert ! video/x-raw,width=1280,height=720 ! ximagesink sync=false");
     return text.arg(url, decoder).split(u' ');
-}
-
-/// The console's window is larger than what it shows of the stream, by its bars.
-void fitConsole(const QString &display)
-{
-    QProcess tool;
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("DISPLAY"), display);
-    tool.setProcessEnvironment(environment);
-    tool.start(QStringLiteral("xdotool"),
-               {QStringLiteral("search"), QStringLiteral("--sync"), QStringLiteral("--onlyvisible"),
-                QStringLiteral("--name"), QStringLiteral("KAVROControl"),
-                QStringLiteral("windowmove"), QStringLiteral("0"), QStringLiteral("0"),
-                QStringLiteral("windowsize"), QString::number(Screen::kSize.width()),
-                QString::number(Screen::kSize.height())});
-    if (!tool.waitForFinished(kStartWaitMs))
-        fail("the console's window does not appear (is xdotool installed?)");
 }
 
 QByteArray contents(const QString &path)
@@ -122,8 +110,6 @@ Player::Player(const PlayerKind &kind, const QString &url, VideoFormat::Codec co
     m_process.start(kind.program, kind.arguments(url, codec));
     if (!m_process.waitForStarted(kStartWaitMs))
         fail(qPrintable(kind.name + QStringLiteral(" does not start")));
-    if (kind.isConsole)
-        fitConsole(display);
 }
 
 Player::~Player()

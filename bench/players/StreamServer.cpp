@@ -3,6 +3,7 @@
 #include "ControlProbe.h"
 #include "video/AppSource.h"
 
+#include <algorithm>
 #include <chrono>
 
 namespace bench {
@@ -64,36 +65,36 @@ void StreamServer::removeSink(GstAppSrc *source)
     });
 }
 
-void StreamServer::send(int index)
+int StreamServer::send(int index)
 {
-    const auto push = [this](const Sink &sink, int number) {
-        const QByteArray &picture = m_stream.pictures[number];
-        gst_app_src_push_buffer(sink.source,
-                                gst_buffer_new_memdup(picture.constData(), gsize(picture.size())));
-    };
-    const int sinceKey = index % m_stream.format.fps;
     const std::lock_guard lock(m_mutex);
+    const int sinceKey = index % m_stream.format.fps;
+    const auto begins = [](const Sink &sink) { return !sink.hasBegun && isPlaying(sink.source); };
+    const bool isKey = sinceKey == 0 || std::ranges::any_of(m_sinks, begins);
+    if (isKey && sinceKey > 0)
+        index = (index - sinceKey + m_stream.format.fps) % int(m_stream.pictures.size());
+    const QByteArray &picture = m_stream.pictures[index];
     m_sentUs[std::size_t(index)] = nowUs();
     for (Sink &sink : m_sinks) {
         if (!isPlaying(sink.source))
             continue;
-        if (sink.hasBegun || sinceKey == 0)
-            push(sink, index);
-        else if (!sink.canBeDescribed)
-            push(sink, index - sinceKey);
-        sink.canBeDescribed = true;
-        sink.hasBegun = sink.hasBegun || sinceKey == 0;
+        sink.hasBegun = sink.hasBegun || isKey;
+        if (sink.hasBegun)
+            gst_app_src_push_buffer(
+                sink.source, gst_buffer_new_memdup(picture.constData(), gsize(picture.size())));
     }
+    return index;
 }
 
 void StreamServer::run(const std::stop_token &stop)
 {
     const std::chrono::nanoseconds interval(1000000000 / m_stream.format.fps);
     auto next = Clock::now();
-    for (int index = 0; !stop.stop_requested(); ++index) {
+    int index = 0;
+    while (!stop.stop_requested()) {
         std::this_thread::sleep_until(next);
         next += interval;
-        send(index % int(m_stream.pictures.size()));
+        index = (send(index) + 1) % int(m_stream.pictures.size());
     }
 }
 

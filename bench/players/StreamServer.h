@@ -13,7 +13,8 @@
 namespace bench {
 
 /// Sends a prepared loop over RTSP, in time, as a pod would whose encoder takes no time, and notes
-/// when each picture left. A client's stream begins at a key picture.
+/// when each picture left. It goes on at the loop's next key picture when a client comes, as an
+/// encoder does that is asked for one, so that no client's start depends on when it comes.
 class StreamServer : public VideoFeed
 {
 public:
@@ -45,12 +46,12 @@ private:
     struct Sink
     {
         GstAppSrc *source;
-        bool canBeDescribed = false; ///< has one key picture, whose headers a client is told
-        bool hasBegun = false;       ///< gets every picture, from a key picture on
+        bool hasBegun = false; ///< with a key picture
     };
 
     void run(const std::stop_token &stop);
-    void send(int index);
+    /// Sends picture `index`, or the next key picture where a client begins; tells which.
+    int send(int index);
 
     PreparedStream m_stream;
     std::vector<std::atomic<qint64>> m_sentUs;

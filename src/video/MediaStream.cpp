@@ -131,12 +131,13 @@ private:
 
     bool findVideo()
     {
-        if (isRtsp()) {
-            // What the analysis reads is shown at once: thrown away, the next key picture would
-            // have to be waited for. And it needs no measure of the rate, which nothing uses.
-            m_parts.format->flags &= ~AVFMT_FLAG_NOBUFFER;
-            m_parts.format->fps_probe_size = 0;
-        }
+        // What the analysis reads is shown at once: thrown away, the next key picture would have to
+        // be waited for. And it needs no measure of the rate, for which it would read twenty
+        // pictures, and no guess at decoding times, seven of H.264: nothing uses them. One packet
+        // it must see, so that a stream without any fails to open.
+        m_parts.format->flags &= ~AVFMT_FLAG_NOBUFFER;
+        m_parts.format->fps_probe_size = 0;
+        m_parts.format->max_ts_probe = 1;
         if (analyse() < 0)
             return fail(QStringLiteral("无法获取流信息"));
         m_parts.videoIndex = bestVideo();

@@ -3,6 +3,7 @@
 
 #include "CMain.h"
 #include "ChildProcess.h"
+#include "Files.h"
 #include "PtyPair.h"
 #include "SignalLog.h"
 #include "SilentListener.h"
@@ -18,7 +19,6 @@
 
 #include <cerrno>
 #include <memory>
-#include <numeric>
 #include <utility>
 
 #include <sched.h>
@@ -33,13 +33,6 @@ const QString kHost = u"127.0.0.1"_s;
 const QString kUp = u"connectionChanged(true)"_s;
 const QString kDown = u"connectionChanged(false)"_s;
 const QByteArray kStops = QByteArray::fromHex("ff010000000001 ff010060000061 ff011d04000022");
-
-QByteArray numbered(qsizetype count)
-{
-    QByteArray bytes(count, '\0');
-    std::iota(bytes.begin(), bytes.end(), '\1');
-    return bytes;
-}
 
 /// A link without a backend, and what it reports.
 template<typename Transport>
@@ -62,7 +55,12 @@ class TestLinks : public QObject
     Q_OBJECT
 
 private slots:
-    void init();
+    void init()
+    {
+        m_pod = std::make_unique<TcpPeer>();
+        m_line = std::make_unique<PtyPair>();
+        m_backend = std::make_unique<CMain>();
+    }
     void serialLink();
     void serialErrors();
     void tcpLink();
@@ -88,13 +86,6 @@ private:
     std::unique_ptr<PtyPair> m_line;
     std::unique_ptr<CMain> m_backend;
 };
-
-void TestLinks::init()
-{
-    m_pod = std::make_unique<TcpPeer>();
-    m_line = std::make_unique<PtyPair>();
-    m_backend = std::make_unique<CMain>();
-}
 
 bool TestLinks::obey(const QString &wish)
 {
@@ -129,9 +120,9 @@ void TestLinks::serialLink()
     // What comes is cut, and the rest lost; or padded with zeros.
     QSignalSpy blocks(&link, &ICommunication::dataReceived);
     for (const int length : {36, 37, 38, 80, 4}) {
-        m_line->send(numbered(length));
+        m_line->send(mixedBytes(length));
         QTRY_COMPARE_WITH_TIMEOUT(blocks.size(), 1, kWaitMs);
-        const QByteArray expected = numbered(std::min(length, 37)).leftJustified(37, '\0');
+        const QByteArray expected = mixedBytes(std::min(length, 37)).leftJustified(37, '\0');
         QCOMPARE(blocks.takeFirst()[0].toByteArray(), expected);
     }
 }
@@ -178,9 +169,9 @@ void TestLinks::tcpLink()
     QCOMPARE(socket->socketOption(QTcpSocket::LowDelayOption), 1);
     QSignalSpy deliveries(&link, &ICommunication::dataReceived);
     for (const int length : {1, 37, 200}) {
-        m_pod->send(numbered(length));
+        m_pod->send(mixedBytes(length));
         QTRY_COMPARE_WITH_TIMEOUT(deliveries.size(), 1, kWaitMs);
-        QCOMPARE(deliveries.takeFirst()[0].toByteArray(), numbered(length));
+        QCOMPARE(deliveries.takeFirst()[0].toByteArray(), mixedBytes(length));
     }
     m_pod->stopReading();
     for (int i = 0; i < 64 && socket->bytesToWrite() == 0; ++i)

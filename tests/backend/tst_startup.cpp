@@ -35,7 +35,6 @@ class TestStartup : public QObject
 private slots:
     void init() { QVERIFY(QFile::remove(m_path) || !QFile::exists(m_path)); }
     void groupsOfOneFile();
-    void damagedFileIsKeptAside_data();
     void damagedFileIsKeptAside();
     void brokenInterfaceEndsTheConsole();
     void moduleIsExported();
@@ -65,43 +64,34 @@ void TestStartup::groupsOfOneFile()
     QVERIFY(log.contains(u"cannot write settings file"_s));
 }
 
-void TestStartup::damagedFileIsKeptAside_data()
-{
-    QTest::addColumn<QByteArray>("content");
-    QTest::addColumn<bool>("damaged");
-    const auto row = [](const char *name, const QByteArray &content, bool damaged) {
-        QTest::newRow(name) << content << damaged;
-    };
-    row("empty", "", false);
-    row("comment, Chinese, escapes", "; x\n[TCP]\r\n\nname=吊舱 p\\x41@b, 10.0.0.5\n@c=d", false);
-    row("percent-encoded group", "[%General]\nlanguageIndex=1\n", false);
-    row("zeros after a good beginning", "[TCP]\ndevicePort=2001\n" + QByteArray(100, '\0'), true);
-    row("group without an end", "[TCP\ndevicePort=2001\n", true);
-    row("line without a value", "[TCP]\ndevicePort\n", true);
-    row("far too long", "[TCP]\nx=" + QByteArray(2 << 20, 'x'), true);
-    // Qt would make something out of these, of any size.
-    row("typed value", R"(a=@Variant(\0\0\0\t\xff\xff\xff\xfe))", true);
-    row("typed value in a list, quoted", "a=b, \"@Size(1 2)\"", true);
-    row("typed value, escaped", "a=\\x40Size(1 2)", true);
-}
-
 void TestStartup::damagedFileIsKeptAside()
 {
-    QFETCH(QByteArray, content);
-    QFETCH(bool, damaged);
-    // One was kept before; the newest counts.
-    const QString kept = m_path + SettingsFile::kKeptSuffix;
-    writeFile(kept, "older");
-    writeFile(m_path, content);
-    SettingsFile file;
-    file.setPath(m_path);
-    QCOMPARE(file.state(), damaged ? SettingsFile::Damaged : SettingsFile::Sound);
-    QCOMPARE(file.keptAs(), damaged ? u"device_config.ini.damaged"_s : QString());
-    QCOMPARE(QFile::exists(m_path), !damaged);
-    QCOMPARE(contentOf(m_path), damaged ? "" : content);
-    QCOMPARE(contentOf(kept), damaged ? content : "older");
-    file.setPath(m_folder.filePath(u"no folder/device_config.ini"_s));
-    QCOMPARE(file.state(), SettingsFile::Unwritable);
+    const QList<std::pair<QByteArray, bool>> rows = {
+        {"", false},
+        {"; x\n[TCP]\r\n\nname=吊舱 p\\x41@b, 10.0.0.5\n@c=d", false},
+        {"[%General]\nlanguageIndex=1\n", false},
+        {"[TCP]\ndevicePort=2001\n" + QByteArray(100, '\0'), true},
+        {"[TCP\ndevicePort=2001\n", true},                 // a group without an end
+        {"[TCP]\ndevicePort\n", true},                     // a line without a value
+        {"[TCP]\nx=" + QByteArray(2 << 20, 'x'), true},    // far too long
+        {R"(a=@Variant(\0\0\0\t\xff\xff\xff\xfe))", true}, // Qt makes it something of any size
+        {"a=b, \"@Size(1 2)\"", true},
+        {"a=\\x40Size(1 2)", true},
+    };
+    for (const auto &[content, damaged] : rows) {
+        // One was kept before; the newest counts.
+        const QString kept = writeFile(m_path + SettingsFile::kKeptSuffix, "older");
+        writeFile(m_path, content);
+        SettingsFile file;
+        file.setPath(m_path);
+        QVERIFY2(file.state() == (damaged ? SettingsFile::Damaged : SettingsFile::Sound), content);
+        QCOMPARE(file.keptAs(), damaged ? u"device_config.ini.damaged"_s : QString());
+        QCOMPARE(QFile::exists(m_path), !damaged);
+        QCOMPARE(contentOf(m_path), damaged ? "" : content);
+        QCOMPARE(contentOf(kept), damaged ? content : "older");
+        file.setPath(m_folder.filePath(u"no folder/device_config.ini"_s));
+        QCOMPARE(file.state(), SettingsFile::Unwritable);
+    }
 }
 
 void TestStartup::brokenInterfaceEndsTheConsole()

@@ -26,12 +26,9 @@ public:
     /// Takes in what was logged since.
     PodRecord &update()
     {
-        m_rest += m_log.readAll();
-        const qsizetype end = m_rest.lastIndexOf('\n') + 1;
-        const QStringList lines = QString::fromUtf8(m_rest.first(end)).split(u'\n');
-        m_rest.remove(0, end);
-        for (const QString &line : lines) {
-            const QString event = line.section(u' ', 1); // after the time
+        while ((m_line += m_log.readLine()).endsWith('\n')) {
+            const QByteArray line = std::exchange(m_line, {}).trimmed();
+            const QString event = QString::fromUtf8(line).section(u' ', 1); // after the time
             if (event == "console connected"_L1)
                 m_isOwed = isMoving();
             else if (event.startsWith("received "_L1))
@@ -43,29 +40,28 @@ public:
     }
 
     qint64 frames() const { return m_frames; }
-    qint64 motions() const { return m_motions; }
-    bool isMoving() const { return std::ranges::find(m_running, true) != m_running.end(); }
+    qint64 motions() const { return m_begun; }
+    bool isMoving() const { return std::ranges::any_of(m_motions, &Motion::runs); }
     /// What was found wrong so far; a frame that the pod could not read is too.
     QStringList faults() const { return m_faults; }
 
 private:
-    /// What begins a motion and what ends it.
-    static inline const std::array<std::pair<QRegularExpression, QLatin1StringView>, 3> kMotions = {
-        {
-            {QRegularExpression(u"^move(Left|Right|Up|Down)+$"_s), "stopMove"_L1},
-            {QRegularExpression(u"^zoom(In|Out)$"_s), "zoomStop"_L1},
-            {QRegularExpression(u"^manualFocus(Near|Far)$"_s), "manualFocusStop"_L1},
-        }};
+    struct Motion
+    {
+        QRegularExpression starts;
+        QLatin1StringView stop;
+        bool runs = false;
+    };
 
     void take(const QString &command)
     {
         ++m_frames;
         bool isStop = false;
-        for (std::size_t i = 0; i < kMotions.size(); ++i) {
-            const bool starts = kMotions[i].first.match(command).hasMatch();
-            const bool stops = command == kMotions[i].second;
-            m_running[i] = starts || (m_running[i] && !stops);
-            m_motions += starts ? 1 : 0;
+        for (Motion &motion : m_motions) {
+            const bool starts = motion.starts.match(command).hasMatch();
+            const bool stops = command == motion.stop;
+            motion.runs = starts || (motion.runs && !stops);
+            m_begun += starts ? 1 : 0;
             isStop = isStop || stops;
         }
         if (m_isOwed && !isStop)
@@ -74,10 +70,14 @@ private:
     }
 
     QFile m_log;
-    QByteArray m_rest; // of a line not written to its end
+    QByteArray m_line; // as far as it is written
+    std::array<Motion, 3> m_motions = {{
+        {QRegularExpression(u"^move(Left|Right|Up|Down)+$"_s), "stopMove"_L1},
+        {QRegularExpression(u"^zoom(In|Out)$"_s), "zoomStop"_L1},
+        {QRegularExpression(u"^manualFocus(Near|Far)$"_s), "manualFocusStop"_L1},
+    }};
     qint64 m_frames = 0;
-    qint64 m_motions = 0;
-    std::array<bool, kMotions.size()> m_running{};
+    qint64 m_begun = 0;
     bool m_isOwed = false; // a console came while something ran
     QStringList m_faults;
 };

@@ -19,18 +19,14 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-struct Text
-{
-    const char *object;
-    const char *property;
-};
-
-/// What the operator reads.
-constexpr std::array<Text, 5> kShown = {{{"statusText", "text"},
-                                         {"videoRenderer", "status"},
-                                         {"dialogText", "text"},
-                                         {"controlconnectstate", "text"},
-                                         {"noticeText", "text"}}};
+/// What the operator reads: objects and their properties.
+constexpr auto kShown = std::to_array<std::pair<QLatin1StringView, const char *>>({
+    {"statusText"_L1, "text"},
+    {"videoRenderer"_L1, "status"},
+    {"dialogText"_L1, "text"},
+    {"controlconnectstate"_L1, "text"},
+    {"noticeText"_L1, "text"},
+});
 
 QObject *named(QQuickItem *parent, const QString &name)
 {
@@ -83,7 +79,7 @@ private slots:
     void noteShown()
     {
         for (const auto &[name, property] : kShown) {
-            if (sender()->objectName() == QLatin1StringView(name))
+            if (sender()->objectName() == name)
                 m_said.append(sender()->property(property).toString().replace(u'\n', u' '));
         }
     }
@@ -99,22 +95,16 @@ private:
         if (!m_window)
             return;
         for (const auto &[name, property] : kShown) {
-            const QQmlProperty shown(object(QLatin1StringView(name)), QLatin1StringView(property));
+            const QQmlProperty shown(object(name), QLatin1StringView(property));
             shown.connectNotifySignal(this, SLOT(noteShown()));
             m_said.append(shown.read().toString());
         }
     }
 
-    CMain *backend() const
-    {
-        return qobject_cast<CMain *>(
-            qmlEngine(m_window)->rootContext()->contextProperty(u"cMain"_s).value<QObject *>());
-    }
-
     QObject *object(const QString &name) const
     {
         if (name == "cMain"_L1)
-            return backend();
+            return qmlEngine(m_window)->rootContext()->contextProperty(name).value<QObject *>();
         if (name == "mainWindow"_L1)
             return m_window;
         auto *found = m_window->findChild<QObject *>(name);
@@ -135,13 +125,13 @@ private:
             return textOf(found->property(words.value(2).toLatin1().constData()));
         if (verb == "where"_L1)
             return placeOf(qobject_cast<QQuickItem *>(found));
-        if (verb == "upgrade"_L1) { // with the device and the server given
+        if (verb == "upgrade"_L1 && found) { // with the device and the server given
             OnlineUpgrade::Environment environment;
-            environment.listPorts = [port = words.value(1)] {
+            environment.listPorts = [port = words.value(2)] {
                 return QList<SerialPortEntry>{{port, pod_port::kVendorId, pod_port::kProductId}};
             };
-            environment.worker.serverPort = words.value(2).toUShort();
-            backend()->onlineUpgrade()->setEnvironment(environment);
+            environment.worker.serverPort = words.value(3).toUShort();
+            qobject_cast<CMain *>(found)->onlineUpgrade()->setEnvironment(environment);
         }
         return {};
     }

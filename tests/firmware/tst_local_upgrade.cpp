@@ -39,7 +39,11 @@ class TestLocalUpgrade : public QObject
     Q_OBJECT
 
 private slots:
-    void init();
+    void init()
+    {
+        m_upgrade.setTimeouts({});
+        m_sim.fault(u"clear"_s);
+    }
     void imagesArriveAndEveryStepIsLogged();
     void faultsEndAsTheyShould();
     void erasingFlashMayTakeForEver();
@@ -53,25 +57,17 @@ private:
     }
 
     /// True once an upgrade on podsim has come to an end.
-    bool run(const QString &file);
+    bool run(const QString &file)
+    {
+        m_upgrade.start(m_sim.ptyPath(), kBaud, file);
+        return QTest::qWaitFor([this] { return !m_upgrade.isRunning(); }, kEndMs);
+    }
 
     QTemporaryDir m_folder;
     const QString m_image = m_folder.filePath(u"image"_s);
     PodSim m_sim{{u"--bootloader"_s, u"--image"_s, m_image}};
     LocalUpgrade m_upgrade; // one for all tests: every end must leave it fit for the next start
 };
-
-void TestLocalUpgrade::init()
-{
-    m_upgrade.setTimeouts({});
-    m_sim.fault(u"clear"_s);
-}
-
-bool TestLocalUpgrade::run(const QString &file)
-{
-    m_upgrade.start(m_sim.ptyPath(), kBaud, file);
-    return QTest::qWaitFor([this] { return !m_upgrade.isRunning(); }, kEndMs);
-}
 
 void TestLocalUpgrade::imagesArriveAndEveryStepIsLogged()
 {
@@ -187,7 +183,7 @@ void TestLocalUpgrade::faultsEndAsTheyShould()
 void TestLocalUpgrade::erasingFlashMayTakeForEver()
 {
     const QString file = firmware(u"wait.bin"_s, mixedBytes(kThreeBlocks));
-    m_upgrade.setTimeouts({.newBootMs = 2 * kShortMs, .blockMs = kShortMs});
+    m_upgrade.setTimeouts({.newBootMs = 2 * kShortMs, .bootMeMs = kShortMs, .blockMs = kShortMs});
     for (const auto &[fault, state] : {std::pair(u"at phrase silent"_s, State::PhraseSent),
                                        {u"at ready noise 00"_s, State::HeaderAccepted}}) {
         PodSim sim({u"--bootloader"_s, u"--fault"_s, fault});

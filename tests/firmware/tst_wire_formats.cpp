@@ -60,7 +60,8 @@ void TestWireFormats::ymodemBlocks()
     const QByteArray header = ymodem::headerBlock(u"固件.bin"_s, 1025);
     QCOMPARE(header.chopped(2), "\x01\x00\xFF"_ba + payload);
     QCOMPARE(ymodem::nullHeaderBlock(), "\x01\x00\xFF"_ba + QByteArray(130, '\0'));
-    const QByteArray last = ymodem::dataBlock(QByteArray(255 * 1024, 'x') + "yz", 256, 1024);
+    const QByteArray last =
+        ymodem::dataBlock(QByteArray(qsizetype(255) * 1024, 'x') + "yz", 256, 1024);
     QCOMPARE(last.chopped(2), "\x02\x00\xFFyz"_ba + QByteArray(1022, '\x1A'));
     for (const QByteArray &block : {header, last}) // payload and CRC leave nothing
         QCOMPARE(ymodem::crc16(block.sliced(3)), 0);
@@ -172,7 +173,7 @@ void TestWireFormats::imagesOfOddSizes()
 {
     CommandFrameObject request;
     request.type = 0x13;
-    constexpr qsizetype kLargestImage = 65535 * 116; // bytes
+    constexpr qsizetype kLargestImage = qsizetype(65535) * 116; // bytes
     const auto packet = [](qsizetype imageSize) {
         return NetPacket::of(hex("01400000") + QByteArray(80 + imageSize, 'x'));
     };

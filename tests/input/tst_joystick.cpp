@@ -288,7 +288,7 @@ void TestJoystick::everyActionReachesThePod()
         flight.input->setButtonAction(i, false, int(ButtonAction::Photo));
     }
     // Recording, in lock mode: it goes on from there.
-    flight.pod.send(sealed(QByteArray::fromHex("ee01" + QByteArray(46, '0') + "010001")));
+    flight.pod.reply(sealed(QByteArray::fromHex("ee01" + QByteArray(46, '0') + "010001")));
     QTRY_VERIFY_WITH_TIMEOUT(flight.backend.recording(), kWaitMs);
     flight.awaitLook();
     // A long press on each button, so that a slow machine cannot turn it into the other kind.

@@ -2,7 +2,7 @@
 
 #include <QFile>
 
-/// Contents for firmware files: no two blocks or chunks alike.
+/// Contents of which no two neighbours, blocks or chunks are alike.
 inline QByteArray mixedBytes(qsizetype size)
 {
     QByteArray bytes(size, '\0');

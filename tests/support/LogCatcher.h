@@ -3,26 +3,18 @@
 #include <QStringList>
 
 #include <mutex>
-#include <vector>
 
-/// Collects what is logged while it lives, from every thread, and passes it on. May be nested.
+/// Collects what is logged while it lives, from every thread, and passes it on. One at a time.
 class LogCatcher
 {
 public:
     LogCatcher()
     {
-        const std::lock_guard lock(s_mutex);
-        if (s_catchers.empty())
-            s_previous = qInstallMessageHandler(collect);
-        s_catchers.push_back(&m_lines);
+        const std::lock_guard lock(s_mutex); // others may log at once
+        s_lines.clear();
+        s_previous = qInstallMessageHandler(collect);
     }
-    ~LogCatcher()
-    {
-        const std::lock_guard lock(s_mutex);
-        std::erase(s_catchers, &m_lines);
-        if (s_catchers.empty())
-            qInstallMessageHandler(s_previous);
-    }
+    ~LogCatcher() { qInstallMessageHandler(s_previous); }
     Q_DISABLE_COPY(LogCatcher)
 
     bool contains(const QString &text) const { return count(text) > 0; }
@@ -30,7 +22,7 @@ public:
     QStringList lines() const
     {
         const std::lock_guard lock(s_mutex);
-        return m_lines;
+        return s_lines;
     }
 
 private:
@@ -38,14 +30,12 @@ private:
     {
         {
             const std::lock_guard lock(s_mutex);
-            for (QStringList *lines : s_catchers)
-                lines->append(text);
+            s_lines.append(text);
         }
         s_previous(type, context, text);
     }
 
     static inline std::mutex s_mutex;
-    static inline std::vector<QStringList *> s_catchers; // of everyone who listens
+    static inline QStringList s_lines;
     static inline QtMessageHandler s_previous = nullptr;
-    QStringList m_lines;
 };

@@ -1,8 +1,8 @@
 #pragma once
 
+#include "TcpPeer.h"
+
 #include <QStringList>
-#include <QTcpServer>
-#include <QTcpSocket>
 #include <QTest>
 
 #include <numeric>
@@ -16,24 +16,15 @@ inline char sumOf(QByteArrayView bytes)
 /// The pod's end of a TCP control link, nothing but a socket: takes the console's connection and
 /// keeps every frame. A short frame with the right address and checksum is told by the four bytes
 /// between them ("00 08 00 80"), any other frame in full ("ee 84 08 00 ...").
-class PodSocket
+class PodSocket : public TcpPeer
 {
 public:
-    PodSocket()
-    {
-        if (!m_server.listen(QHostAddress::LocalHost))
-            qFatal("PodSocket: no port");
-    }
-
-    quint16 port() const { return m_server.serverPort(); }
     /// The frames received so far.
     const QStringList &frames()
     {
         // Straight from the socket: what the console has written is in, without the event loop.
-        while (m_server.hasPendingConnections() || m_server.waitForNewConnection(0)) {
-            m_client = m_server.nextPendingConnection();
+        while (accept(0))
             m_rest.clear();
-        }
         while (m_client && (m_client->bytesAvailable() > 0 || m_client->waitForReadyRead(0)))
             m_rest += m_client->readAll();
         for (QByteArray frame; !(frame = firstFrame(m_rest)).isEmpty();) {
@@ -57,13 +48,10 @@ public:
         Q_UNUSED(QTest::qWaitFor([&] { return frames().size() >= count; }, kWaitMs));
         return take();
     }
-    void send(const QByteArray &frame)
+    void reply(const QByteArray &frame)
     {
         frames();
-        if (!m_client)
-            qFatal("PodSocket: nobody is connected");
-        m_client->write(frame);
-        m_client->waitForBytesWritten(kWaitMs);
+        send(frame);
     }
     /// Ends the console's connection; it may come again.
     void drop()
@@ -73,8 +61,6 @@ public:
     }
 
 private:
-    static constexpr int kWaitMs = 10000;
-
     /// Nothing while it is not whole.
     static QByteArray firstFrame(const QByteArray &bytes)
     {
@@ -83,8 +69,6 @@ private:
         return bytes.size() < length ? QByteArray() : bytes.first(length);
     }
 
-    QTcpServer m_server;
-    QTcpSocket *m_client = nullptr; // a child of the server
     QByteArray m_rest;
     QStringList m_frames;
 };

@@ -20,9 +20,9 @@ public:
 
     int port() const { return m_server.serverPort(); }
     /// Waits until the client that connected is taken. False when none comes.
-    bool accept()
+    bool accept(int waitMs = kWaitMs)
     {
-        if (!m_server.hasPendingConnections() && !m_server.waitForNewConnection(kWaitMs))
+        if (!m_server.hasPendingConnections() && !m_server.waitForNewConnection(waitMs))
             return false;
         m_client = m_server.nextPendingConnection();
         m_client->setSocketOption(QAbstractSocket::LowDelayOption, 1);
@@ -31,6 +31,8 @@ public:
     /// One write, on the wire when it returns.
     void send(const QByteArray &bytes)
     {
+        if (!m_client)
+            qFatal("TcpPeer: nobody is connected");
         m_client->write(bytes);
         if (!m_client->flush() && m_client->bytesToWrite() > 0)
             qFatal("TcpPeer: cannot send");
@@ -55,8 +57,10 @@ public:
     /// Leaves everything the client sends in the kernel, so that its sends come to a halt.
     void stopReading() { m_client->setReadBufferSize(1); }
 
-private:
+protected:
     static constexpr int kWaitMs = 20000;
-    QTcpServer m_server;
     QTcpSocket *m_client = nullptr; // a child of the server
+
+private:
+    QTcpServer m_server;
 };

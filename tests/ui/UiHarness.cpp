@@ -51,16 +51,14 @@ using KeyAct = void (*)(QWindow *, Qt::Key, Qt::KeyboardModifiers, int);
 /// What follows the step's name: mostly the name of a control, and then all the rest.
 using Step = std::function<void(UiHarness &ui, const QString &name, const QString &rest)>;
 
-void mouse(UiHarness &ui, MouseAct act, QPoint position)
+void mouse(UiHarness &ui, MouseAct act, QPoint position, Qt::MouseButton button = Qt::LeftButton)
 {
-    act(ui.window(), Qt::LeftButton, {}, position, -1);
+    act(ui.window(), button, {}, position, -1);
 }
 
 Step atCentre(MouseAct act, Qt::MouseButton button = Qt::LeftButton)
 {
-    return [=](UiHarness &ui, auto &name, auto &) {
-        act(ui.window(), button, {}, ui.centre(name), -1);
-    };
+    return [=](UiHarness &ui, auto &name, auto &) { mouse(ui, act, ui.centre(name), button); };
 }
 
 Qt::Key keyOf(const QString &name) { return QKeySequence(name)[0].key(); }
@@ -245,7 +243,7 @@ const QHash<QString, Step> kSteps = {
     {u"connect"_s, [](auto &ui, auto &, auto &) { QVERIFY(ui.connectPod()); }},
     {u"cut"_s, cutLink},
     {u"reply"_s, [](auto &ui, auto &hex,
-                    auto &) { ui.pod().send(sealed(QByteArray::fromHex(hex.toLatin1()))); }},
+                    auto &) { ui.pod().reply(sealed(QByteArray::fromHex(hex.toLatin1()))); }},
     {u"sent"_s, [](auto &ui, auto &f, auto &rest) { EXPECT_FRAMES(ui.pod(), joined(f, rest)); }},
     {u"await"_s,
      [](auto &ui, auto &f, auto &rest) { QTRY_VERIFY(ui.pod().count(joined(f, rest)) > 0); }},

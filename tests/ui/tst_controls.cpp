@@ -151,23 +151,29 @@ class TestControls : public QObject
     Q_OBJECT
 
 private slots:
-    void initTestCase();
+    void initTestCase()
+    {
+        UiHarness::prepare();
+        m_ui = std::make_unique<UiHarness>(kStored, false);
+    }
     void init();
     void gestureSendsItsFrames_data();
-    void gestureSendsItsFrames();
+    void gestureSendsItsFrames()
+    {
+        QFETCH(QString, steps);
+        m_ui->play(steps);
+    }
     void pressHasOneStop_data();
-    void pressHasOneStop();
+    void pressHasOneStop()
+    {
+        QFETCH(QString, steps);
+        UiHarness().play(steps);
+    }
     void cleanupTestCase() { m_ui.reset(); }
 
 private:
     std::unique_ptr<UiHarness> m_ui;
 };
-
-void TestControls::initTestCase()
-{
-    UiHarness::prepare();
-    m_ui = std::make_unique<UiHarness>(kStored, false);
-}
 
 void TestControls::init()
 {
@@ -198,12 +204,6 @@ void TestControls::gestureSendsItsFrames_data()
                    "kept TCP/deviceIp 127.0.0.1; kept RTSP/rtspIp"_s);
 }
 
-void TestControls::gestureSendsItsFrames()
-{
-    QFETCH(QString, steps);
-    m_ui->play(steps);
-}
-
 void TestControls::pressHasOneStop_data()
 {
     QTest::addColumn<QString>("steps");
@@ -230,13 +230,6 @@ void TestControls::pressHasOneStop_data()
     add(u"drag 100 0; dragto 100 100; dragto 10 -10; see moveTimer running false; dragto 11 0; "
         "dragto 0 -400; see moveTimer running false; dragto 0 -60; see moveTimer running false; "
         "moved 00 02 80 00, 00 12 80 80, 00 00 00 00, 00 02 80 00, 00 00 00 00"_s);
-}
-
-void TestControls::pressHasOneStop()
-{
-    QFETCH(QString, steps);
-    UiHarness ui;
-    ui.play(steps);
 }
 
 QTEST_MAIN(TestControls)

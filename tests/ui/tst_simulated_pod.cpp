@@ -34,9 +34,19 @@ private slots:
     void cleanupTestCase() { m_ui.reset(); }
 
 private:
-    void resize(QSize size);
+    void resize(QSize size)
+    {
+        m_ui->window()->resize(size);
+        QTRY_COMPARE_WITH_TIMEOUT(m_ui->video()->width(), size.width() - 2, kWaitMs);
+    }
     /// Clicks at a fraction of the picture, 0 to 1 on each axis.
-    void clickPicture(QPointF fraction);
+    void clickPicture(QPointF fraction)
+    {
+        const QRectF picture = m_ui->video()->contentRect();
+        const QPointF point(fraction.x() * picture.width(), fraction.y() * picture.height());
+        QTest::mouseClick(m_ui->window(), Qt::LeftButton, {},
+                          m_ui->at(u"videoRenderer"_s, picture.topLeft() + point));
+    }
 
     PodSim m_sim;
     std::unique_ptr<UiHarness> m_ui;
@@ -54,20 +64,6 @@ void TestSimulatedPod::initTestCase()
         u"page 0; type urlInput %1; click urlButton; kept RTSP/rtspIp %1; "
         "see videoRenderer source %1; set podControlDrawer visible 0"_s.arg(m_sim.rtspUrl()));
     QTRY_VERIFY_WITH_TIMEOUT(!m_ui->video()->contentRect().isEmpty(), kWaitMs);
-}
-
-void TestSimulatedPod::resize(QSize size)
-{
-    m_ui->window()->resize(size);
-    QTRY_COMPARE_WITH_TIMEOUT(m_ui->video()->width(), size.width() - 2, kWaitMs);
-}
-
-void TestSimulatedPod::clickPicture(QPointF fraction)
-{
-    const QRectF picture = m_ui->video()->contentRect();
-    const QPointF point(fraction.x() * picture.width(), fraction.y() * picture.height());
-    QTest::mouseClick(m_ui->window(), Qt::LeftButton, {},
-                      m_ui->at(u"videoRenderer"_s, picture.topLeft() + point));
 }
 
 void TestSimulatedPod::clickPointsIntoThePicture()

@@ -94,7 +94,12 @@ private slots:
     void initTestCase() { UiHarness::prepare(); }
     void init() { UiHarness::failOnAnyWarning(); }
     void showsWhatIsSo_data();
-    void showsWhatIsSo();
+    void showsWhatIsSo()
+    {
+        QFETCH(QString, steps);
+        QFETCH(QByteArray, settings);
+        UiHarness(settings, false).play(steps);
+    }
     void linkFormsConnectStoreAndTell();
     void pageTurnedWhileConnecting();
     void languageChangesEverythingAndIsKept();
@@ -107,14 +112,6 @@ void TestWindow::showsWhatIsSo_data()
     QTest::addColumn<QByteArray>("settings");
     for (const Row &row : kRows)
         QTest::newRow(row.name) << QString::fromUtf8(row.steps) << QByteArray(row.settings);
-}
-
-void TestWindow::showsWhatIsSo()
-{
-    QFETCH(QString, steps);
-    QFETCH(QByteArray, settings);
-    UiHarness ui(settings, false);
-    ui.play(steps);
 }
 
 void TestWindow::linkFormsConnectStoreAndTell()

@@ -163,7 +163,7 @@ void TestPictureAssembler::realSenderIsTrusted()
     const ffmpeg::PacketPtr packet(av_packet_alloc());
     const QDeadlineTimer deadline(40000);
     // Once learnt, the rule must hold for as many pictures as it took to learn it.
-    for (qsizetype early = 0; early < 2 * PictureAssembler::kTrialPictures;) {
+    for (qsizetype early = 0; early < qsizetype(2) * PictureAssembler::kTrialPictures;) {
         QVERIFY2(!deadline.hasExpired(), "the rule was not learnt");
         QVERIFY(av_read_frame(stream->format(), packet.get()) >= 0);
         const QByteArrayView bytes(packet->data, packet->size);

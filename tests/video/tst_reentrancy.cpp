@@ -3,6 +3,7 @@
 // threads that outlive those who started them touch nothing freed (as the sanitizers see).
 
 #include "Ffmpeg.h"
+#include "Files.h"
 #include "LogCatcher.h"
 #include "PodSim.h"
 #include "UdpStreams.h"
@@ -11,7 +12,6 @@
 #include "video/VideoRenderer.h"
 
 #include <QElapsedTimer>
-#include <QFile>
 #include <QSignalSpy>
 #include <QTcpServer>
 #include <QTcpSocket>
@@ -33,6 +33,7 @@ namespace {
 constexpr int kOpeningMs = 200;   // into an open, which then surely waits
 constexpr int kPromptlyMs = 2500; // far below what the opens themselves would take
 constexpr int kSettleMs = 20000;
+constexpr int kNothingMeanwhileMs = 300; // for what was overtaken to speak up, which it must not
 constexpr int kLongTimeoutUs = 20000000;
 const QString kPlaying = u"播放中"_s;
 const QString kStopped = u"已停止"_s;
@@ -45,8 +46,7 @@ int makeStuckStream(const QString &video, const QString &path)
     mkfifo(qPrintable(path), 0600);
     const int pipe = ::open(qPrintable(path), O_RDWR);
     fcntl(pipe, F_SETPIPE_SZ, 1 << 20);
-    QFile file(video);
-    const QByteArray bytes = file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    const QByteArray bytes = contentOf(video);
     return ::write(pipe, bytes.constData(), size_t(bytes.size())) > 0 ? pipe : -1;
 }
 
@@ -164,7 +164,7 @@ void TestReentrancy::newestWishWins()
         QVERIFY(sinceWish.elapsed() < (wish == "quit"_L1 ? 1000 : kPromptlyMs));
     if (item)
         QTRY_COMPARE_WITH_TIMEOUT(item->status(), outcome, kSettleMs);
-    QTest::qWait(300); // nothing that was overtaken may speak up later
+    QTest::qWait(kNothingMeanwhileMs);
     if (item) {
         QCOMPARE(item->status(), outcome);
         QCOMPARE(item->playing(), outcome == kPlaying);
@@ -199,7 +199,7 @@ void TestReentrancy::taskOutlivesItsStreamAndItsPlayer()
         lost.clear();
         ::close(firstPipe);
         QTRY_COMPARE(log.count(kTaskEnded), 1);
-        QTest::qWait(200); // the old stream's end is nobody's loss
+        QTest::qWait(kNothingMeanwhileMs); // the old stream's end is nobody's loss
         QCOMPARE(lost.size(), 0);
         runDry(player, second);
     }

@@ -15,6 +15,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr int kRecoverMs = 20000;
+constexpr int kNothingMeanwhileMs = 300; // after the moment at which an attempt would have come
 const QString kPlaying = u"播放中"_s;
 const QString kGaveUp = u"重连失败，已达最大重试次数"_s;
 
@@ -22,8 +23,8 @@ const QString kGaveUp = u"重连失败，已达最大重试次数"_s;
 /// waits for the next attempt; statuses: from the loss on.
 struct Story
 {
-    int attempts;
-    int intervalS;
+    int attempts = 0;
+    int intervalS = 0;
     QString fault;
     QString then;
     QString statuses;
@@ -179,7 +180,7 @@ void TestRenderer::bringsStreamsBack()
     QTRY_COMPARE_WITH_TIMEOUT(story(), statuses, kRecoverMs);
     QTRY_COMPARE_WITH_TIMEOUT(!item.contentRect().isNull(), plays, kRecoverMs);
     if (!then.isEmpty() || attempts == 0)
-        QTest::qWait(intervalS * 1000 + 300); // no attempt may come any more
+        QTest::qWait(intervalS * 1000 + kNothingMeanwhileMs);
     QCOMPARE(story(), statuses);
     QCOMPARE(!restored.isEmpty(), plays);
     QVERIFY(!item.isReconnecting());
