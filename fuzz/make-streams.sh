@@ -19,7 +19,7 @@ stream() {
 stream h264.ts 64x48 libx264 mpegts -preset ultrafast -pix_fmt yuv420p
 stream h264-b.ts 64x48 libx264 mpegts -preset fast -pix_fmt yuv420p -bf 2
 stream h264-large.ts 96x80 libx264 mpegts -preset ultrafast -pix_fmt yuv422p
-stream h264-odd.h264 70x50 libx264 h264 -preset ultrafast -pix_fmt yuv420p
+stream h264-odd.h264 72x50 libx264 h264 -preset ultrafast -pix_fmt yuv420p
 stream mpeg2.ts 64x48 mpeg2video mpegts
 stream h264.h264 64x48 libx264 h264 -preset ultrafast -pix_fmt yuv420p
 stream h264-large.h264 96x80 libx264 h264 -preset ultrafast -pix_fmt yuv444p

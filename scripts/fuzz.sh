@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Fuzzing; docs/fuzzing.md tells more.
 #   fuzz.sh run TARGET|all [RUNS]   fuzzes, from the corpus that earlier runs left (default 10000000)
-#   fuzz.sh heap TARGET|all [RUNS]  the same, quicker, with a checked heap instead of the address sanitizer
+#   fuzz.sh heap player [RUNS]      the same, quicker, with a checked heap instead of the address sanitizer
 #   fuzz.sh short TARGET            the fixed run that is a test: from the seeds, nothing is kept
 #   fuzz.sh coverage [TARGET]       the lines of src/ that seeds and corpus reach
 #   fuzz.sh build                   builds the targets and their seeds
@@ -82,15 +82,17 @@ short() {
 
 long() {
   local build=$1 target=$2 runs=$3
-  run_target "$build" "$target" -runs="$runs" "$work/corpus/$target" "$work/seeds/$target"
+  shift 3
+  run_target "$build" "$target" -runs="$runs" "$@" "$work/corpus/$target" "$work/seeds/$target"
 }
 
-# Memory that was written past its end is told when it is freed. It is kept for the next input, or
-# most of the time would go into fetching and clearing pages.
+# Memory that was written past its end is told when it is freed, by an abort under the heap's lock:
+# libFuzzer could not save the input then, but the target's own file of it stays. Freed memory is
+# kept, or most of the time would go into fetching and clearing pages.
 heap() {
-  LD_PRELOAD=libc_malloc_debug.so.0 MALLOC_CHECK_=3 \
+  LD_PRELOAD=libc_malloc_debug.so.0 MALLOC_CHECK_=3 TMPDIR=$work/findings \
     GLIBC_TUNABLES=glibc.malloc.mmap_threshold=1073741824:glibc.malloc.trim_threshold=1073741824:glibc.malloc.top_pad=67108864 \
-    long build/fuzz-heap "$@"
+    long build/fuzz-heap player "$1" -handle_abrt=0
 }
 
 coverage() {
@@ -121,9 +123,7 @@ run)
   ;;
 heap)
   build fuzz-heap
-  for target in "${chosen[@]}"; do
-    heap "$target" "${3:-10000000}"
-  done
+  heap "${3:-10000000}"
   ;;
 coverage)
   build fuzz-coverage

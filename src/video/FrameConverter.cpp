@@ -23,7 +23,7 @@ QImage makeBuffer(int width, int height)
     QImage image(static_cast<uchar *>(memory.get()), width, height, stride, QImage::Format_RGBA8888,
                  &av_free, memory.get());
     if (!image.isNull())
-        memory.release(); // the picture frees it
+        static_cast<void>(memory.release()); // the picture frees it
     return image;
 }
 

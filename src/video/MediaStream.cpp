@@ -14,6 +14,10 @@ constexpr int kLateVideoWaitMs = 1000;
 constexpr int kAbortPollMs = 20;
 constexpr int kDecoderThreads = 1; // a second thread would hold pictures back
 
+// The most that any level of H.264 and H.265 allows, by a little. A damaged header may tell of
+// sizes of which a few pictures fill the memory.
+constexpr qint64 kPixelsMax = qint64(8192) * 4352;
+
 // Pointer to const from libavformat 59 on.
 using InputFormat = decltype(av_find_input_format(nullptr));
 constexpr InputFormat kDetectFormat = nullptr;
@@ -185,6 +189,7 @@ private:
         if (avcodec_parameters_to_context(m_parts.codec.get(), parameters) < 0)
             return fail(QStringLiteral("无法复制编解码器参数"));
         m_parts.codec->thread_count = kDecoderThreads;
+        m_parts.codec->max_pixels = kPixelsMax;
         const int result = avcodec_open2(m_parts.codec.get(), decoder, nullptr);
         return result >= 0
                || fail(QStringLiteral("无法打开解码器: %1").arg(ffmpegErrorText(result)));

@@ -89,9 +89,12 @@ void TestPlayer::failureTexts()
 {
     const QString audio = m_folder.filePath(u"audio.wav"_s);
     QVERIFY(runFfmpeg(u"-f lavfi -i sine=duration=1"_s, audio));
+    const QString large = m_folder.filePath(u"large.h264"_s);
+    QVERIFY(runFfmpeg(u"-f lavfi -i color=size=8192x4400:duration=0.04 -c:v libx264"_s, large));
     const QList<std::pair<QString, QString>> cases = {
         {u"/no/such/file.ts"_s, u"无法打开视频流: No such file or directory"_s},
         {audio, u"未找到视频流"_s},
+        {large, u"无法打开解码器: "_s}, // more pixels than any level allows
         {u"udp://256.1.1.1:1000"_s, u"无法打开UDP流: "_s},
         {u"UDP://"_s, u"无法打开视频流: "_s},
         {QString(), u"无法打开视频流: "_s},
