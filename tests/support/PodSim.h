@@ -12,36 +12,24 @@ public:
     explicit PodSim(const QStringList &extraArguments = {})
         : m_process(QStringLiteral(PODSIM_EXECUTABLE), kArguments.split(u' ') + extraArguments)
     {
-        using namespace Qt::StringLiterals;
-        for (QString line; line != "ready"_L1;) {
-            const auto output = m_process.readLine(kWaitMs);
-            if (!output)
+        while (!m_told.contains(u"ready")) {
+            const auto line = m_process.readLine(kWaitMs);
+            if (!line)
                 qFatal("podsim did not start");
-            line = QString::fromUtf8(*output);
-            const quint16 port = line.section(u':', -1).toUShort();
-            if (line.startsWith("control tcp"_L1))
-                m_controlPort = port;
-            else if (line.contains(" pty "_L1))
-                m_ptyPath = line.section(u' ', -1);
-            else if (line.startsWith("video rtsp"_L1))
-                m_rtspUrl = line.section(u' ', -1);
-            else if (line.startsWith("upgrade server"_L1))
-                m_upgradePort = port;
-            else if (line.startsWith("faults"_L1))
-                m_faultPort = port;
+            m_told.append(QString::fromUtf8(*line));
         }
     }
 
-    QString rtspUrl() const { return m_rtspUrl; }
+    QString rtspUrl() const { return address(u"video rtsp:"); }
     /// Of the control link or, in an upgrade mode, of the bootloader.
-    QString ptyPath() const { return m_ptyPath; }
-    quint16 controlPort() const { return m_controlPort; }
-    quint16 upgradePort() const { return m_upgradePort; }
+    QString ptyPath() const { return address(u" pty "); }
+    quint16 controlPort() const { return port(u"control tcp "); }
+    quint16 upgradePort() const { return port(u"upgrade server "); }
     /// Sends one fault line and returns the answer without its "ok"; an "error" fails the process.
     QString fault(const QString &line)
     {
         QTcpSocket socket;
-        socket.connectToHost(QStringLiteral("127.0.0.1"), m_faultPort);
+        socket.connectToHost(QStringLiteral("127.0.0.1"), port(u"faults "));
         socket.waitForConnected(kWaitMs);
         socket.write(line.toUtf8() + '\n');
         while (!socket.canReadLine() && socket.waitForReadyRead(kWaitMs)) {
@@ -57,10 +45,10 @@ private:
     static inline const QString kArguments =
         QStringLiteral("--exit-with-parent --port 0 --rtsp-port 0 --fault-port 0 --log /dev/null");
 
+    /// The end of the line that tells of this.
+    QString address(QStringView of) const { return m_told.filter(of).value(0).section(u' ', -1); }
+    quint16 port(QStringView of) const { return address(of).section(u':', -1).toUShort(); }
+
     ChildProcess m_process;
-    QString m_rtspUrl;
-    QString m_ptyPath;
-    quint16 m_controlPort = 0;
-    quint16 m_upgradePort = 0;
-    quint16 m_faultPort = 0;
+    QStringList m_told; // once ready
 };
