@@ -1,8 +1,8 @@
 #include "Player.h"
 
 #include "ControlProbe.h"
-#include "EndWithParent.h"
 #include "Screen.h"
+#include "WatchedProcess.h"
 
 #include <QDir>
 #include <QFile>
@@ -106,7 +106,7 @@ Player::Player(const PlayerKind &kind, const QString &url, VideoFormat::Codec co
     m_process.setStandardInputFile(QProcess::nullDevice());
     m_process.setStandardOutputFile(m_folder.filePath(QStringLiteral("out.log")));
     m_process.setStandardErrorFile(m_folder.filePath(QStringLiteral("error.log")));
-    endWithParent(m_process);
+    setUpWatched(m_process);
     m_process.start(kind.program, kind.arguments(url, codec));
     if (!m_process.waitForStarted(kStartWaitMs))
         fail(qPrintable(kind.name + QStringLiteral(" does not start")));

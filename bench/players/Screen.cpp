@@ -1,7 +1,7 @@
 #include "Screen.h"
 
 #include "ControlProbe.h"
-#include "EndWithParent.h"
+#include "WatchedProcess.h"
 #include "video/LatencyStrip.h"
 
 #include <QtEndian>
@@ -23,7 +23,7 @@ Screen::Screen()
 {
     const QString geometry = QStringLiteral("%1x%2x24").arg(kSize.width()).arg(kSize.height());
     m_server.setStandardErrorFile(QProcess::nullDevice());
-    endWithParent(m_server);
+    setUpWatched(m_server);
     m_server.start(QStringLiteral("Xvfb"),
                    {QStringLiteral("-displayfd"), QStringLiteral("1"), QStringLiteral("-screen"),
                     QStringLiteral("0"), geometry, QStringLiteral("-nolisten"),

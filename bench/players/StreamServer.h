@@ -32,8 +32,13 @@ public:
 
     void restart() { m_server->start(0); }
 
-    /// When picture `index` was last sent, by nowUs(); 0 when it was not yet.
-    qint64 sentUs(int index) const { return m_sentUs.at(std::size_t(index)); }
+    /// When picture `index` was last sent, by nowUs(); 0 when it was not yet, or there is none: a
+    /// damaged picture tells any number.
+    qint64 sentUs(qint64 index) const
+    {
+        return index >= 0 && index < m_stream.pictures.size() ? m_sentUs[std::size_t(index)].load()
+                                                              : 0;
+    }
 
     /// Microseconds by a steady clock.
     static qint64 nowUs();
@@ -45,7 +50,7 @@ public:
 private:
     struct Sink
     {
-        GstAppSrc *source;
+        GstAppSrc *source = nullptr;
         bool hasBegun = false; ///< with a key picture
     };
 

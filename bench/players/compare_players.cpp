@@ -82,7 +82,7 @@ public:
     {
         while (msSince(sinceUs) < limitMs) {
             const auto index = m_screen.readStrip();
-            if (index && m_server.sentUs(int(*index)) > sinceUs)
+            if (index && m_server.sentUs(*index) > sinceUs)
                 return msSince(sinceUs);
             std::this_thread::sleep_for(kSampleStep);
         }
@@ -108,9 +108,10 @@ public:
         while (msSince(begin) < forMs) {
             std::this_thread::sleep_for(kSampleStep);
             const auto index = m_screen.readStrip();
-            if (!index)
+            const qint64 sentUs = index ? m_server.sentUs(*index) : 0;
+            if (sentUs == 0)
                 continue;
-            const double age = msSince(m_server.sentUs(int(*index)));
+            const double age = msSince(sentUs);
             run.ages.push_back(age);
             if (index == last)
                 continue;
