@@ -10,7 +10,7 @@ streams=(720p25-h264 1080p30-h264 1080p60-h264 2160p25-h264
   720p25-h265 1080p30-h265 1080p60-h265 2160p25-h265)
 rounds=5 seconds=5
 # Seconds of each third of a run under load.
-declare -A thirds=([1080p60-h264]=400 [2160p60-h264]=100)
+declare -A thirds=([1080p60-h264]=400 [2160p60-h264]=60)
 if [[ ${1:-} == quick ]]; then
   streams=(720p25-h264 1080p30-h264) rounds=1 thirds=([1080p60-h264]=20 [2160p60-h264]=20)
 fi

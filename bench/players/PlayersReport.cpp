@@ -36,6 +36,7 @@ constexpr auto kColumns = std::to_array<Column>({
 constexpr std::size_t kAge = 0;
 constexpr std::size_t kRate = 4;
 constexpr std::size_t kCpu = 5;
+constexpr std::size_t kRecovery = 10;
 
 using Values = std::array<double, kColumns.size()>;
 
@@ -44,7 +45,8 @@ struct Results
 {
     QStringList streams;
     QStringList players;
-    QMap<QString, std::vector<Values>> runs; // by stream and player
+    QMap<QString, std::vector<Values>> runs;       // by stream and player
+    QMap<QString, std::vector<Values>> recoveries; // runs too short to tell anything else
 
     void take(const QStringList &words)
     {
@@ -57,14 +59,15 @@ struct Results
         Values values{};
         for (std::size_t i = 0; i < values.size(); ++i)
             values[i] = words[qsizetype(i) + 2].toDouble();
-        runs[words[0] + u' ' + words[1]].push_back(values);
+        (values[kRecovery] < 0 ? runs : recoveries)[words[0] + u' ' + words[1]].push_back(values);
     }
 
     /// Of the runs in which there is one; -1 when there is none.
     double median(const QString &stream, const QString &player, std::size_t column) const
     {
         std::vector<double> values;
-        for (const Values &run : runs.value(stream + u' ' + player)) {
+        const auto &measured = column == kRecovery ? recoveries : runs;
+        for (const Values &run : measured.value(stream + u' ' + player)) {
             if (run[column] >= 0 && run[kRate] > 0)
                 values.push_back(run[column]);
         }
