@@ -14,8 +14,8 @@ constexpr int kLateVideoWaitMs = 1000;
 constexpr int kAbortPollMs = 20;
 constexpr int kDecoderThreads = 1; // a second thread would hold pictures back
 
-// The most that any level of H.264 and H.265 allows, by a little. A damaged header may tell of
-// sizes of which a few pictures fill the memory.
+// What level 6.2 of H.264 and H.265 allows. A damaged header may tell of sizes of which a few
+// pictures fill the memory.
 constexpr qint64 kPixelsMax = qint64(8192) * 4352;
 
 // Pointer to const from libavformat 59 on.
