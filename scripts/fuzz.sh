@@ -122,6 +122,10 @@ run)
   done
   ;;
 heap)
+  if [[ ${2:-} != player ]]; then
+    echo "fuzz.sh: the checked heap is for the player" >&2
+    exit 1
+  fi
   build fuzz-heap
   heap "${3:-10000000}"
   ;;
