@@ -1,7 +1,7 @@
 // How long a key press takes to reach the pod's socket, and a status frame to reach the interface.
 
 #include "BenchReport.h"
-#include "CMain.h"
+#include "backend/CMain.h"
 
 #include <QDir>
 #include <QGuiApplication>

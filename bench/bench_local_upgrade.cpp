@@ -4,8 +4,8 @@
 #include "bootloader/AnswerQueue.h"
 #include "bootloader/YModemReceiver.h"
 #include "control/PtyControlLink.h"
-#include "firmware/UpgradeLog.h"
 #include "firmware/local/LocalUpgrade.h"
+#include "firmware/local/UpgradeLog.h"
 #include "firmware/local/YModemBlocks.h"
 
 #include <QCommandLineParser>

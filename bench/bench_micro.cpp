@@ -1,7 +1,7 @@
 // What one step of each hot path costs, in time and in allocations.
 
 #include "Allocations.h"
-#include "CMain.h"
+#include "backend/CMain.h"
 #include "firmware/local/YModemBlocks.h"
 #include "firmware/online/CommandFrameObject.h"
 #include "firmware/online/LineCoding.h"

@@ -1,8 +1,8 @@
 // What a pod may send, over both links, into the decoder and the backend behind it.
 // Input: a byte whose lowest bit chooses the serial link, then deliveries, each a length and bytes.
 
-#include "CMain.h"
 #include "FuzzHarness.h"
+#include "backend/CMain.h"
 #include "link/SerialCommunication.h"
 #include "protocol/InboundFrames.h"
 #include "protocol/LongFrame.h"

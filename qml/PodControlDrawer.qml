@@ -1,4 +1,6 @@
 import QtQuick
+import "drawer/controls"
+import "drawer/pages"
 import "drawer"
 import "style"
 
@@ -151,15 +153,15 @@ Rectangle {
 
     Component {
         id: infoPage
-        InfoPage {}
+        ConnectionPage {}
     }
     Component {
         id: cameraPage
-        CameraPage {}
+        GimbalPage {}
     }
     Component {
         id: settingsPage
-        SettingsPage {}
+        FunctionsPage {}
     }
     Component {
         id: sbussettingPage

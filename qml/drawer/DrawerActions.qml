@@ -1,4 +1,5 @@
 import QtQuick
+import "controls"
 import "../style"
 
 // The one way from a control to the backend. A call that the backend refuses (it says so while the

@@ -1,6 +1,6 @@
 #include "JoystickInput.h"
 
-#include "CMain.h"
+#include "backend/CMain.h"
 
 #include <QCoreApplication>
 #include <QDebug>

@@ -1,7 +1,7 @@
 #include "SerialCommunication.h"
 
-#include "DefaultLog.h"
-#include "SerialHangup.h"
+#include "log/DefaultLog.h"
+#include "serial/SerialHangup.h"
 
 #include <QDebug>
 #include <QMetaType>

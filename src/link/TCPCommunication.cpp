@@ -1,8 +1,8 @@
 #include "TCPCommunication.h"
 
-#include "DefaultLog.h"
 #include "KeepAlive.h"
 #include "async/BackgroundCall.h"
+#include "log/DefaultLog.h"
 
 #include <QDebug>
 

@@ -2,10 +2,10 @@
 // what becomes of them.
 
 #include "BackendMembers.h"
-#include "CMain.h"
 #include "LogCatcher.h"
 #include "SignalLog.h"
 #include "TcpPeer.h"
+#include "backend/CMain.h"
 #include "link/ICommunication.h"
 #include "protocol/CommandCatalogue.h"
 #include "protocol/SettingFrames.h"

@@ -1,13 +1,13 @@
 // Both links against real far ends, healthy and ill, and what must hold while links come and go:
 // no pod is left moving, and the newest wish wins.
 
-#include "CMain.h"
 #include "ChildProcess.h"
 #include "Files.h"
 #include "PtyPair.h"
 #include "SignalLog.h"
 #include "SilentListener.h"
 #include "TcpPeer.h"
+#include "backend/CMain.h"
 #include "link/SerialCommunication.h"
 #include "link/TCPCommunication.h"
 

@@ -2,7 +2,7 @@
 // tells where a control stands, what a property holds and which texts the operator was shown; all
 // input goes to the console through the window system instead.
 
-#include "CMain.h"
+#include "backend/CMain.h"
 #include "firmware/online/OnlineUpgrade.h"
 
 #include <QGenericPlugin>

@@ -1,9 +1,9 @@
 // The local upgrade against podsim's bootloader on a pseudo terminal, and against lrzsz.
 
-#include "CMain.h"
 #include "Files.h"
 #include "LogCatcher.h"
 #include "PodSim.h"
+#include "backend/CMain.h"
 #include "bootloader/AnswerQueue.h"
 #include "control/PtyControlLink.h"
 #include "firmware/local/LocalUpgrade.h"

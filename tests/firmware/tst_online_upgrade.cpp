@@ -1,8 +1,8 @@
 // Whole server-assisted upgrades: the backend between podsim's bootloader and its upgrade server.
 
-#include "CMain.h"
 #include "Files.h"
 #include "PodSim.h"
+#include "backend/CMain.h"
 #include "firmware/online/OnlineUpgrade.h"
 
 #include <QElapsedTimer>

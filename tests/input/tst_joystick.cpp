@@ -1,6 +1,6 @@
 #include "PodSocket.h"
 
-#include "CMain.h"
+#include "backend/CMain.h"
 #include "input/ActionResolver.h"
 #include "input/JoystickInput.h"
 #include "input/JoystickMapping.h"

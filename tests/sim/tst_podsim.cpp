@@ -1,7 +1,7 @@
 // The simulator as the console meets it: commands become states and replies, faults do as told.
 
-#include "CMain.h"
 #include "PodSim.h"
+#include "backend/CMain.h"
 #include "link/ICommunication.h"
 
 #include <QJsonDocument>

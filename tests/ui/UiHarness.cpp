@@ -1,7 +1,7 @@
 #include "UiHarness.h"
 
 #include "Files.h"
-#include "InterfaceSetup.h"
+#include "app/InterfaceSetup.h"
 #include "compat/QtCompat.h"
 
 #include <QDir>

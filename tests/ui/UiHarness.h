@@ -2,7 +2,7 @@
 
 #include "PodSocket.h"
 
-#include "CMain.h"
+#include "backend/CMain.h"
 #include "video/VideoRenderer.h"
 
 #include <QPoint>

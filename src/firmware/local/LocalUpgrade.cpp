@@ -1,7 +1,7 @@
 #include "LocalUpgrade.h"
 
+#include "UpgradeLog.h"
 #include "YModemBlocks.h"
-#include "firmware/UpgradeLog.h"
 #include "protocol/ShortFrame.h"
 
 #include <QFile>

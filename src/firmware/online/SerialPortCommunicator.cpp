@@ -1,7 +1,7 @@
 #include "SerialPortCommunicator.h"
 
 #include "PodPortFinder.h"
-#include "link/SerialHangup.h"
+#include "serial/SerialHangup.h"
 
 #include <QDebug>
 #include <QTimerEvent>

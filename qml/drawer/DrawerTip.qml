@@ -1,8 +1,0 @@
-import QtQuick
-import "../window"
-
-// The tip of one of the drawer's controls: left of the drawer, at the control's height, so that it
-// covers none of the neighbours.
-Tip {
-    beside: root
-}

@@ -1,0 +1,29 @@
+import QtQuick
+import QtQuick.Controls
+import "../../style"
+
+// One half of an axis, growing away from the centre.
+ProgressBar {
+    id: bar
+
+    property bool leftward: false
+
+    width: 60
+    height: 12
+    padding: 0
+
+    background: Rectangle {
+        color: Theme.drawerDisabledFill
+        border.color: Theme.drawerBorder
+        radius: 2
+    }
+    contentItem: Item {
+        Rectangle {
+            x: bar.leftward ? parent.width - width : 0
+            width: bar.value * parent.width
+            height: parent.height
+            radius: 2
+            color: Theme.progressForeground
+        }
+    }
+}

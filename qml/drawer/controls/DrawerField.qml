@@ -1,0 +1,41 @@
+import QtQuick
+import QtQuick.Controls
+import QtQuick.Layouts
+import "../../style"
+
+// One line of text. Enter commits it (`accepted`) and hands the keyboard back to the video, Escape
+// only hands it back.
+TextField {
+    id: field
+
+    property string tip: ""
+
+    Layout.fillWidth: true
+    implicitHeight: Theme.drawerRowHeight
+    implicitWidth: 60
+    topPadding: 0
+    bottomPadding: 0
+    leftPadding: 8
+    rightPadding: 8
+    color: enabled && !readOnly ? Theme.drawerText : Theme.drawerMuted
+    font.pixelSize: Theme.drawerFontSize
+    placeholderTextColor: Theme.drawerMuted
+    selectByMouse: true
+    selectedTextColor: "white"
+    selectionColor: Theme.drawerAccent
+    verticalAlignment: TextInput.AlignVCenter
+    onAccepted: drawerActions.giveFocusBack()
+    Keys.onEscapePressed: drawerActions.giveFocusBack()
+
+    DrawerTip {
+        shown: field.hovered && !field.activeFocus
+        text: field.tip
+    }
+
+    background: Rectangle {
+        radius: 4
+        color: field.enabled && !field.readOnly ? Theme.drawerCard : Theme.drawerDisabledFill
+        border.width: field.activeFocus ? 2 : 1
+        border.color: field.activeFocus ? Theme.drawerAccent : Theme.drawerControlBorder
+    }
+}

@@ -1,0 +1,29 @@
+import QtQuick
+import QtQuick.Layouts
+import "../../style"
+
+// One function of the camera that is on or off. `open` and `close` are the backend calls.
+FormRow {
+    id: row
+
+    property alias on: control.on
+    property alias tip: control.tip
+    required property var open
+    required property var close
+    // Told after the call went out.
+    signal switched(bool on)
+
+    labelWidth: Theme.drawerWideLabelWidth
+
+    Item {
+        Layout.fillWidth: true
+    }
+    DrawerSwitch {
+        id: control
+        objectName: row.objectName + "Switch"
+        onFlipped: on => {
+            if (drawerActions.perform(on ? row.open : row.close))
+                row.switched(on);
+        }
+    }
+}

@@ -1,0 +1,67 @@
+import QtQuick
+import QtQuick.Layouts
+import "../controls"
+import "../../style"
+
+// One way to the pod: the fields are the user's of this file, checking them too; the button and what
+// is told about closing are here, the opening is LinkOpener's.
+Section {
+    id: form
+
+    // The backend's name of this kind of link.
+    required property string type
+    // Names in Texts, as report() takes them.
+    required property string connectedText
+    required property string failedText
+    required property string closedText
+    required property string closedLog
+    required property string buttonName
+    property string buttonTip: ""
+
+    // Replaced by the user. Checks and stores what was entered; the target and its number (port or
+    // baud rate), or null when it cannot be opened.
+    function prepare(): var { return null; }
+
+    readonly property bool linked: drawerActions.hasBackend && cMain.isConnected
+                                   && cMain.connectionType === type
+    property alias fields: fieldColumn.data
+
+    function connectOrDisconnect() {
+        if (linked) {
+            closeNow();
+            return;
+        }
+        const link = linkOpener.running ? null : prepare();
+        if (link)
+            linkOpener.open(type, link.target, link.value, connectedText, failedText);
+    }
+
+    function closeNow() {
+        drawerActions.endMotions();
+        // The backend refuses a second disconnection soon after the first.
+        if (!drawerActions.perform(() => cMain.disconnect()) || linked)
+            return;
+        console.log(closedLog);
+        drawerActions.report(closedText, "orange");
+    }
+
+    RowLayout {
+        Layout.fillWidth: true
+        spacing: Theme.drawerSpacing
+
+        RowLayout {
+            id: fieldColumn
+            Layout.fillWidth: true
+            spacing: Theme.drawerSpacing
+        }
+        DrawerButton {
+            objectName: form.buttonName
+            active: form.linked
+            enabled: !linkOpener.running
+            primary: true
+            text: form.linked ? Texts.disconnectAction : Texts.connectAction
+            tip: form.buttonTip
+            onClicked: form.connectOrDisconnect()
+        }
+    }
+}

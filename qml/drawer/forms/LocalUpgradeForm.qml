@@ -1,0 +1,125 @@
+import QtQuick
+import QtQuick.Dialogs
+import QtQuick.Layouts
+import "../controls"
+import "../../style"
+
+// A firmware file over the serial port. What became of it is the backend's own account.
+Section {
+    id: form
+
+    readonly property string defaultBaudRate: "115200"
+    readonly property bool running: drawerActions.hasBackend && (cMain.localUpgradeRunning ?? false)
+
+    // "file:///C:/x" is C:/x, "file:///home/x" is /home/x.
+    function localPath(url: string): string {
+        const path = decodeURIComponent(url);
+        return path.replace(/^file:\/\/\/(?=[A-Za-z]:)/, "").replace(/^file:\/\//, "");
+    }
+
+    function start() {
+        const path = filedirectionInput.text.trim();
+        const port = updateportslist.portName;
+        const baudRate = Validation.integerIn(updatebaudRateInput.text, 1, Validation.largestBaudRate);
+        if (path === "" || port === "" || isNaN(baudRate)) {
+            customDialog.show(path === "" ? Texts.noFile
+                                          : port === "" ? Texts.noPort : Texts.badBaudRate);
+            return;
+        }
+        root.updateType = 1;
+        drawerActions.endMotions();
+        drawerActions.perform(() => cMain.updateFirmwareByCom(port, baudRate, path));
+    }
+
+    function reset() {
+        filedirectionInput.clear();
+        updateportslist.editText = mainWindow.oldComPort;
+        updatebaudRateInput.text = defaultBaudRate;
+        drawerActions.giveFocusBack();
+    }
+
+    objectName: "localUpgradeForm"
+    caption: Texts.localSection
+
+    FileDialog {
+        id: fileDialog
+        objectName: "fileDialog"
+        title: Texts.chooseFile
+        nameFilters: [Texts.allFiles, "Bin Files (*.Txt)"]
+        onAccepted: filedirectionInput.text = form.localPath(String(selectedFile))
+        onVisibleChanged: {
+            if (!visible)
+                drawerActions.giveFocusBack();
+        }
+    }
+
+    FormRow {
+        label: Texts.firmwareFile
+
+        DrawerField {
+            id: filedirectionInput
+            objectName: "filedirectionInput"
+            tip: Texts.tipFile
+        }
+        DrawerButton {
+            objectName: "openFileButton"
+            text: Texts.open
+            tip: Texts.tipOpen
+            onClicked: fileDialog.open()
+        }
+    }
+    FormRow {
+        label: Texts.serialPort
+
+        PortChoice {
+            id: updateportslist
+            objectName: "updateportslist"
+            preset: mainWindow.oldComPort
+            tip: Texts.tipUpdatePort
+        }
+    }
+    FormRow {
+        label: Texts.baudRate
+
+        DrawerField {
+            id: updatebaudRateInput
+            objectName: "updatebaudRateInput"
+            inputMethodHints: Qt.ImhDigitsOnly
+            text: form.defaultBaudRate
+            tip: Texts.tipBaudRate
+        }
+    }
+    DrawerProgress {
+        objectName: "progressBar_fmw_2"
+        Layout.fillWidth: true
+        percent: root.updateType === 1 ? onlineUpgrade.percent : 0
+    }
+    Text {
+        objectName: "localUpgradeText"
+        Layout.fillWidth: true
+        color: Theme.drawerText
+        font.pixelSize: Theme.drawerFontSize
+        text: drawerActions.hasBackend ? (cMain.localUpgradeText ?? "") : ""
+        visible: text !== ""
+        wrapMode: Text.Wrap
+    }
+    ButtonRow {
+        DrawerButton {
+            id: comResetButton
+            objectName: "comResetButton"
+            enabled: !form.running
+            text: Texts.reset
+            tip: Texts.tipReset
+            onClicked: form.reset()
+        }
+        DrawerButton {
+            id: comupdateButton
+            objectName: "comupdateButton"
+            enabled: !form.running
+            primary: true
+            text: Texts.update
+            tip: Texts.tipLocalUpdate
+            onClicked: form.start()
+        }
+    }
+}

@@ -1,0 +1,133 @@
+import QtQuick
+import QtQuick.Layouts
+import "../controls"
+import "../forms"
+import "../../style"
+
+// Page 1: the gimbal.
+DrawerPage {
+    objectName: "cameraPage"
+
+    Section {
+        caption: Texts.gimbalSection
+
+        GridLayout {
+            Layout.fillWidth: true
+            columnSpacing: Theme.drawerSpacing
+            columns: 2
+            rowSpacing: Theme.drawerSpacing
+
+            DrawerButton {
+                objectName: "rebootButton"
+                Layout.fillWidth: true
+                Layout.preferredWidth: 1
+                text: Texts.reboot
+                tip: Texts.tipReboot
+                onClicked: {
+                    if (drawerActions.perform(() => cMain.gimbalSetReboot()))
+                        customDialog.show(Texts.rebootSent);
+                }
+            }
+            DrawerButton {
+                objectName: "informationButton"
+                Layout.fillWidth: true
+                Layout.preferredWidth: 1
+                active: mainWindow.isPodInfoValuesShow
+                text: Texts.information
+                tip: Texts.tipInformation
+                onClicked: {
+                    mainWindow.isPodInfoValuesShow = !mainWindow.isPodInfoValuesShow;
+                    drawerActions.giveFocusBack();
+                }
+            }
+            DrawerButton {
+                objectName: "uprightButton"
+                Layout.fillWidth: true
+                Layout.preferredWidth: 1
+                text: Texts.upright
+                tip: Texts.tipUpright
+                onClicked: {
+                    if (drawerActions.perform(() => cMain.modeUpward()))
+                        customDialog.show(Texts.uprightNotice);
+                }
+            }
+            DrawerButton {
+                objectName: "invertedButton"
+                Layout.fillWidth: true
+                Layout.preferredWidth: 1
+                text: Texts.inverted
+                tip: Texts.tipInverted
+                onClicked: {
+                    if (drawerActions.perform(() => cMain.modeDownward()))
+                        customDialog.show(Texts.invertedNotice);
+                }
+            }
+        }
+        FormRow {
+            label: Texts.moveSpeed
+
+            DrawerSlider {
+                id: podsportspeedslider
+                objectName: "podsportspeedslider"
+                Layout.fillWidth: true
+                from: 0
+                stepSize: 1
+                tip: Texts.tipMoveSpeed
+                to: 255
+                value: drawerActions.hasBackend ? cMain.moveSpeed : 0
+                onReleased: value => drawerActions.perform(() => cMain.moveSpeed = value)
+            }
+            Text {
+                Layout.preferredWidth: 28
+                color: Theme.drawerText
+                font.pixelSize: Theme.drawerFontSize
+                horizontalAlignment: Text.AlignRight
+                text: podsportspeedslider.value
+            }
+        }
+    }
+    PoseForm {}
+    Section {
+        caption: Texts.optionsSection
+
+        FormRow {
+            label: Texts.protocol
+            DrawerChoice {
+                objectName: "comboboxprotocoltype"
+                choice: root.protocolIndex
+                model: ["EE01", "EE03"]
+                tip: Texts.tipProtocol
+                onChosen: index => {
+                    if (drawerActions.perform(() => cMain.setProtocl(index)))
+                        root.protocolIndex = index;
+                }
+            }
+        }
+        FormRow {
+            label: Texts.frequency
+            DrawerChoice {
+                objectName: "comboboxfrequency"
+                choice: root.frequencyIndex
+                model: ["25 Hz", "50 Hz", "10 Hz", "5 Hz", "1 Hz"]
+                tip: Texts.tipFrequency
+                onChosen: index => {
+                    if (drawerActions.perform(() => cMain.setFrequency(index)))
+                        root.frequencyIndex = index;
+                }
+            }
+        }
+        FormRow {
+            label: Texts.language
+            DrawerChoice {
+                objectName: "comboboxlanguage"
+                choice: mainWindow.oldLanguageIndex
+                model: Texts.languages
+                tip: Texts.tipLanguage
+                onChosen: index => {
+                    storedSettings.store(storedSettings.general, "languageIndex", index);
+                    mainWindow.oldLanguageIndex = index;
+                }
+            }
+        }
+    }
+}

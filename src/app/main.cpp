@@ -1,0 +1,29 @@
+#include "InterfaceSetup.h"
+#include "backend/CMain.h"
+#include "compat/Heap.h"
+#include "compat/QtCompat.h"
+
+#include <QGuiApplication>
+#include <QIcon>
+#include <QQmlApplicationEngine>
+#include <QQmlContext>
+
+int main(int argc, char *argv[])
+{
+    compat::shareHeaps();
+    QGuiApplication app(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("KAVROControl"));
+    QCoreApplication::setOrganizationName(QStringLiteral("KAVRO"));
+    QGuiApplication::setWindowIcon(QIcon(QStringLiteral(":/src/image/logo.png")));
+
+    prepareInterface();
+
+    QQmlApplicationEngine engine;
+    auto *backend = new CMain(&app);
+    engine.rootContext()->setContextProperty(QStringLiteral("cMain"), backend);
+    QObject::connect(
+        &engine, &QQmlApplicationEngine::objectCreationFailed, &app,
+        [] { QCoreApplication::exit(-1); }, Qt::QueuedConnection);
+    compat::loadMain(engine);
+    return QCoreApplication::exec();
+}
