@@ -11,6 +11,12 @@ namespace {
 constexpr int kBytesPerPixel = 4;
 constexpr int kRowAlignment = 64; // bytes; what one step of swscale's widest loop writes
 
+// A stream that names no matrix is of the one that its size stands for.
+constexpr int kHighDefinitionLines = 720;
+
+// Beyond this a pixel's shape tells of a damaged header.
+constexpr int kPixelStretchMax = 16;
+
 /// A picture whose rows have room for whole steps of swscale. In QImage's own memory, of rows
 /// without a gap, it would write past the end of the last one, or leave the right edge undrawn.
 QImage makeBuffer(int width, int height)
@@ -27,11 +33,43 @@ QImage makeBuffer(int width, int height)
     return image;
 }
 
+/// Swscale's number of the matrix.
+int matrixOf(const AVFrame &frame)
+{
+    if (frame.colorspace != AVCOL_SPC_UNSPECIFIED)
+        return frame.colorspace;
+    return frame.height >= kHighDefinitionLines ? SWS_CS_ITU709 : SWS_CS_ITU601;
+}
+
+bool isFullRange(const AVFrame &frame)
+{
+    switch (frame.format) {
+    case AV_PIX_FMT_YUVJ420P: // formats that say so by themselves
+    case AV_PIX_FMT_YUVJ422P:
+    case AV_PIX_FMT_YUVJ440P:
+    case AV_PIX_FMT_YUVJ444P:
+        return true;
+    default:
+        return frame.color_range == AVCOL_RANGE_JPEG;
+    }
+}
+
+AVRational pixelShape(const AVFrame &frame)
+{
+    const auto [width, height] = frame.sample_aspect_ratio;
+    const bool known = width > 0 && height > 0 && width / kPixelStretchMax <= height
+                       && height / kPixelStretchMax <= width;
+    return known ? frame.sample_aspect_ratio : AVRational{1, 1};
+}
+
 } // namespace
 
 bool FrameConverter::prepare(const AVFrame &frame)
 {
-    if (m_scaler && frame.width == m_width && frame.height == m_height && frame.format == m_format)
+    const int matrix = matrixOf(frame);
+    const bool fullRange = isFullRange(frame);
+    if (m_scaler && frame.width == m_width && frame.height == m_height && frame.format == m_format
+        && matrix == m_matrix && fullRange == m_fullRange)
         return true;
     m_scaler.reset(sws_getContext(
         frame.width, frame.height, static_cast<AVPixelFormat>(frame.format), frame.width,
@@ -40,9 +78,15 @@ bool FrameConverter::prepare(const AVFrame &frame)
         qDebug() << "[FFmpegPlayer] 无法创建SwsContext";
         return false;
     }
+    // The matrix from RGB is not used. For a frame that is RGB itself there is nothing to set.
+    constexpr int kUnchanged = 1 << 16; // contrast and saturation
+    sws_setColorspaceDetails(m_scaler.get(), sws_getCoefficients(matrix), fullRange ? 1 : 0,
+                             sws_getCoefficients(SWS_CS_DEFAULT), 1, 0, kUnchanged, kUnchanged);
     m_width = frame.width;
     m_height = frame.height;
     m_format = frame.format;
+    m_matrix = matrix;
+    m_fullRange = fullRange;
     return true;
 }
 
@@ -74,5 +118,8 @@ QImage FrameConverter::convert(const AVFrame *frame)
         qDebug() << "[FFmpegPlayer] 图像转换失败:" << rows;
         return {};
     }
+    const AVRational shape = pixelShape(*frame);
+    image.setDotsPerMeterX(shape.den);
+    image.setDotsPerMeterY(shape.num);
     return image;
 }

@@ -6,12 +6,14 @@
 
 #include <array>
 
-/// Turns decoded frames into RGBA pictures of the same size. The scaler is kept while size and
-/// pixel format stay as they were, and so is the memory of pictures that nobody holds any more.
+/// Turns decoded frames into RGBA pictures of the same size, by the matrix and range that the
+/// stream names, or that its size stands for. The scaler is kept while all of these stay as they
+/// were, and so is the memory of pictures that nobody holds any more.
 class FrameConverter
 {
 public:
-    /// A null image when the frame holds no picture or cannot be converted.
+    /// A null image when the frame holds no picture or cannot be converted. The shape of its pixels
+    /// is that of its dots: width to height as dotsPerMeterY to dotsPerMeterX.
     QImage convert(const AVFrame *frame);
 
 private:
@@ -26,4 +28,6 @@ private:
     int m_width = 0;
     int m_height = 0;
     int m_format = AV_PIX_FMT_NONE;
+    int m_matrix = 0;
+    bool m_fullRange = false;
 };

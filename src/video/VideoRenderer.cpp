@@ -52,13 +52,14 @@ QString shortened(const QString &text)
 
 QFont arial(int points, QFont::Weight weight) { return {QStringLiteral("Arial"), points, weight}; }
 
-/// The largest rectangle of the picture's shape, centred in `area`.
-QRectF letterboxed(const QSize &picture, const QRectF &area)
+/// The largest rectangle of the shape in which the picture is to be seen, centred in `area`.
+QRectF letterboxed(const QImage &picture, const QRectF &area)
 {
     QRectF target = area;
-    if (picture.isEmpty() || area.isEmpty())
+    if (picture.isNull() || area.isEmpty())
         return target;
-    const qreal pictureRatio = qreal(picture.width()) / picture.height();
+    const qreal pixelRatio = qreal(picture.dotsPerMeterY()) / picture.dotsPerMeterX();
+    const qreal pictureRatio = pixelRatio * picture.width() / picture.height();
     if (pictureRatio > area.width() / area.height()) {
         const qreal height = area.width() / pictureRatio;
         target.moveTop(target.top() + (area.height() - height) * 0.5);
@@ -262,7 +263,7 @@ void VideoRenderer::showFrame(const QImage &frame)
 void VideoRenderer::updateContentRect()
 {
     const QRectF rect =
-        m_currentFrame.isNull() ? QRectF() : letterboxed(m_currentFrame.size(), boundingRect());
+        m_currentFrame.isNull() ? QRectF() : letterboxed(m_currentFrame, boundingRect());
     if (rect == m_contentRect)
         return;
     m_contentRect = rect;
@@ -321,7 +322,7 @@ void VideoRenderer::paintWithoutPicture(QPainter &painter) const
 
 void VideoRenderer::paintPicture(QPainter &painter) const
 {
-    const QRectF target = letterboxed(m_currentFrame.size(), boundingRect());
+    const QRectF target = letterboxed(m_currentFrame, boundingRect());
     drawScaled(painter, target, m_currentFrame);
     if (m_status == kPlayingStatus)
         return;

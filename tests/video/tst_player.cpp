@@ -11,12 +11,17 @@
 #include "video/LatencyStrip.h"
 #include "video/MediaStream.h"
 
+extern "C" {
+#include <libavutil/pixdesc.h>
+}
+
 #include <QElapsedTimer>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
 
 #include <algorithm>
+#include <array>
 #include <tuple>
 
 using namespace Qt::StringLiterals;
@@ -27,16 +32,21 @@ constexpr int kPictureWaitMs = 15000;
 constexpr int kNothingMeanwhileMs = 150;       // many times the interval of pictures
 constexpr int kNoSecondLossMeanwhileMs = 4200; // past the heartbeat's limit
 
-/// A frame of one colour, in a format of planes of its own size.
-ffmpeg::FramePtr plainFrame(QSize size, AVPixelFormat format, const QByteArray &planes)
+/// A frame of one colour, its planes filled with samples of 8 bits, or of more in 16.
+ffmpeg::FramePtr plainFrame(QSize size, AVPixelFormat format, const std::array<int, 3> &samples)
 {
     ffmpeg::FramePtr frame(av_frame_alloc());
     frame->width = size.width();
     frame->height = size.height();
     frame->format = format;
     av_frame_get_buffer(frame.get(), 0);
-    for (qsizetype i = 0; i < planes.size(); ++i)
-        std::fill_n(frame->data[i], frame->linesize[i] * size.height(), uint8_t(planes[i]));
+    const AVPixFmtDescriptor *layout = av_pix_fmt_desc_get(format);
+    const int sampleBytes = layout->comp[0].depth > 8 ? 2 : 1;
+    for (int i = 0; i < 3; ++i) {
+        const int rows = AV_CEIL_RSHIFT(size.height(), i > 0 ? layout->log2_chroma_h : 0);
+        for (int at = 0; at < frame->linesize[i] * rows; ++at)
+            frame->data[i][at] = uint8_t(samples[i] >> (8 * (at % sampleBytes)));
+    }
     return frame;
 }
 
@@ -55,7 +65,7 @@ private slots:
     void fileIsPlayedToItsEnd();
     void picturesOfEveryWidthAreWhole();
     void lossIsToldOncePerLoss();
-    void picturesFollowTheFrames();
+    void coloursAreThoseOfTheStream();
 
 private:
     QTemporaryDir m_folder;
@@ -231,7 +241,7 @@ void TestPlayer::picturesOfEveryWidthAreWhole()
     FrameConverter converter;
     for (int width = 1; width <= 80; ++width) {
         // An odd height takes another way through swscale.
-        const auto frame = plainFrame({width, 4}, AV_PIX_FMT_YUV420P, QByteArray(3, char(width)));
+        const auto frame = plainFrame({width, 4}, AV_PIX_FMT_YUV420P, {width, width, width});
         const QImage picture = converter.convert(frame.get());
         QImage drawn(picture.size(), picture.format());
         drawn.fill(picture.pixelColor(0, 0));
@@ -265,29 +275,61 @@ void TestPlayer::lossIsToldOncePerLoss()
     }
 }
 
-// A stream may change in the middle: neither scaler nor memory of what was before may be used on.
-void TestPlayer::picturesFollowTheFrames()
+// Through one converter, since a stream may change in the middle: neither scaler nor memory of what
+// was before may be used on. The expected colours are those that the samples were made from.
+void TestPlayer::coloursAreThoseOfTheStream()
 {
-    const QByteArray red("\x51\x5A\xF0");
-    const QByteArray green("\x91\x36\x22");
-    const QList<std::tuple<QSize, AVPixelFormat, QByteArray, Qt::GlobalColor>> frames = {
-        {{64, 48}, AV_PIX_FMT_YUV444P, red, Qt::red},
-        {{96, 48}, AV_PIX_FMT_YUV444P, green, Qt::green},
-        {{96, 64}, AV_PIX_FMT_YUV444P, red, Qt::red},
-        {{96, 64}, AV_PIX_FMT_GBRP, "\xFF\0\0"_ba, Qt::green},
-        {{64, 64}, AV_PIX_FMT_YUV444P, red, Qt::red},
-        {{64, 48}, AV_PIX_FMT_YUV444P, green, Qt::green},
+    constexpr double kRed601 = 0.299, kBlue601 = 0.114, kRed709 = 0.2126, kBlue709 = 0.0722;
+    const QList<std::tuple<AVColorSpace, QSize, double, double>> matrices = {
+        {AVCOL_SPC_BT709, {64, 48}, kRed709, kBlue709},
+        {AVCOL_SPC_BT470BG, {64, 720}, kRed601, kBlue601},
+        {AVCOL_SPC_SMPTE170M, {96, 720}, kRed601, kBlue601},
+        {AVCOL_SPC_UNSPECIFIED, {64, 718}, kRed601, kBlue601},
+        {AVCOL_SPC_UNSPECIFIED, {64, 720}, kRed709, kBlue709},
     };
-    constexpr QRgb kRoughly = 0xF0F0F0;
+    const QList<std::tuple<AVPixelFormat, AVColorRange>> formats = {
+        {AV_PIX_FMT_YUV420P, AVCOL_RANGE_MPEG},     {AV_PIX_FMT_YUV420P, AVCOL_RANGE_UNSPECIFIED},
+        {AV_PIX_FMT_YUV420P, AVCOL_RANGE_JPEG},     {AV_PIX_FMT_YUVJ420P, AVCOL_RANGE_UNSPECIFIED},
+        {AV_PIX_FMT_YUV422P, AVCOL_RANGE_MPEG},     {AV_PIX_FMT_YUV422P, AVCOL_RANGE_JPEG},
+        {AV_PIX_FMT_YUV420P10LE, AVCOL_RANGE_MPEG}, {AV_PIX_FMT_YUV420P10LE, AVCOL_RANGE_JPEG},
+        {AV_PIX_FMT_YUV422P10LE, AVCOL_RANGE_MPEG}, {AV_PIX_FMT_YUV422P10LE, AVCOL_RANGE_JPEG},
+    };
+    const QList<std::array<int, 3>> colours = {{0, 191, 0},   {255, 0, 0},     {0, 0, 255},
+                                               {255, 255, 0}, {255, 255, 255}, {16, 16, 16}};
     FrameConverter converter;
-    for (const auto &[size, format, planes, colour] : frames) {
-        const QImage picture = converter.convert(plainFrame(size, format, planes).get());
-        QCOMPARE(picture.size(), size);
-        const QRect area = picture.rect();
-        for (const QPoint corner :
-             {area.topLeft(), area.topRight(), area.bottomLeft(), area.bottomRight()})
-            QCOMPARE(picture.pixel(corner) & kRoughly, QColor(colour).rgb() & kRoughly);
+    for (const auto &[matrix, size, kr, kb] : matrices) {
+        for (const auto &[format, range] : formats) {
+            const bool full = range == AVCOL_RANGE_JPEG || format == AV_PIX_FMT_YUVJ420P;
+            const int unit = 1 << (av_pix_fmt_desc_get(format)->comp[0].depth - 8);
+            for (const auto &[r, g, b] : colours) {
+                const double y = kr * r + (1 - kr - kb) * g + kb * b;
+                const auto chroma = [&](double part, double k) {
+                    const double swing = (part - y) / (2 * (1 - k)) * (full ? 1 : 224.0 / 255);
+                    return std::min(qRound((128 + swing) * unit), 256 * unit - 1);
+                };
+                const double luma = full ? y : 16 + y * 219 / 255;
+                const auto frame =
+                    plainFrame(size, format, {qRound(luma * unit), chroma(b, kb), chroma(r, kr)});
+                frame->colorspace = matrix;
+                frame->color_range = range;
+                const QImage picture = converter.convert(frame.get());
+                QCOMPARE(picture.size(), size);
+                for (const QPoint corner :
+                     {picture.rect().topLeft(), picture.rect().bottomRight()}) {
+                    const QRgb seen = picture.pixel(corner);
+                    const int error =
+                        std::max({std::abs(qRed(seen) - r), std::abs(qGreen(seen) - g),
+                                  std::abs(qBlue(seen) - b)});
+                    QVERIFY2(error <= 3, qPrintable(u"%1 %2 %3 lines: %4"_s.arg(format)
+                                                        .arg(range)
+                                                        .arg(size.height())
+                                                        .arg(seen, 0, 16)));
+                }
+            }
+        }
     }
+    const auto bare = plainFrame({64, 720}, AV_PIX_FMT_GBRP, {255, 0, 0});
+    QCOMPARE(converter.convert(bare.get()).pixel(0, 0), QColor(Qt::green).rgb());
 }
 
 QTEST_GUILESS_MAIN(TestPlayer)

@@ -1,6 +1,7 @@
 // The video item against podsim: its painting, its texts, and how it brings a stream back.
 
 #include "PodSim.h"
+#include "video/FrameConverter.h"
 #include "video/VideoRenderer.h"
 
 #include <QImage>
@@ -70,14 +71,23 @@ void TestRenderer::networkErrorsAreNotShown()
 // The picture is drawn in bands and must look as if drawn at once, and nothing but the picture.
 void TestRenderer::paintsLetterboxedWithoutSeams()
 {
-    const QList<std::tuple<QSize, QSize, double, QRectF>> cases = {
-        {{1920, 1080}, {960, 801}, 1.0, {0, 130.5, 960, 540}},
-        {{1920, 1080}, {960, 801}, 1.25, {0, 130.5, 960, 540}}, // a screen scaled by a fraction
-        {{320, 240}, {1000, 600}, 1.7, {100, 0, 800, 600}},     // enlarged
-        {{200, 100}, {200, 100}, 1.0, {0, 0, 200, 100}},
+    const QList<std::tuple<QSize, QSize, double, QRectF, QSize>> cases = {
+        {{1920, 1080}, {960, 801}, 1.0, {0, 130.5, 960, 540}, {1, 1}},
+        {{1920, 1080}, {960, 801}, 1.25, {0, 130.5, 960, 540}, {1, 1}}, // a fractional screen
+        {{320, 240}, {1000, 600}, 1.7, {100, 0, 800, 600}, {1, 1}},     // enlarged
+        {{720, 576}, {600, 480}, 1.0, {0, 71.25, 600, 337.5}, {64, 45}},
+        {{720, 576}, {600, 480}, 1.0, {0, 0, 600, 480}, {0, 1}},   // of unknown shape
+        {{720, 576}, {600, 480}, 1.0, {0, 0, 600, 480}, {999, 1}}, // of no shape
     };
-    for (const auto &[pictureSize, size, scale, rect] : cases) {
-        QImage noise(pictureSize, QImage::Format_RGBX8888);
+    for (const auto &[pictureSize, size, scale, rect, pixel] : cases) {
+        // What the converter makes of it, filled with noise.
+        const ffmpeg::FramePtr frame(av_frame_alloc());
+        frame->width = pictureSize.width();
+        frame->height = pictureSize.height();
+        frame->format = AV_PIX_FMT_YUV420P;
+        frame->sample_aspect_ratio = {pixel.width(), pixel.height()};
+        av_frame_get_buffer(frame.get(), 0);
+        QImage noise = FrameConverter().convert(frame.get()).convertedTo(QImage::Format_RGBX8888);
         QRandomGenerator random(7);
         random.generate(noise.bits(), noise.bits() + noise.sizeInBytes());
         VideoRenderer item;
