@@ -7,6 +7,8 @@
 
 #include <QLibraryInfo>
 #include <QProcess>
+#include <QRandomGenerator>
+#include <QSettings>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -15,6 +17,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr int kWaitMs = 60000;
+constexpr int kAddresses = 3000;
 const QString kConsole = QStringLiteral(CONSOLE_EXECUTABLE);
 
 struct Group : compat::Settings
@@ -36,6 +39,7 @@ private slots:
     void init() { QVERIFY(QFile::remove(m_path) || !QFile::exists(m_path)); }
     void groupsOfOneFile();
     void damagedFileIsKeptAside();
+    void whatWasStoredIsFoundAgain();
     void brokenInterfaceEndsTheConsole();
     void moduleIsExported();
 
@@ -76,6 +80,9 @@ void TestStartup::damagedFileIsKeptAside()
         {"[TCP]\nx=" + QByteArray(2 << 20, 'x'), true},    // far too long
         {R"(a=@Variant(\0\0\0\t\xff\xff\xff\xfe))", true}, // Qt makes it something of any size
         {"a=b, \"@Size(1 2)\"", true},
+        {"a=\"b,\", \"\" @Size(1 2)", true},
+        {"a=\"b,\\\"=@c\"; @d", true},  // where its comment begins is a guess
+        {"a=b\\\r\n,@Size(1 2)", true}, // a value of two lines
         {"a=\\x40Size(1 2)", true},
     };
     for (const auto &[content, damaged] : rows) {
@@ -91,6 +98,28 @@ void TestStartup::damagedFileIsKeptAside()
         QCOMPARE(contentOf(kept), damaged ? content : "older");
         file.setPath(m_folder.filePath(u"no folder/device_config.ini"_s));
         QCOMPARE(file.state(), SettingsFile::Unwritable);
+    }
+}
+
+void TestStartup::whatWasStoredIsFoundAgain()
+{
+    // Addresses as the drawer takes them: anything printable behind the scheme.
+    const QString odd = u"@=\\\",;%?&#:/[]{}()\'` +~吊\u00e9\U0001F600xX0a"_s;
+    QRandomGenerator random(16);
+    for (int run = 0; run < kAddresses; ++run) {
+        QString address = run % 2 ? u"rtsp://"_s : u"UDP://"_s;
+        for (int length = random.bounded(1, 30); length > 0; --length)
+            address += odd.at(random.bounded(odd.size()));
+        address = address.trimmed();
+        QFile::remove(m_path);
+        if (run % 3)
+            Group(m_path, u"RTSP"_s).setValue(u"rtspIp"_s, address);
+        else
+            QSettings(m_path, QSettings::IniFormat).setValue(u"RTSP/rtspIp"_s, address);
+        SettingsFile file;
+        file.setPath(m_path);
+        QVERIFY2(file.state() == SettingsFile::Sound, qPrintable(address));
+        QCOMPARE(Group(m_path, u"RTSP"_s).value(u"rtspIp"_s).toString(), address);
     }
 }
 

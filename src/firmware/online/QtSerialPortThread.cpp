@@ -32,6 +32,9 @@ QtSerialPortThread::QtSerialPortThread(SerialPortCommunicator *port, Settings se
     , m_exchange(port->portName())
 {
     m_server.setReconnectInterval(m_settings.reconnectMs);
+    // A coarse timer is up to a twentieth early or late: of 15 s too much.
+    m_settleTimer.setTimerType(Qt::PreciseTimer);
+    m_serverWaitTimer.setTimerType(Qt::PreciseTimer);
     m_settleTimer.setSingleShot(true);
     connect(&m_settleTimer, &QTimer::timeout, this, [this] { emit upgradeStarted(openPort()); });
     m_serverWaitTimer.setSingleShot(true);

@@ -19,6 +19,7 @@ constexpr qint64 kReadBufferSize = 4096; // bytes; frames are short and read at 
 QTimer *makeSingleShot(QObject *parent)
 {
     auto *timer = new QTimer(parent);
+    timer->setTimerType(Qt::PreciseTimer);
     timer->setSingleShot(true);
     return timer;
 }

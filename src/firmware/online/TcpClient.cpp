@@ -15,6 +15,8 @@ TcpClient::TcpClient(QObject *parent)
     , m_cleanupTimer(new QTimer(this))
 {
     createSocket();
+    m_reconnectTimer->setTimerType(Qt::PreciseTimer);
+    m_cleanupTimer->setTimerType(Qt::PreciseTimer);
     m_reconnectTimer->setSingleShot(true);
     m_reconnectTimer->setInterval(kReconnectMs);
     connect(m_reconnectTimer, &QTimer::timeout, this, &TcpClient::attemptReconnect);
