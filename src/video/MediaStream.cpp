@@ -13,6 +13,8 @@ namespace {
 
 constexpr int kLateVideoWaitMs = 1000;
 constexpr int kAbortPollMs = 20;
+constexpr int kBusyPauseMs = 100;
+constexpr int kBusyRetries = 10;
 constexpr int kDecoderThreads = 1; // a second thread would hold pictures back
 
 // What level 6.2 of H.264 and H.265 allows. A damaged header may tell of sizes of which a few
@@ -145,8 +147,14 @@ private:
             return result;
         qDebug() << "[FFmpegPlayer] 服务器不支持" << rtspTransport << "传输，改用 tcp";
         rtspTransport = QStringLiteral("tcp");
-        setOptions();
-        return tryOpen(kDetectFormat);
+        // A server may be busy giving up what the refused request had it prepare.
+        std::optional<int> retried = AVERROR_HTTP_SERVER_ERROR;
+        for (int i = 0; i < kBusyRetries && retried == AVERROR_HTTP_SERVER_ERROR; ++i) {
+            pause(kBusyPauseMs);
+            setOptions();
+            retried = tryOpen(kDetectFormat);
+        }
+        return retried;
     }
 
     bool openInput()
@@ -193,7 +201,7 @@ private:
         m_parts.videoIndex = bestVideo();
         if (m_parts.videoIndex < 0 && stream_options::isUdpUrl(m_request.url)) {
             qDebug() << "[FFmpegPlayer] UDP流未立即检测到视频流，等待...";
-            waitForLateVideo();
+            pause(kLateVideoWaitMs);
             avformat_find_stream_info(m_parts.format.get(), nullptr);
             m_parts.videoIndex = bestVideo();
         }
@@ -220,10 +228,9 @@ private:
         return av_find_best_stream(m_parts.format.get(), AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
     }
 
-    void waitForLateVideo() const
+    void pause(int ms) const
     {
-        for (int waitedMs = 0; waitedMs < kLateVideoWaitMs && !m_request.abort->load();
-             waitedMs += kAbortPollMs)
+        for (int waitedMs = 0; waitedMs < ms && !m_request.abort->load(); waitedMs += kAbortPollMs)
             QThread::msleep(kAbortPollMs);
     }
 
