@@ -143,8 +143,11 @@ ApplicationWindow {
         videoRenderer.forceActiveFocus();
     }
 
+    // Without its password.
+    function shownUrl(url: string): string { return videoRenderer.masked(url); }
+
     function applyUrl(newUrl: string) {
-        console.log("手动应用新 URL:", newUrl);
+        console.log("手动应用新 URL:", shownUrl(newUrl));
         isManuallyUpdating = true;
         rtspUrl = newUrl;
         statusLine.show("URL已更新，重新连接中...", Theme.statusWarning);
@@ -272,6 +275,10 @@ ApplicationWindow {
                 markers: dragMarkers
                 pointingEnabled: !videoRenderer.status.includes("重连")
                                  && !statusLine.text.includes("重连")
+            }
+            VideoTrouble {
+                objectName: "videoTrouble"
+                video: videoRenderer
             }
         }
 

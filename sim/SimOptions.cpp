@@ -46,6 +46,7 @@ void declare(QCommandLineParser &parser)
     add("no-video", "Serve no video.");
     add("rtsp-port", "Port of the RTSP server.", "port", "8554");
     add("rtsp-path", "Path of the stream.", "path", "/live0");
+    add("rtsp-tcp-only", "Refuse RTSP over UDP, as some servers do.");
     add("codec", "h264 or h265.", "codec", "h264");
     add("size", "Picture size.", "WxH", "1280x720");
     add("fps", "Pictures a second.", "fps", "25");
@@ -90,6 +91,7 @@ void readVideo(const QCommandLineParser &parser, SimOptions &options)
     options.video = !parser.isSet(QStringLiteral("no-video"));
     options.rtspPort = port(parser, QStringLiteral("rtsp-port"));
     options.rtspPath = parser.value(QStringLiteral("rtsp-path"));
+    options.rtspTcpOnly = parser.isSet(QStringLiteral("rtsp-tcp-only"));
     if (!options.rtspPath.startsWith(u'/'))
         refuse(QStringLiteral("--rtsp-path begins with a slash"));
     const std::optional<VideoFormat> format =

@@ -24,6 +24,7 @@ struct SimOptions
     bool video = true;
     quint16 rtspPort = 8554;
     QString rtspPath = QStringLiteral("/live0");
+    bool rtspTcpOnly = false;
     VideoFormat format;
     QString udpHost; ///< empty: no UDP stream
     quint16 udpPort = 0;

@@ -68,6 +68,7 @@ bool Simulator::startVideo(QString &error)
 {
     pump = std::make_unique<FramePump>(m_options.format);
     rtsp = std::make_unique<RtspServer>(*pump, m_options.bindAddress, m_options.rtspPath);
+    rtsp->tcpOnly = m_options.rtspTcpOnly;
     if (!rtsp->start(m_options.rtspPort)) {
         error = QStringLiteral("cannot listen on RTSP port %1").arg(m_options.rtspPort);
         return false;

@@ -38,6 +38,24 @@ QtObject {
         return pick("设置文件已损坏，已恢复默认设置", "The settings file was damaged; the defaults are used")
             + (keptAs !== "" ? pick("，原文件保存为 ", ". It is kept as ") + keptAs : "");
     }
+    // By the words of the video item's trouble.
+    readonly property var troubles: ({
+        refused: pick("连接被拒绝", "Connection refused"),
+        password: pick("用户名或密码错误", "Wrong user name or password"),
+        noStream: pick("没有这个视频流", "No such stream"),
+        busy: pick("服务器繁忙或故障", "The server is busy or at fault"),
+        unknownHost: pick("找不到主机", "Unknown host"),
+        unreachable: pick("网络不可达", "The network cannot be reached"),
+        noAnswer: pick("对方没有应答", "No answer"),
+        hungUp: pick("对方断开了连接", "The other side hung up"),
+        transport: pick("服务器不支持此传输方式", "The server does not support this transport"),
+        unknownAddress: pick("不支持的地址类型", "An address of an unknown kind"),
+        notUnderstood: pick("收到的不是可识别的视频流", "What comes is no known stream"),
+        cannotDecode: pick("无法解码此视频", "This video cannot be decoded"),
+        noVideo: pick("流中没有视频", "No video in the stream"),
+        nothingArrives: pick("没有收到任何数据", "Nothing arrives"),
+        other: pick("原因未知", "Reason unknown")
+    })
     readonly property string podInfo: pick("吊舱姿态与目标位置", "Pod attitude and target position")
     readonly property string settings: pick("设置", "Settings")
     readonly property string minimize: pick("最小化", "Minimize")

@@ -149,6 +149,8 @@ GstRTSPMediaFactory *RtspServer::makeFactory()
         [&](const VideoFeed &feed) { launch = QStringLiteral("( %1 )").arg(feed.launchLine()); });
     gst_rtsp_media_factory_set_launch(factory, launch.toUtf8().constData());
     gst_rtsp_media_factory_set_shared(factory, TRUE);
+    if (tcpOnly)
+        gst_rtsp_media_factory_set_protocols(factory, GST_RTSP_LOWER_TRANS_TCP);
     g_signal_connect(factory, "media-configure", G_CALLBACK(&RtspServer::configure), this);
     return factory;
 }

@@ -34,6 +34,7 @@ public:
     QString url() const;
 
     std::atomic<int> sessionSeconds = 60; ///< life of a new session without a sign of its client
+    bool tcpOnly = false;                 ///< to be set before start()
 
 private:
     void inLoop(const std::function<void()> &call);

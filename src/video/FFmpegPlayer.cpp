@@ -104,6 +104,7 @@ bool FFmpegPlayer::open(const QString &url)
     if (!wish.isNewest())
         return false;
     if (!outcome.stream) {
+        m_onTrouble(outcome.trouble);
         if (!outcome.error.isEmpty())
             emit errorOccurred(outcome.error);
         return false;
@@ -120,6 +121,15 @@ OpenOutcome FFmpegPlayer::openServingEvents(const QString &url)
     call->request.settings.timeoutUs = m_timeoutUs;
     m_openCall = call;
     runInBackground([call] { call->run(); });
+    // The probing that follows is patient beyond what an operator is.
+    QTimer silence;
+    connect(&silence, &QTimer::timeout, this, [this, heard = call->request.heard] {
+        if (!*heard)
+            m_onTrouble(StreamTrouble::NothingArrives);
+    });
+    silence.setSingleShot(true);
+    if (stream_options::isUdpUrl(url.trimmed()))
+        silence.start(kSilenceMs);
     if (call->answered.waitServingEvents(Gate::kForever) != Gate::Result::Opened)
         call->abandon();
     if (*call->request.abort)
@@ -233,6 +243,7 @@ void FFmpegPlayer::checkHeartbeat()
     qDebug() << "[FFmpegPlayer] 心跳检测：3秒内未收到新帧，当前时间:" << now
              << "最后帧时间:" << last << "差值:" << now - last;
     qDebug() << "[FFmpegPlayer] 判定为连接丢失";
+    m_onTrouble(StreamTrouble::NothingArrives);
     emit connectionLost();
 }
 
@@ -305,6 +316,13 @@ void FFmpegPlayer::cleanup(Waiting waiting)
         waitFor(*releaseInBackground(std::move(stream)),
                 waiting == Waiting::Block ? kQuitWaitMs : kCloseWaitMs);
     qDebug() << "[FFmpegPlayer] cleanup() 完成";
+}
+
+VideoStatistics FFmpegPlayer::statistics() const
+{
+    VideoStatistics statistics = m_state->statistics();
+    statistics.transport = m_stream ? m_stream->transport() : VideoTransport::None;
+    return statistics;
 }
 
 void FFmpegPlayer::setBufferSize(int bytes) { m_settings.bufferSizeBytes = bytes; }

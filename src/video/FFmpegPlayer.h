@@ -10,7 +10,9 @@
 #include <QTimer>
 
 #include <atomic>
+#include <functional>
 #include <memory>
+#include <utility>
 
 class Gate;
 
@@ -38,6 +40,8 @@ public:
     static constexpr int kTaskWaitMs = 3000;
     /// How long teardown waits for the input to be closed; that goes on without it then.
     static constexpr int kCloseWaitMs = 3000;
+    /// How long a UDP address may be silent before the operator is told.
+    static constexpr int kSilenceMs = 5000;
 
     explicit FFmpegPlayer(QObject *parent = nullptr);
     ~FFmpegPlayer() override;
@@ -53,7 +57,11 @@ public:
     void shutDown();
 
     /// All but what the item that paints counts.
-    VideoStatistics statistics() const { return m_state->statistics(); }
+    VideoStatistics statistics() const;
+
+    /// Told why the stream does not come, from within open() as soon as that is known, which for a
+    /// silent UDP address is after kSilenceMs, or when it falls silent later. Set before that.
+    void onTrouble(std::function<void(StreamTrouble)> handler) { m_onTrouble = std::move(handler); }
 
     /// When the last packet of the picture came that was sent last, by PlaybackState::nowUs(); 0
     /// when `picture` is another.
@@ -122,6 +130,7 @@ private:
     stream_options::Settings m_settings;
     std::atomic<int> m_timeoutUs = stream_options::Settings().timeoutUs;
     int m_frameIntervalMs = 40;
+    std::function<void(StreamTrouble)> m_onTrouble = [](StreamTrouble) {};
     qint64 m_sentKey = 0;
     qint64 m_sentArrivedUs = 0;
 };

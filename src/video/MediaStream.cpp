@@ -1,6 +1,7 @@
 #include "MediaStream.h"
 
 #include <QDebug>
+#include <QElapsedTimer>
 #include <QThread>
 
 #include <array>
@@ -12,6 +13,8 @@ namespace {
 
 constexpr int kLateVideoWaitMs = 1000;
 constexpr int kAbortPollMs = 20;
+constexpr int kBusyPauseMs = 100;
+constexpr int kBusyRetries = 10;
 constexpr int kDecoderThreads = 1; // a second thread would hold pictures back
 
 // What level 6.2 of H.264 and H.265 allows. A damaged header may tell of sizes of which a few
@@ -25,6 +28,9 @@ constexpr InputFormat kDetectFormat = nullptr;
 int interruptCallback(void *opaque)
 {
     const auto *interruption = static_cast<const Interruption *>(opaque);
+    const AVFormatContext *opening = interruption->opening;
+    if (opening && opening->pb && opening->pb->pos > 0)
+        interruption->heard->store(true);
     return interruption->abort->load() || interruption->noWaiting ? 1 : 0;
 }
 
@@ -41,16 +47,6 @@ std::optional<PictureAssembler::Codec> assembledCodec(AVCodecID codec)
     }
 }
 
-void fillDictionary(ffmpeg::Dictionary &dictionary, const OpenRequest &request)
-{
-    const unsigned formatMajor = AV_VERSION_MAJOR(avformat_version());
-    for (const auto &option :
-         stream_options::optionsFor(request.url, request.settings, formatMajor))
-        dictionary.set(option.key.constData(), option.value.constData());
-    if (stream_options::isUdpUrl(request.url))
-        qDebug() << "[FFmpegPlayer] UDP单播流参数已设置";
-}
-
 void logUnusedOptions(const ffmpeg::Dictionary &dictionary)
 {
     const AVDictionaryEntry *entry = nullptr;
@@ -62,29 +58,63 @@ void logUnusedOptions(const ffmpeg::Dictionary &dictionary)
 class Opener
 {
 public:
-    explicit Opener(const OpenRequest &request)
-        : m_request(request)
-        , m_url(request.url.toUtf8())
+    explicit Opener(OpenRequest request)
+        : m_request(std::move(request))
     {
+        m_request.url = m_request.url.trimmed();
         m_parts.interruption = std::make_unique<Interruption>();
-        m_parts.interruption->abort = request.abort;
-        fillDictionary(m_options, request);
+        m_parts.interruption->abort = m_request.abort;
+        m_parts.interruption->heard = m_request.heard;
     }
 
     OpenOutcome run()
     {
-        if (!openInput() || !findVideo() || !openDecoder())
-            return {nullptr, m_error};
+        const bool opened = openInput() && findVideo() && openDecoder();
+        m_parts.interruption->opening = nullptr;
+        if (!opened)
+            return {nullptr, m_error, m_trouble};
+        m_parts.transport = transport();
         stopParsing();
         qDebug() << "[FFmpegPlayer] 成功打开视频流，使用软件解码";
-        return {std::make_shared<MediaStream>(std::move(m_parts)), {}};
+        return {std::make_shared<MediaStream>(std::move(m_parts)), {}, StreamTrouble::None};
     }
 
 private:
-    bool fail(const QString &text)
+    /// `code` is what FFmpeg gave as the reason, or would give.
+    bool fail(const QString &text, int code)
     {
         m_error = text;
+        // Of an RTSP request without an answer FFmpeg only says that none was right.
+        const bool unanswered = code == AVERROR_INVALIDDATA
+                                && stream_options::isRtspUrl(m_request.url)
+                                && m_timer.nsecsElapsed() / 1000 >= m_request.settings.timeoutUs;
+        m_trouble = troubleOf(unanswered ? AVERROR(ETIMEDOUT) : code, m_request.url);
+        // Waiting in vain, FFmpeg reports whatever it would have done next.
+        const bool waited =
+            m_trouble != StreamTrouble::UnknownHost && m_trouble != StreamTrouble::Other;
+        if (waited && stream_options::isUdpUrl(m_request.url) && !m_request.heard->load())
+            m_trouble = StreamTrouble::NothingArrives;
         return false;
+    }
+
+    void setOptions()
+    {
+        const unsigned formatMajor = AV_VERSION_MAJOR(avformat_version());
+        for (const auto &option :
+             stream_options::optionsFor(m_request.url, m_request.settings, formatMajor))
+            m_options.set(option.key.constData(), option.value.constData());
+    }
+
+    VideoTransport transport() const
+    {
+        if (stream_options::isUdpUrl(m_request.url))
+            return VideoTransport::Udp;
+        if (!isRtsp())
+            return VideoTransport::Other;
+        const QString &asked = m_request.settings.rtspTransport;
+        return asked == QLatin1String("udp")   ? VideoTransport::RtspOverUdp
+               : asked == QLatin1String("tcp") ? VideoTransport::RtspOverTcp
+                                               : VideoTransport::Other;
     }
 
     // One avformat_open_input; nothing on a failure to allocate, else FFmpeg's result. FFmpeg
@@ -95,16 +125,44 @@ private:
         if (!context)
             return std::nullopt;
         context->interrupt_callback = {interruptCallback, m_parts.interruption.get()};
+        if (stream_options::isUdpUrl(m_request.url))
+            m_parts.interruption->opening = context;
+        const QByteArray url = m_request.url.toUtf8();
+        m_timer.start();
         const int result =
-            avformat_open_input(&context, m_url.constData(), format, m_options.address());
-        if (result >= 0)
-            m_parts.format.reset(context);
+            avformat_open_input(&context, url.constData(), format, m_options.address());
+        if (result < 0)
+            m_parts.interruption->opening = nullptr;
+        m_parts.format.reset(context);
         return result;
+    }
+
+    /// A server that does not speak RTSP's preset transport says so at once.
+    std::optional<int> openDetected()
+    {
+        const auto result = tryOpen(kDetectFormat);
+        QString &rtspTransport = m_request.settings.rtspTransport;
+        if (result != AVERROR(EPROTONOSUPPORT) || !stream_options::isRtspUrl(m_request.url)
+            || rtspTransport == QLatin1String("tcp"))
+            return result;
+        qDebug() << "[FFmpegPlayer] 服务器不支持" << rtspTransport << "传输，改用 tcp";
+        rtspTransport = QStringLiteral("tcp");
+        // A server may be busy giving up what the refused request had it prepare.
+        std::optional<int> retried = AVERROR_HTTP_SERVER_ERROR;
+        for (int i = 0; i < kBusyRetries && retried == AVERROR_HTTP_SERVER_ERROR; ++i) {
+            pause(kBusyPauseMs);
+            setOptions();
+            retried = tryOpen(kDetectFormat);
+        }
+        return retried;
     }
 
     bool openInput()
     {
         const bool udp = stream_options::isUdpUrl(m_request.url);
+        setOptions();
+        if (udp)
+            qDebug() << "[FFmpegPlayer] UDP单播流参数已设置";
         const InputFormat mpegts = udp ? av_find_input_format("mpegts") : kDetectFormat;
         std::optional<int> result;
         if (mpegts != kDetectFormat) {
@@ -115,14 +173,14 @@ private:
                 result = tryOpen(kDetectFormat);
             }
         } else {
-            result = tryOpen(kDetectFormat);
+            result = openDetected();
         }
         if (!result)
-            return fail(QStringLiteral("无法分配格式上下文"));
+            return fail(QStringLiteral("无法分配格式上下文"), AVERROR(ENOMEM));
         if (*result < 0) {
             const QString text =
                 udp ? QStringLiteral("无法打开UDP流: %1") : QStringLiteral("无法打开视频流: %1");
-            return fail(text.arg(ffmpegErrorText(*result)));
+            return fail(text.arg(ffmpegErrorText(*result)), *result);
         }
         logUnusedOptions(m_options);
         return true;
@@ -137,17 +195,18 @@ private:
         m_parts.format->flags &= ~AVFMT_FLAG_NOBUFFER;
         m_parts.format->fps_probe_size = 0;
         m_parts.format->max_ts_probe = 1;
-        if (avformat_find_stream_info(m_parts.format.get(), nullptr) < 0)
-            return fail(QStringLiteral("无法获取流信息"));
+        const int result = avformat_find_stream_info(m_parts.format.get(), nullptr);
+        if (result < 0)
+            return fail(QStringLiteral("无法获取流信息"), result);
         m_parts.videoIndex = bestVideo();
         if (m_parts.videoIndex < 0 && stream_options::isUdpUrl(m_request.url)) {
             qDebug() << "[FFmpegPlayer] UDP流未立即检测到视频流，等待...";
-            waitForLateVideo();
+            pause(kLateVideoWaitMs);
             avformat_find_stream_info(m_parts.format.get(), nullptr);
             m_parts.videoIndex = bestVideo();
         }
         if (m_parts.videoIndex < 0)
-            return fail(QStringLiteral("未找到视频流"));
+            return fail(QStringLiteral("未找到视频流"), AVERROR_STREAM_NOT_FOUND);
         ignoreLaterStreams();
         return true;
     }
@@ -169,10 +228,9 @@ private:
         return av_find_best_stream(m_parts.format.get(), AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
     }
 
-    void waitForLateVideo() const
+    void pause(int ms) const
     {
-        for (int waitedMs = 0; waitedMs < kLateVideoWaitMs && !m_request.abort->load();
-             waitedMs += kAbortPollMs)
+        for (int waitedMs = 0; waitedMs < ms && !m_request.abort->load(); waitedMs += kAbortPollMs)
             QThread::msleep(kAbortPollMs);
     }
 
@@ -181,18 +239,19 @@ private:
         const AVCodecParameters *parameters = m_parts.format->streams[m_parts.videoIndex]->codecpar;
         const AVCodec *decoder = avcodec_find_decoder(parameters->codec_id);
         if (!decoder)
-            return fail(QStringLiteral("不支持的解码器"));
+            return fail(QStringLiteral("不支持的解码器"), AVERROR_DECODER_NOT_FOUND);
         qDebug() << "[FFmpegPlayer] 使用解码器:" << decoder->name;
         m_parts.codec.reset(avcodec_alloc_context3(decoder));
         if (!m_parts.codec)
-            return fail(QStringLiteral("无法创建解码器上下文"));
+            return fail(QStringLiteral("无法创建解码器上下文"), AVERROR_DECODER_NOT_FOUND);
         if (avcodec_parameters_to_context(m_parts.codec.get(), parameters) < 0)
-            return fail(QStringLiteral("无法复制编解码器参数"));
+            return fail(QStringLiteral("无法复制编解码器参数"), AVERROR_DECODER_NOT_FOUND);
         m_parts.codec->thread_count = kDecoderThreads;
         m_parts.codec->max_pixels = kPixelsMax;
         const int result = avcodec_open2(m_parts.codec.get(), decoder, nullptr);
         return result >= 0
-               || fail(QStringLiteral("无法打开解码器: %1").arg(ffmpegErrorText(result)));
+               || fail(QStringLiteral("无法打开解码器: %1").arg(ffmpegErrorText(result)),
+                       AVERROR_DECODER_NOT_FOUND);
     }
 
     /// FFmpeg's parser gives a picture only when the next one begins. From here on an RTSP
@@ -224,11 +283,12 @@ private:
         m_parts.interruption->noWaiting = false;
     }
 
-    const OpenRequest &m_request;
-    QByteArray m_url;
+    OpenRequest m_request;
     ffmpeg::Dictionary m_options;
     MediaStream::Parts m_parts;
     QString m_error;
+    StreamTrouble m_trouble = StreamTrouble::None;
+    QElapsedTimer m_timer; // of the newest attempt
 };
 
 } // namespace

@@ -4,6 +4,8 @@
 #include "FrameConverter.h"
 #include "PictureAssembler.h"
 #include "StreamOptions.h"
+#include "StreamTrouble.h"
+#include "VideoStatistics.h"
 
 #include <QByteArrayList>
 #include <QString>
@@ -24,6 +26,10 @@ struct Interruption
     std::shared_ptr<AbortFlag> abort;
     /// Reads give what is there and do not wait; only while the stream opens.
     std::atomic<bool> noWaiting = false;
+    /// The UDP input that is being opened, and looked at for whether it has read anything. No other
+    /// kind, since those may ask for interruption while they are torn down.
+    const AVFormatContext *opening = nullptr;
+    std::shared_ptr<std::atomic<bool>> heard;
 };
 
 /// An open input with its video decoder. The player and its decode tasks own it together, so that
@@ -38,6 +44,7 @@ public:
         ffmpeg::FormatContextPtr format;
         ffmpeg::CodecContextPtr codec;
         int videoIndex = -1;
+        VideoTransport transport = VideoTransport::None;
         std::optional<PictureAssembler> assembler;
         QByteArrayList head;
     };
@@ -57,6 +64,8 @@ public:
     AVCodecContext *codec() const { return m_parts.codec.get(); }
 
     int videoIndex() const { return m_parts.videoIndex; }
+
+    VideoTransport transport() const { return m_parts.transport; }
 
     /// Makes pictures of the packets of a stream that is read unparsed; null for any other, whose
     /// packets are pictures.
@@ -79,18 +88,22 @@ struct OpenRequest
     QString url;
     stream_options::Settings settings;
     std::shared_ptr<AbortFlag> abort;
+    /// Set while a UDP address is opened, once anything has come.
+    std::shared_ptr<std::atomic<bool>> heard = std::make_shared<std::atomic<bool>>(false);
 };
 
 struct OpenOutcome
 {
     std::shared_ptr<MediaStream> stream; ///< null on failure
     QString error;                       ///< for the operator; empty on success
+    StreamTrouble trouble = StreamTrouble::None;
 };
 
 /// All of an open that can block, for as long as the options' time-outs allow or until the abort
 /// flag is set. An RTSP server that goes silent holds it for at most six time-outs - connecting,
-/// four requests, the first media - and the half second of analysis. Touches no QObject, so any
-/// thread may run it.
+/// four requests, the first media - and the half second of analysis. A server that speaks RTSP over
+/// TCP alone is asked again over that. Blanks around the URL do not count. Touches no QObject, so
+/// any thread may run it.
 OpenOutcome openMediaStream(const OpenRequest &request);
 
 /// FFmpeg's text for an error code.

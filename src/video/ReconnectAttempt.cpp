@@ -60,7 +60,7 @@ bool ReconnectAttempt::run()
 
     bool opened = false;
     if (!m_source.isEmpty()) {
-        qDebug() << "[ReconnectWorker] 尝试打开:" << m_source;
+        qDebug() << "[ReconnectWorker] 尝试打开:" << stream_options::maskedUrl(m_source);
         opened = callPlayer([url = m_source](FFmpegPlayer &player) { return player.open(url); });
         qDebug() << "[ReconnectWorker] 打开结果:" << opened;
     }

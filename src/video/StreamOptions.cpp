@@ -1,5 +1,7 @@
 #include "StreamOptions.h"
 
+#include <QRegularExpression>
+
 namespace stream_options {
 namespace {
 
@@ -37,18 +39,41 @@ QList<Option> rtspOptions(const Settings &settings, unsigned formatMajor)
     return options;
 }
 
+/// Whether "timeout" would make FFmpeg wait for a caller instead of calling.
+bool timeoutMeansListening(const QString &url, unsigned formatMajor)
+{
+    return url.startsWith(QLatin1String("rtmp"))
+           || (url.startsWith(QLatin1String("rtsps:"))
+               && formatMajor < kFormatMajorOfRtspTimeoutRename);
+}
+
 } // namespace
 
 bool isUdpUrl(const QString &url) { return url.startsWith(QLatin1String("udp://")); }
+
+bool isRtspUrl(const QString &url) { return url.startsWith(QLatin1String("rtsp://")); }
+
+QString maskedUrl(const QString &url)
+{
+    // The password ends at the last "@" before the path, or, where it holds a slash, at the last of
+    // all; a port is no password.
+    static const QRegularExpression userinfo(
+        QStringLiteral(R"(^(\s*\w+://[^:/?#@]*:)(?:[^/?#]*@|(?!\d+[/?#]).*@))"));
+    static const QRegularExpression query(QStringLiteral("((?:password|passwd|pass|pwd)=)[^&]*"),
+                                          QRegularExpression::CaseInsensitiveOption);
+    const QString mask = QStringLiteral("\\1***");
+    return QString(url).replace(userinfo, mask + u'@').replace(query, mask);
+}
 
 QList<Option> optionsFor(const QString &url, const Settings &settings, unsigned formatMajor)
 {
     if (isUdpUrl(url))
         return udpOptions();
-    if (url.startsWith(QLatin1String("rtsp://")))
+    if (isRtspUrl(url))
         return rtspOptions(settings, formatMajor);
+    const QByteArray timeout = timeoutMeansListening(url, formatMajor) ? "rw_timeout" : "timeout";
     return {{"buffer_size", QByteArray::number(settings.bufferSizeBytes)},
-            {"timeout", QByteArray::number(settings.timeoutUs)}};
+            {timeout, QByteArray::number(settings.timeoutUs)}};
 }
 
 } // namespace stream_options

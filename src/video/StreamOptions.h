@@ -23,6 +23,10 @@ struct Option
 
 /// Case-sensitive: "UDP://" is no UDP URL.
 bool isUdpUrl(const QString &url);
+bool isRtspUrl(const QString &url);
+
+/// The URL as it may be shown and logged, "***" for a password.
+QString maskedUrl(const QString &url);
 
 /// In the order in which they are to be set. `formatMajor` is the major version of the libavformat
 /// that will read them: from 59 on RTSP's socket time-out is called "timeout", which earlier

@@ -78,8 +78,9 @@ void VideoRenderer::play()
     const Wishes::Wish wish = m_wishes.next();
     m_reconnectTimer->stop();
     stopReconnectThread();
+    setTrouble(StreamTrouble::None);
     setStatus(QStringLiteral("正在连接..."));
-    qDebug() << "[VideoRenderer] 开始播放视频源:" << m_source;
+    qDebug() << "[VideoRenderer] 开始播放视频源:" << masked(m_source);
     m_wasPlayingBeforeError = true;
     m_reconnectAttempts = 0;
     setReconnecting(false);
@@ -129,6 +130,7 @@ void VideoRenderer::stop()
     qDebug() << "[VideoRenderer] 停止播放器";
     const Wishes::Wish wish = m_wishes.next();
     m_isOpening = false;
+    setTrouble(StreamTrouble::None);
     stopReconnectThread();
     m_wasPlayingBeforeError = false;
     m_reconnectAttempts = 0;

@@ -136,6 +136,7 @@ VideoRenderer::VideoRenderer(QQuickItem *parent)
             Qt::QueuedConnection);
     connect(m_player, &FFmpegPlayer::connectionLost, this, &VideoRenderer::takeConnectionLoss,
             Qt::QueuedConnection);
+    m_player->onTrouble([this](StreamTrouble trouble) { setTrouble(trouble); });
     qDebug() << "[VideoRenderer] 初始化完成";
 }
 
@@ -154,7 +155,7 @@ void VideoRenderer::setSource(const QString &source)
         return;
     m_source = source;
     emit sourceChanged();
-    qDebug() << "[VideoRenderer] 视频源已设置:" << m_source;
+    qDebug() << "[VideoRenderer] 视频源已设置:" << masked(m_source);
 }
 
 void VideoRenderer::setBufferSize(int size) { m_player->setBufferSize(size); }
@@ -169,6 +170,19 @@ void VideoRenderer::setTimeout(int timeoutMs) { m_player->setTimeout(timeoutMs);
 void VideoRenderer::setFrameInterval(int msec) { m_player->setFrameInterval(msec); }
 
 void VideoRenderer::setMaxDelay(int maxDelayMs) { m_player->setMaxDelay(maxDelayMs); }
+
+QString VideoRenderer::masked(const QString &address) const
+{
+    return stream_options::maskedUrl(address);
+}
+
+void VideoRenderer::setTrouble(StreamTrouble trouble)
+{
+    if (trouble == m_trouble)
+        return;
+    m_trouble = trouble;
+    emit troubleChanged();
+}
 
 void VideoRenderer::setStatus(const QString &status)
 {
@@ -208,6 +222,7 @@ void VideoRenderer::onFrameReady(const QImage &frame)
 {
     if (frame.isNull())
         return;
+    setTrouble(StreamTrouble::None);
     // The player sends its newest picture at every tick, whether it is on screen or not.
     if (frame.cacheKey() != m_currentFrame.cacheKey())
         showFrame(frame);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "StreamTrouble.h"
 #include "VideoStatistics.h"
 #include "async/Wish.h"
 
@@ -39,6 +40,7 @@ class VideoRenderer : public QQuickPaintedItem
                    NOTIFY maxReconnectAttemptsChanged)
     Q_PROPERTY(bool isReconnecting READ isReconnecting NOTIFY isReconnectingChanged)
     Q_PROPERTY(QRectF contentRect READ contentRect NOTIFY contentRectChanged)
+    Q_PROPERTY(QString trouble READ trouble NOTIFY troubleChanged)
 
 public:
     static constexpr int kMinReconnectIntervalMs = 1000;
@@ -77,6 +79,10 @@ public:
     /// Where the picture lies in the item, letterbox bars excluded; empty without a picture.
     QRectF contentRect() const { return m_contentRect; }
 
+    /// Why no picture comes, as a word of StreamTrouble; it stands from attempt to attempt, until a
+    /// picture comes or the operator asks for something else. Empty when nothing is known.
+    QString trouble() const { return keyOf(m_trouble); }
+
     VideoStatistics statistics() const;
 
     /// Opens and plays the source; returns when that succeeded or failed.
@@ -91,6 +97,8 @@ public:
     Q_INVOKABLE void setTimeout(int timeoutMs);
     Q_INVOKABLE void setFrameInterval(int msec);
     Q_INVOKABLE void setMaxDelay(int maxDelayMs);
+    /// The address as it may be shown, without its password.
+    Q_INVOKABLE QString masked(const QString &address) const;
 
 signals:
     void sourceChanged();
@@ -104,6 +112,7 @@ signals:
     void connectionRestored();
     void isReconnectingChanged();
     void contentRectChanged();
+    void troubleChanged();
 
 protected:
     void geometryChange(const QRectF &newGeometry, const QRectF &oldGeometry) override;
@@ -128,6 +137,7 @@ private:
     bool openSource(const Wishes::Wish &wish);
     void setStatus(const QString &status);
     void setReconnecting(bool reconnecting);
+    void setTrouble(StreamTrouble trouble);
     void showFrame(const QImage &frame);
     void updateContentRect();
     void enterPlaying();
@@ -148,6 +158,7 @@ private:
     qint64 m_arrivedUs = 0; // of the picture being shown
     QRectF m_contentRect;
     QString m_source;
+    StreamTrouble m_trouble = StreamTrouble::None;
     QString m_status = QStringLiteral("就绪");
     QTimer *m_reconnectTimer;
     bool m_autoReconnect = true;

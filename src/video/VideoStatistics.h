@@ -2,10 +2,15 @@
 
 #include <QtGlobal>
 
+/// How a stream's media come. Of an RTSP stream opened with a choice of transports, Other.
+enum class VideoTransport : quint8 { None, Udp, RtspOverUdp, RtspOverTcp, Other };
+
 /// What has become of a stream's pictures since the player was made, stage by stage, and how long
 /// the newest one took through them.
 struct VideoStatistics
 {
+    VideoTransport transport = VideoTransport::None; ///< of the open stream
+
     quint64 received = 0; ///< given to the decoder
     quint64 decoded = 0;
     quint64 converted = 0;

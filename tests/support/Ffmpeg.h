@@ -11,10 +11,9 @@ inline bool runFfmpeg(const QString &arguments, const QString &output)
     return process.succeeds(60000);
 }
 
-/// Two seconds of H.264.
-inline bool makeVideo(const QString &path, const QString &size = QStringLiteral("320x240"))
+/// Two seconds of H.264, 320 by 240.
+inline bool makeVideo(const QString &path)
 {
     return runFfmpeg(
-        QStringLiteral("-f lavfi -i testsrc=size=%1:rate=25:duration=2 -c:v libx264").arg(size),
-        path);
+        QStringLiteral("-f lavfi -i testsrc=size=320x240:rate=25:duration=2 -c:v libx264"), path);
 }

@@ -20,8 +20,11 @@ public:
         NoMedia,      ///< answers every request and sends no media
     };
 
-    explicit RtspStub(Manner manner)
+    /// `refusal`, as "404 Not Found", is what it answers DESCRIBE with, or SETUP where it is of
+    /// that.
+    explicit RtspStub(Manner manner, const QByteArray &refusal = {})
         : m_manner(manner)
+        , m_refusal(refusal)
         , m_thread(QThread::create([this] { serve(); }))
     {
         m_thread->start();
@@ -63,6 +66,8 @@ private:
             const qsizetype start = request.indexOf(name + ':');
             return request.mid(start, request.indexOf('\r', start) - start);
         };
+        if (!m_refusal.isEmpty() && method == (m_refusal.startsWith("461") ? "SETUP" : "DESCRIBE"))
+            return "RTSP/1.0 " + m_refusal + "\r\n" + line("CSeq") + "\r\n\r\n";
         const QByteArray head = "RTSP/1.0 200 OK\r\n" + line("CSeq") + "\r\nSession: 1\r\n";
         if (method == "SETUP")
             return head + line("Transport") + ";server_port=50000-50001\r\n\r\n";
@@ -76,6 +81,7 @@ private:
     }
 
     const Manner m_manner;
+    const QByteArray m_refusal;
     QSemaphore m_ready; // the port is known
     quint16 m_port = 0;
     std::atomic<bool> m_tornDown = false;

@@ -59,6 +59,7 @@ class TestPlayer : public QObject
 private slots:
     void optionSets();
     void failureTexts();
+    void silentUdpAddressesAreTold();
     void deadRtspServersAreGivenUp();
     void openingReadsNoMoreThanItNeeds();
     void rtspPlaysPausesAndStops();
@@ -82,9 +83,13 @@ void TestPlayer::optionSets()
                          "analyzeduration=500000 framedrop=1"_s;
     const QString other = u"buffer_size=4096 timeout=700000"_s;
     const QList<std::tuple<QString, unsigned, QString>> cases = {
-        {u"udp://x"_s, 59, udp},   {u"rtsp://x"_s, 59, rtsp + u" timeout=700000"_s},
+        {u"udp://x"_s, 59, udp},
+        {u"rtsp://x"_s, 59, rtsp + u" timeout=700000"_s},
         {u"rtsp://x"_s, 58, rtsp}, // where that option meant listening
-        {u"/x.ts"_s, 59, other},   {u"UDP://x"_s, 59, other},
+        {u"/x.ts"_s, 59, other},
+        {u"UDP://x"_s, 59, other},
+        {u"rtmp://x"_s, 59, u"buffer_size=4096 rw_timeout=700000"_s}, // likewise
+        {u"rtsps://x"_s, 58, u"buffer_size=4096 rw_timeout=700000"_s},
     };
     for (const auto &[url, formatMajor, expected] : cases) {
         QStringList set;
@@ -101,25 +106,57 @@ void TestPlayer::failureTexts()
     QVERIFY(runFfmpeg(u"-f lavfi -i sine=duration=1"_s, audio));
     const QString large = m_folder.filePath(u"large.h264"_s);
     QVERIFY(runFfmpeg(u"-f lavfi -i color=size=8192x4400:duration=0.04 -c:v libx264"_s, large));
-    const QList<std::pair<QString, QString>> cases = {
-        {u"/no/such/file.ts"_s, u"无法打开视频流: No such file or directory"_s},
-        {audio, u"未找到视频流"_s},
-        {large, u"无法打开解码器: "_s}, // more pixels than any level allows
-        {u"udp://256.1.1.1:1000"_s, u"无法打开UDP流: "_s},
-        {u"UDP://"_s, u"无法打开视频流: "_s},
-        {QString(), u"无法打开视频流: "_s},
+    constexpr auto kTalks = RtspStub::Manner::NoMedia;
+    const RtspStub silent(RtspStub::Manner::Silent);
+    const RtspStub guarded(kTalks, "401 Unauthorized");
+    const RtspStub choosy(kTalks, "461 Unsupported Transport");
+    const QString unopened = u"无法打开视频流: "_s;
+    const QList<std::tuple<QString, QString, StreamTrouble>> cases = {
+        {u"/no/such/file.ts"_s, unopened + u"No such file or directory"_s,
+         StreamTrouble::NoSuchStream},
+        {audio, u"未找到视频流"_s, StreamTrouble::NoVideo},
+        // More pixels than any level allows.
+        {large, u"无法打开解码器: "_s, StreamTrouble::CannotDecode},
+        {u"udp://256.1.1.1:1000"_s, u"无法打开UDP流: "_s, StreamTrouble::UnknownHost},
+        {u"rtsp://me@no-such-host.invalid/"_s, unopened, StreamTrouble::UnknownHost},
+        {u"rtsp://127.0.0.1:1/x"_s, unopened, StreamTrouble::ConnectionRefused},
+        {silent.url(), unopened, StreamTrouble::NoAnswer},
+        {guarded.url(), unopened, StreamTrouble::WrongPassword},
+        {m_sim.rtspUrl() + u'x', unopened, StreamTrouble::NoSuchStream},
+        {choosy.url(), unopened, StreamTrouble::UnsupportedTransport},
+        {u"UDP://"_s, unopened, StreamTrouble::UnknownAddress},
+        {QString(), unopened, StreamTrouble::NoSuchStream},
     };
-    for (const auto &[url, expected] : cases) {
+    for (const auto &[url, expected, why] : cases) {
         FFmpegPlayer player;
+        player.setTimeout(300000);
+        StreamTrouble trouble = StreamTrouble::None;
+        player.onTrouble([&](StreamTrouble told) { trouble = told; });
         const QSignalSpy errors(&player, &FFmpegPlayer::errorOccurred);
         QVERIFY(!player.open(url));
         QCOMPARE(errors.size(), 1);
         QVERIFY2(errors[0][0].toString().startsWith(expected), qPrintable(url));
+        QVERIFY2(trouble == why, qPrintable(url + u' ' + keyOf(trouble)));
         player.play();
         QCOMPARE(errors.size(), 2);
         QCOMPARE(errors[1][0].toString(), u"播放器未初始化"_s);
-        QVERIFY(!player.isPlaying());
     }
+}
+
+// Its probing goes on for most of a minute.
+void TestPlayer::silentUdpAddressesAreTold()
+{
+    if (!kUdpStreamsCanRun)
+        QSKIP("no UDP input here");
+    FFmpegPlayer player;
+    StreamTrouble trouble = StreamTrouble::None;
+    player.onTrouble([&](StreamTrouble told) {
+        trouble = told;
+        player.stop(); // the operator has heard enough
+    });
+    QDeadlineTimer limit(10000);
+    QVERIFY(!player.open(freeUdpUrl() + u' ') && !limit.hasExpired());
+    QCOMPARE(trouble, StreamTrouble::NothingArrives);
 }
 
 // An open takes one time-out to connect, one for each of the four requests and one for the media,
@@ -134,9 +171,7 @@ void TestPlayer::deadRtspServersAreGivenUp()
     const RtspStub noMedia(RtspStub::Manner::NoMedia);
     const SilentListener mute;
     const QString muteUrl = u"rtsp://127.0.0.1:%1/x"_s.arg(mute.port());
-    const QString refusedUrl = u"rtsp://127.0.0.1:1/x"_s;
-    for (const QString &url :
-         {silent.url(), silentStatus.url(), muteUrl, refusedUrl, noMedia.url()}) {
+    for (const QString &url : {silent.url(), silentStatus.url(), muteUrl, noMedia.url()}) {
         FFmpegPlayer player;
         player.setTimeout(kTimeoutUs);
         const QSignalSpy lost(&player, &FFmpegPlayer::connectionLost);
@@ -158,14 +193,17 @@ void TestPlayer::deadRtspServersAreGivenUp()
 void TestPlayer::openingReadsNoMoreThanItNeeds()
 {
     // Each picture read before the first is shown is an interval that the operator waits.
-    const PodSim h264({u"--size"_s, u"320x240"_s, u"--codec"_s, u"h264"_s});
-    QStringList urls = {h264.rtspUrl(), m_sim.rtspUrl()};
+    const PodSim tcpOnly({u"--size"_s, u"320x240"_s, u"--rtsp-tcp-only"_s}); // and H.264
+    QStringList urls = {tcpOnly.rtspUrl(), m_sim.rtspUrl()};
     if (kUdpStreamsCanRun)
         urls.append(m_udpUrl);
+    const QHash<QString, VideoTransport> transports = {
+        {tcpOnly.rtspUrl(), VideoTransport::RtspOverTcp}, {m_udpUrl, VideoTransport::Udp}};
     const ffmpeg::PacketPtr packet(av_packet_alloc());
     for (const QString &url : std::as_const(urls)) {
         const auto stream = openMediaStream({url, {}, std::make_shared<AbortFlag>(false)}).stream;
         QVERIFY(stream);
+        QCOMPARE(stream->transport(), transports.value(url, VideoTransport::RtspOverUdp));
         qsizetype pictures = stream->takeHead().size();
         stream->abort(); // only what has been read comes now
         while (!stream->assembler() && av_read_frame(stream->format(), packet.get()) >= 0) {
@@ -182,8 +220,9 @@ void TestPlayer::rtspPlaysPausesAndStops()
     const LogCatcher log;
     QSignalSpy frames(&player, &FFmpegPlayer::frameReady);
     const QSignalSpy states(&player, &FFmpegPlayer::playingStateChanged);
-    player.setFrameInterval(-5); // becomes 1 ms
-    QVERIFY(player.open(m_sim.rtspUrl()));
+    player.setFrameInterval(-5);                           // becomes 1 ms
+    QVERIFY(player.open(u" %1\n"_s.arg(m_sim.rtspUrl()))); // as pasted
+    QCOMPARE(player.statistics().transport, VideoTransport::RtspOverUdp);
     QVERIFY(!player.isPlaying());
     player.play();
     player.play(); // nothing more
@@ -212,15 +251,14 @@ void TestPlayer::rtspPlaysPausesAndStops()
 
 void TestPlayer::fileIsPlayedToItsEnd()
 {
-    const QString small = m_folder.filePath(u"small.ts"_s);
-    const QString large = m_folder.filePath(u"large.ts"_s);
-    QVERIFY(makeVideo(small) && makeVideo(large, u"640x360"_s));
+    const QString file = m_folder.filePath(u"file.ts"_s);
+    QVERIFY(makeVideo(file));
     const LogCatcher log;
     FFmpegPlayer player;
     const QSignalSpy lost(&player, &FFmpegPlayer::connectionLost);
     QSignalSpy frames(&player, &FFmpegPlayer::frameReady);
     player.setFrameInterval(5000); // becomes 1000 ms
-    QVERIFY(player.open(u"concat:%1|%2"_s.arg(small, large)));
+    QVERIFY(player.open(file));
     player.play();
     QTRY_COMPARE_WITH_TIMEOUT(lost.size(), 1, kPictureWaitMs);
     QVERIFY(!log.contains(u"心跳检测"_s)); // lost by its end
@@ -229,9 +267,6 @@ void TestPlayer::fileIsPlayedToItsEnd()
     QCOMPARE(lost.size(), 1);
     QVERIFY(player.isPlaying());                      // a loss stops nothing by itself
     QVERIFY(frames.size() >= 2 && frames.size() < 6); // the last picture, again and again
-    const auto picture = frames.last()[0].value<QImage>();
-    QCOMPARE(picture.size(), QSize(640, 360));
-    QVERIFY(qRed(picture.pixel(80, 10)) > 200 && qBlue(picture.pixel(80, 10)) < 50);
 }
 
 // swscale leaves the right edge out, or writes past the last row, where it has no room for a whole
@@ -270,8 +305,7 @@ void TestPlayer::lossIsToldOncePerLoss()
         QTRY_COMPARE_WITH_TIMEOUT(lost.size(), 2, kPictureWaitMs);
         m_sim.fault(url == m_udpUrl ? u"video resume"_s : u"video restart"_s);
         QVERIFY(player.open(m_sim.rtspUrl())); // stops what was playing
-        QVERIFY(!player.isPlaying());
-        QVERIFY(!player.isLost());
+        QVERIFY(!player.isPlaying() && !player.isLost());
     }
 }
 
@@ -279,55 +313,50 @@ void TestPlayer::lossIsToldOncePerLoss()
 // was before may be used on. The expected colours are those that the samples were made from.
 void TestPlayer::coloursAreThoseOfTheStream()
 {
-    constexpr double kRed601 = 0.299, kBlue601 = 0.114, kRed709 = 0.2126, kBlue709 = 0.0722;
-    const QList<std::tuple<AVColorSpace, QSize, double, double>> matrices = {
-        {AVCOL_SPC_BT709, {64, 48}, kRed709, kBlue709},
-        {AVCOL_SPC_BT470BG, {64, 720}, kRed601, kBlue601},
-        {AVCOL_SPC_SMPTE170M, {96, 720}, kRed601, kBlue601},
-        {AVCOL_SPC_UNSPECIFIED, {64, 718}, kRed601, kBlue601},
-        {AVCOL_SPC_UNSPECIFIED, {64, 720}, kRed709, kBlue709},
+    constexpr std::array k601 = {0.299, 0.587, 0.114}; // shares of red, green, blue in luma
+    constexpr std::array k709 = {0.2126, 0.7152, 0.0722};
+    const QList<std::tuple<AVColorSpace, QSize, std::array<double, 3>>> matrices = {
+        {AVCOL_SPC_BT709, {64, 48}, k709},
+        {AVCOL_SPC_SMPTE170M, {96, 720}, k601},
+        {AVCOL_SPC_UNSPECIFIED, {96, 718}, k601},
+        {AVCOL_SPC_UNSPECIFIED, {64, 720}, k709},
     };
-    const QList<std::tuple<AVPixelFormat, AVColorRange>> formats = {
-        {AV_PIX_FMT_YUV420P, AVCOL_RANGE_MPEG},     {AV_PIX_FMT_YUV420P, AVCOL_RANGE_UNSPECIFIED},
-        {AV_PIX_FMT_YUV420P, AVCOL_RANGE_JPEG},     {AV_PIX_FMT_YUVJ420P, AVCOL_RANGE_UNSPECIFIED},
-        {AV_PIX_FMT_YUV422P, AVCOL_RANGE_MPEG},     {AV_PIX_FMT_YUV422P, AVCOL_RANGE_JPEG},
-        {AV_PIX_FMT_YUV420P10LE, AVCOL_RANGE_MPEG}, {AV_PIX_FMT_YUV420P10LE, AVCOL_RANGE_JPEG},
-        {AV_PIX_FMT_YUV422P10LE, AVCOL_RANGE_MPEG}, {AV_PIX_FMT_YUV422P10LE, AVCOL_RANGE_JPEG},
-    };
-    const QList<std::array<int, 3>> colours = {{0, 191, 0},   {255, 0, 0},     {0, 0, 255},
-                                               {255, 255, 0}, {255, 255, 255}, {16, 16, 16}};
+    const QList<AVPixelFormat> formats = {AV_PIX_FMT_YUV420P, AV_PIX_FMT_YUVJ420P,
+                                          AV_PIX_FMT_YUV422P, AV_PIX_FMT_YUV420P10LE,
+                                          AV_PIX_FMT_YUV422P10LE};
+    const auto ranges = {AVCOL_RANGE_UNSPECIFIED, AVCOL_RANGE_MPEG, AVCOL_RANGE_JPEG};
+    const std::initializer_list<std::array<int, 3>> colours = {
+        {0, 191, 0}, {255, 0, 0}, {0, 0, 255}, {255, 255, 0}, {255, 255, 255}, {16, 16, 16}};
     FrameConverter converter;
-    for (const auto &[matrix, size, kr, kb] : matrices) {
-        for (const auto &[format, range] : formats) {
-            const bool full = range == AVCOL_RANGE_JPEG || format == AV_PIX_FMT_YUVJ420P;
-            const int unit = 1 << (av_pix_fmt_desc_get(format)->comp[0].depth - 8);
-            for (const auto &[r, g, b] : colours) {
-                const double y = kr * r + (1 - kr - kb) * g + kb * b;
-                const auto chroma = [&](double part, double k) {
-                    const double swing = (part - y) / (2 * (1 - k)) * (full ? 1 : 224.0 / 255);
-                    return std::min(qRound((128 + swing) * unit), 256 * unit - 1);
-                };
-                const double luma = full ? y : 16 + y * 219 / 255;
-                const auto frame =
-                    plainFrame(size, format, {qRound(luma * unit), chroma(b, kb), chroma(r, kr)});
-                frame->colorspace = matrix;
-                frame->color_range = range;
-                const QImage picture = converter.convert(frame.get());
-                QCOMPARE(picture.size(), size);
-                for (const QPoint corner :
-                     {picture.rect().topLeft(), picture.rect().bottomRight()}) {
-                    const QRgb seen = picture.pixel(corner);
-                    const int error =
-                        std::max({std::abs(qRed(seen) - r), std::abs(qGreen(seen) - g),
-                                  std::abs(qBlue(seen) - b)});
-                    QVERIFY2(error <= 3, qPrintable(u"%1 %2 %3 lines: %4"_s.arg(format)
-                                                        .arg(range)
-                                                        .arg(size.height())
-                                                        .arg(seen, 0, 16)));
-                }
-            }
+    const auto check = [&](const auto &matrix, AVPixelFormat format, AVColorRange range,
+                           const std::array<int, 3> &rgb) {
+        const auto &[space, size, k] = matrix;
+        const bool full = range == AVCOL_RANGE_JPEG || format == AV_PIX_FMT_YUVJ420P;
+        const int unit = 1 << (av_pix_fmt_desc_get(format)->comp[0].depth - 8);
+        const double y = k[0] * rgb[0] + k[1] * rgb[1] + k[2] * rgb[2];
+        const auto chroma = [&, share = k](int i) {
+            const double swing = (rgb[i] - y) / (2 * (1 - share[i])) * (full ? 1 : 224.0 / 255);
+            return std::min(qRound((128 + swing) * unit), 256 * unit - 1);
+        };
+        const int luma = qRound((full ? y : 16 + y * 219 / 255) * unit);
+        const auto frame = plainFrame(size, format, {luma, chroma(2), chroma(0)});
+        frame->colorspace = space;
+        frame->color_range = range;
+        const QImage picture = converter.convert(frame.get());
+        QCOMPARE(picture.size(), size);
+        for (const QPoint corner : {picture.rect().topLeft(), picture.rect().bottomRight()}) {
+            const QColor seen = picture.pixelColor(corner);
+            const std::array off = {seen.red() - rgb[0], seen.green() - rgb[1],
+                                    seen.blue() - rgb[2]};
+            for (const int error : off)
+                QVERIFY2(std::abs(error) <= 3, qPrintable(seen.name()));
         }
-    }
+    };
+    for (const auto &matrix : matrices)
+        for (const AVPixelFormat format : formats)
+            for (const AVColorRange range : ranges)
+                for (const auto &rgb : colours)
+                    check(matrix, format, range, rgb);
     const auto bare = plainFrame({64, 720}, AV_PIX_FMT_GBRP, {255, 0, 0});
     QCOMPARE(converter.convert(bare.get()).pixel(0, 0), QColor(Qt::green).rgb());
 }

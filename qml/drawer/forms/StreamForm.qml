@@ -9,15 +9,25 @@ Section {
 
     caption: Texts.streamSection
 
+    // What is shown of the address in use hides its password; where that still stands, it is meant.
+    function withPassword(typed: string): string {
+        const current = mainWindow.rtspUrl;
+        const shown = mainWindow.shownUrl(current);
+        const at = shown.indexOf("***");
+        const end = current.length - (shown.length - at - 3);
+        return at < 0 || shown === current ? typed : typed.replace("***", current.slice(at, end));
+    }
+
     function apply() {
-        const address = urlInput.text.trim();
+        const address = withPassword(urlInput.text.trim());
         if (!/^(rtsp|udp):\/\/./i.test(address)) {
             customDialog.show(Texts.badStream);
             return;
         }
         storedSettings.store(storedSettings.rtsp, "rtspIp", address);
         root.urlChanged(address);
-        drawerActions.report("streamUpdated", "green", address);
+        urlInput.text = Qt.binding(() => mainWindow.shownUrl(mainWindow.rtspUrl));
+        drawerActions.report("streamUpdated", "green", mainWindow.shownUrl(address));
         drawerActions.giveFocusBack();
     }
 
@@ -28,7 +38,7 @@ Section {
         DrawerField {
             id: urlInput
             objectName: "urlInput"
-            text: mainWindow.rtspUrl
+            text: mainWindow.shownUrl(mainWindow.rtspUrl)
             tip: Texts.tipStream
             onAccepted: form.apply()
         }

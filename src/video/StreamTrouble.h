@@ -1,0 +1,31 @@
+#pragma once
+
+#include <QString>
+
+/// Why a stream does not come, as far as that can be told. The words for the operator are the
+/// interface's, found by keyOf().
+enum class StreamTrouble : quint8 {
+    None,
+    ConnectionRefused,
+    WrongPassword,
+    NoSuchStream,
+    ServerBusy, ///< or at fault
+    UnknownHost,
+    Unreachable,
+    NoAnswer,
+    HungUp,
+    UnsupportedTransport,
+    UnknownAddress, ///< of no kind that can be opened
+    NotUnderstood,
+    CannotDecode,
+    NoVideo,
+    NothingArrives,
+    Other,
+};
+
+/// A word that stays the same whatever the language; empty for None.
+QString keyOf(StreamTrouble trouble);
+
+/// What FFmpeg's error code stands for when an open fails with it. May look the host's name up,
+/// which blocks: FFmpeg has one code for names that it cannot find and for much else.
+StreamTrouble troubleOf(int code, const QString &url);
