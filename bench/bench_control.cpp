@@ -1,17 +1,13 @@
-// How long a key press takes to reach the pod's socket, and a status frame to reach the interface.
+// How long a key press in the window takes to the pod's socket, and a status frame to the reading
+// over the video.
 
 #include "BenchReport.h"
-#include "backend/CMain.h"
+#include "UiHarness.h"
 
-#include <QDir>
 #include <QGuiApplication>
-#include <QQmlContext>
-#include <QQuickItem>
-#include <QQuickView>
 #include <QSemaphore>
 #include <QTcpServer>
 #include <QTcpSocket>
-#include <QTemporaryFile>
 #include <QTest>
 #include <QThread>
 #include <QtEndian>
@@ -30,26 +26,6 @@ constexpr int kWarmUp = 50;
 constexpr int kWaitMs = 10000;
 constexpr int kRestMs = 2; // between samples, so that each finds both threads asleep
 constexpr qsizetype kCommandLength = 7;
-
-// Keys and readings as the window has them.
-constexpr const char *kScene = R"(
-import QtQuick
-
-Rectangle {
-    focus: true
-    function sendPtzCommand(command) {
-        if (command === "up")
-            cMain.moveUp(cMain.moveSpeed)
-        else
-            cMain.stopMove()
-    }
-    Keys.onPressed: (event) => { if (!event.isAutoRepeat && event.key === Qt.Key_W) sendPtzCommand("up") }
-    Keys.onReleased: (event) => { if (!event.isAutoRepeat && event.key === Qt.Key_W) sendPtzCommand("stop") }
-    Text {
-        text: cMain.yaw.toFixed(1)
-    }
-}
-)";
 
 double microseconds(Clock::duration duration)
 {
@@ -115,7 +91,7 @@ private:
     }
 };
 
-std::vector<double> pressKeys(QQuickView &window, Pod &pod)
+std::vector<double> pressKeys(QWindow &window, Pod &pod)
 {
     std::vector<double> latencies;
     for (int i = 0; i < kSamples + kWarmUp; ++i) {
@@ -132,14 +108,15 @@ std::vector<double> pressKeys(QQuickView &window, Pod &pod)
     return latencies;
 }
 
-std::vector<double> receiveStatus(CMain &backend, const QQuickView &window, Pod &pod)
+std::vector<double> receiveStatus(UiHarness &ui, Pod &pod)
 {
-    // The scene's bindings are notified before any slot: this is when both have changed.
-    const auto *text = window.rootObject()->findChild<QQuickItem *>();
+    // The window's bindings are notified before any slot: this is when both have changed.
+    const CMain &backend = ui.backend();
+    const QObject *reading = ui.object(QStringLiteral("yawValue"));
     Clock::time_point changed;
     bool seen = false;
     const QMetaObject::Connection connection =
-        QObject::connect(&backend, &CMain::attitudeChanged, &window, [&] {
+        QObject::connect(&backend, &CMain::attitudeChanged, ui.window(), [&] {
             changed = Clock::now();
             seen = true;
         });
@@ -149,8 +126,8 @@ std::vector<double> receiveStatus(CMain &backend, const QQuickView &window, Pod 
         pod.wanted.release();
         while (!seen)
             QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-        if (text->property("text").toString() != QString::number(backend.yaw(), 'f', 1))
-            fail("the scene lags behind the property");
+        if (reading->property("text").toString() != QString::number(backend.yaw(), 'f', 1))
+            fail("the reading lags behind the property");
         if (i >= kWarmUp)
             latencies.push_back(microseconds(changed - pod.stamp.load()));
     }
@@ -161,47 +138,33 @@ std::vector<double> receiveStatus(CMain &backend, const QQuickView &window, Pod 
 // The backend's log lines are put together, as in the console, but not printed.
 void swallow(QtMsgType, const QMessageLogContext &, const QString &) {}
 
-void loadScene(QQuickView &window, CMain &backend)
-{
-    window.rootContext()->setContextProperty(QStringLiteral("cMain"), &backend);
-    QTemporaryFile scene(QDir::tempPath() + QStringLiteral("/XXXXXX.qml"));
-    if (!scene.open())
-        fail("cannot write the scene");
-    scene.write(kScene);
-    scene.close();
-    window.setSource(QUrl::fromLocalFile(scene.fileName()));
-    if (window.status() != QQuickView::Ready)
-        fail("the scene does not load");
-    window.show();
-    if (!QTest::qWaitForWindowExposed(&window))
-        fail("no window");
-}
-
 } // namespace
 
 int main(int argc, char *argv[])
 {
-    if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM"))
+    if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) {
         qputenv("QT_QPA_PLATFORM", "offscreen");
+        qputenv("QT_QUICK_BACKEND", "software");
+    }
     QGuiApplication app(argc, argv);
     qInstallMessageHandler(swallow);
+    UiHarness::prepare();
 
     Pod pod;
     pod.start();
     pod.listening.acquire();
-    CMain backend;
-    QQuickView window;
-    loadScene(window, backend);
-    if (!backend.connectTCP(QStringLiteral("127.0.0.1"), pod.port))
+    UiHarness ui(UiHarness::kNoStream, false);
+    if (!ui.backend().connectTCP(QStringLiteral("127.0.0.1"), pod.port))
         fail("cannot connect");
 
-    bench::printHeader("Control latency",
-                       "Loopback TCP, the pod on a thread of its own; a rest of 2 ms before each\n"
-                       "sample. Keys enter at the platform's key event, commands are stamped when\n"
-                       "the pod's read returns; status frames are stamped before the pod's write.");
-    bench::printLatencies("key press to command at the pod's socket", pressKeys(window, pod));
-    bench::printLatencies("status frame to changed property and text",
-                          receiveStatus(backend, window, pod));
+    bench::printHeader(
+        "Control latency",
+        "The whole interface in its window, no video. Loopback TCP, the pod on a thread\n"
+        "of its own; a rest of 2 ms before each sample. Keys enter at the platform's\n"
+        "key event, commands are stamped when the pod's read returns; status frames\n"
+        "are stamped before the pod's write.");
+    bench::printLatencies("key press to command at the pod's socket", pressKeys(*ui.window(), pod));
+    bench::printLatencies("status frame to changed property and reading", receiveStatus(ui, pod));
     pod.wanted.release();
     pod.wait();
     return 0;

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Checks the interface's QML files, or those given. The types that C++ registers by hand are
-# described in scripts/qmltypes; a change to one of those classes belongs there too.
+# described in scripts/qmltypes; scripts/qml-types.sh brings that up to date.
 # Usage: lint-qml.sh [files]
 set -euo pipefail
 cd "$(dirname "$0")/.."

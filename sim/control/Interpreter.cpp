@@ -9,7 +9,8 @@
 #include <QtEndian>
 
 #include <algorithm>
-#include <map>
+#include <array>
+#include <cstddef>
 #include <utility>
 
 using protocol::byteAt;
@@ -36,81 +37,93 @@ constexpr double kDown = -90.0;
 
 double trimStep(const Context &c) { return c.data2 == 1 ? kTrimCoarse : kTrimFine; }
 
-// One row per command: what the pod does.
-// clang-format off
-const std::map<Command, Action> &actions()
+struct Row
 {
-    static const std::map<Command, Action> table = {
-        {Command::StopMove,       [](Context &c) { c.model.stopMove(); }},
-        {Command::MoveRight,      [](Context &c) { c.model.move(1, 0, c.data1, 0); }},
-        {Command::MoveLeft,       [](Context &c) { c.model.move(-1, 0, c.data1, 0); }},
-        {Command::MoveUp,         [](Context &c) { c.model.move(0, 1, 0, c.data2); }},
-        {Command::MoveDown,       [](Context &c) { c.model.move(0, -1, 0, c.data2); }},
-        {Command::MoveRightUp,    [](Context &c) { c.model.move(1, 1, c.data1, c.data2); }},
-        {Command::MoveLeftUp,     [](Context &c) { c.model.move(-1, 1, c.data1, c.data2); }},
-        {Command::MoveRightDown,  [](Context &c) { c.model.move(1, -1, c.data1, c.data2); }},
-        {Command::MoveLeftDown,   [](Context &c) { c.model.move(-1, -1, c.data1, c.data2); }},
-        {Command::ZoomOut,        [](Context &c) { c.model.zoom(-1, c.data1); }},
-        {Command::ZoomIn,         [](Context &c) { c.model.zoom(1, c.data1); }},
-        {Command::ZoomStop,       [](Context &c) { c.model.zoom(0, 0); }},
-        {Command::Pointmoveto,    [](Context &c) { c.model.pointTo(c.data1, c.data2); }},
-        {Command::Pointtrack,     [](Context &c) { c.model.track(c.data1, c.data2); }},
-        {Command::Pointtrackstop, [](Context &c) { c.model.stopTracking(); }},
-        {Command::TargetCheckOpen,  [](Context &c) { c.model.targetDetection = true; }},
-        {Command::TargetCheckClose, [](Context &c) { c.model.targetDetection = false; }},
-        {Command::TakePhoto,      [](Context &c) { ++c.model.photos; }},
-        {Command::StartRecord,    [](Context &c) { c.model.recording = true; }},
-        {Command::StopRecord,     [](Context &c) { c.model.recording = false; }},
-        {Command::ModeYawFollow,  [](Context &c) { c.model.mode = PodModel::FollowMode::Follow; }},
-        {Command::ModeYawLock,    [](Context &c) { c.model.mode = PodModel::FollowMode::Lock; }},
-        {Command::OneKeyDown,     [](Context &c) { c.model.mode = PodModel::FollowMode::Down;
-                                                   c.model.turnTo(kDown, 0); }},
-        {Command::OneKeyCenter,   [](Context &c) { c.model.turnTo(0, 0); }},
-        {Command::YawCenterOnly,  [](Context &c) { c.model.turnTo(c.model.pitchDegrees(), 0); }},
-        {Command::PitchDownOnly,  [](Context &c) { c.model.turnTo(kDown, c.model.yawDegrees()); }},
-        {Command::ModeFPV,        [](Context &c) { c.model.mode = PodModel::FollowMode::Fpv; }},
-        {Command::ModeUpward,     [](Context &c) { c.model.inverted = false; }},
-        {Command::ModeDownward,   [](Context &c) { c.model.inverted = true; }},
-        {Command::SetHZH,         [](Context &c) { c.model.pictureMode = std::min(c.data1, 3); }},
-        {Command::SetWC,          [](Context &c) { c.model.palette = std::min(c.data1, 2); }},
-        {Command::ContinuousDistanceOpen,  [](Context &c) { c.model.continuousRanging = true; }},
-        {Command::ContinuousDistanceClose, [](Context &c) { c.model.continuousRanging = false; }},
-        {Command::SetRcxZoomTo,   [](Context &c) { c.model.zoomTo(c.data1); }},
-        {Command::OsdOpen,        [](Context &c) { c.model.osd = true; }},
-        {Command::OsdClose,       [](Context &c) { c.model.osd = false; }},
-        {Command::TrackAutoZoomOpen,  [](Context &c) { c.model.autoZoomTracking = true; }},
-        {Command::TrackAutoZoomClose, [](Context &c) { c.model.autoZoomTracking = false; }},
-        {Command::LaserLightOpen,  [](Context &c) { c.model.laserLight = true; }},
-        {Command::LaserLightClose, [](Context &c) { c.model.laserLight = false; }},
-        {Command::ElectronicZoomOpen,  [](Context &c) { c.model.electronicZoom = true; }},
-        {Command::ElectronicZoomClose, [](Context &c) { c.model.electronicZoom = false; }},
-        {Command::ClearFrogOpen,   [](Context &c) { c.model.defog = true; }},
-        {Command::ClearFrogClose,  [](Context &c) { c.model.defog = false; }},
-        {Command::ManualFocusOpen, [](Context &c) { c.model.manualFocus = true; }},
-        {Command::ManualFocusClose, [](Context &c) { c.model.manualFocus = false;
-                                                     c.model.focusDirection = 0; }},
-        {Command::ManualFocusNear, [](Context &c) { c.model.focusDirection = -1; }},
-        {Command::ManualFocusFar,  [](Context &c) { c.model.focusDirection = 1; }},
-        {Command::ManualFocusStop, [](Context &c) { c.model.focusDirection = 0; }},
-        {Command::QuerySbusData,  [](Context &c) { c.hooks.answer(Interpreter::Query::Sbus); }},
-        {Command::QueryVersion,   [](Context &c) { c.hooks.answer(Interpreter::Query::Version); }},
-        {Command::SetKjgZoomTo,   [](Context &c) { c.model.zoomTo(c.data1); }},
-        {Command::SetFrequency,   [](Context &c) { c.hooks.setStatusFrequency(c.data1); }},
-        {Command::SetProtocl,     [](Context &c) { c.hooks.setStatusType(c.data1 != 0); }},
-        {Command::RtspRecovery,   [](Context &c) { c.hooks.restartStream(); }},
-        {Command::QueryB7N,       [](Context &c) { c.hooks.answer(Interpreter::Query::B7N); }},
-        {Command::GimbalSetOn,    [](Context &c) { c.model.motor = PodModel::Motor::On; }},
-        {Command::GimbalSetOff,   [](Context &c) { c.model.motor = PodModel::Motor::Off; }},
-        {Command::GimbalSetReboot, [](Context &c) { c.model.reboot(); }},
-        {Command::SetFrameSize,   [](Context &c) { c.model.frameSize = c.data1; }},
-        {Command::AdjustLeft,     [](Context &c) { c.model.trim(-trimStep(c), 0); }},
-        {Command::AdjustRight,    [](Context &c) { c.model.trim(trimStep(c), 0); }},
-        {Command::AdjustUp,       [](Context &c) { c.model.trim(0, trimStep(c)); }},
-        {Command::AdjustDown,     [](Context &c) { c.model.trim(0, -trimStep(c)); }},
-    };
-    return table;
-}
+    Command command;
+    Action action;
+};
+
+// What the pod does, a row for each command in the order of the catalogue.
+// clang-format off
+constexpr auto kActions = std::to_array<Row>({
+    {Command::StopMove,       [](Context &c) { c.model.stopMove(); }},
+    {Command::MoveRight,      [](Context &c) { c.model.move(1, 0, c.data1, 0); }},
+    {Command::MoveLeft,       [](Context &c) { c.model.move(-1, 0, c.data1, 0); }},
+    {Command::MoveUp,         [](Context &c) { c.model.move(0, 1, 0, c.data2); }},
+    {Command::MoveDown,       [](Context &c) { c.model.move(0, -1, 0, c.data2); }},
+    {Command::MoveRightUp,    [](Context &c) { c.model.move(1, 1, c.data1, c.data2); }},
+    {Command::MoveLeftUp,     [](Context &c) { c.model.move(-1, 1, c.data1, c.data2); }},
+    {Command::MoveRightDown,  [](Context &c) { c.model.move(1, -1, c.data1, c.data2); }},
+    {Command::MoveLeftDown,   [](Context &c) { c.model.move(-1, -1, c.data1, c.data2); }},
+    {Command::ZoomOut,        [](Context &c) { c.model.zoom(-1, c.data1); }},
+    {Command::ZoomIn,         [](Context &c) { c.model.zoom(1, c.data1); }},
+    {Command::ZoomStop,       [](Context &c) { c.model.zoom(0, 0); }},
+    {Command::Pointmoveto,    [](Context &c) { c.model.pointTo(c.data1, c.data2); }},
+    {Command::Pointtrack,     [](Context &c) { c.model.track(c.data1, c.data2); }},
+    {Command::Pointtrackstop, [](Context &c) { c.model.stopTracking(); }},
+    {Command::TargetCheckOpen,  [](Context &c) { c.model.targetDetection = true; }},
+    {Command::TargetCheckClose, [](Context &c) { c.model.targetDetection = false; }},
+    {Command::TakePhoto,      [](Context &c) { ++c.model.photos; }},
+    {Command::StartRecord,    [](Context &c) { c.model.recording = true; }},
+    {Command::StopRecord,     [](Context &c) { c.model.recording = false; }},
+    {Command::ModeYawFollow,  [](Context &c) { c.model.mode = PodModel::FollowMode::Follow; }},
+    {Command::ModeYawLock,    [](Context &c) { c.model.mode = PodModel::FollowMode::Lock; }},
+    {Command::OneKeyDown,     [](Context &c) { c.model.mode = PodModel::FollowMode::Down;
+                                               c.model.turnTo(kDown, 0); }},
+    {Command::OneKeyCenter,   [](Context &c) { c.model.turnTo(0, 0); }},
+    {Command::YawCenterOnly,  [](Context &c) { c.model.turnTo(c.model.pitchDegrees(), 0); }},
+    {Command::PitchDownOnly,  [](Context &c) { c.model.turnTo(kDown, c.model.yawDegrees()); }},
+    {Command::ModeFPV,        [](Context &c) { c.model.mode = PodModel::FollowMode::Fpv; }},
+    {Command::ModeUpward,     [](Context &c) { c.model.inverted = false; }},
+    {Command::ModeDownward,   [](Context &c) { c.model.inverted = true; }},
+    {Command::SetHZH,         [](Context &c) { c.model.pictureMode = std::min(c.data1, 3); }},
+    {Command::SetWC,          [](Context &c) { c.model.palette = std::min(c.data1, 2); }},
+    {Command::ContinuousDistanceOpen,  [](Context &c) { c.model.continuousRanging = true; }},
+    {Command::ContinuousDistanceClose, [](Context &c) { c.model.continuousRanging = false; }},
+    {Command::SetRcxZoomTo,   [](Context &c) { c.model.zoomTo(c.data1); }},
+    {Command::OsdOpen,        [](Context &c) { c.model.osd = true; }},
+    {Command::OsdClose,       [](Context &c) { c.model.osd = false; }},
+    {Command::TrackAutoZoomOpen,  [](Context &c) { c.model.autoZoomTracking = true; }},
+    {Command::TrackAutoZoomClose, [](Context &c) { c.model.autoZoomTracking = false; }},
+    {Command::LaserLightOpen,  [](Context &c) { c.model.laserLight = true; }},
+    {Command::LaserLightClose, [](Context &c) { c.model.laserLight = false; }},
+    {Command::ElectronicZoomOpen,  [](Context &c) { c.model.electronicZoom = true; }},
+    {Command::ElectronicZoomClose, [](Context &c) { c.model.electronicZoom = false; }},
+    {Command::ClearFrogOpen,   [](Context &c) { c.model.defog = true; }},
+    {Command::ClearFrogClose,  [](Context &c) { c.model.defog = false; }},
+    {Command::ManualFocusOpen, [](Context &c) { c.model.manualFocus = true; }},
+    {Command::ManualFocusClose, [](Context &c) { c.model.manualFocus = false;
+                                                 c.model.focusDirection = 0; }},
+    {Command::ManualFocusNear, [](Context &c) { c.model.focusDirection = -1; }},
+    {Command::ManualFocusFar,  [](Context &c) { c.model.focusDirection = 1; }},
+    {Command::ManualFocusStop, [](Context &c) { c.model.focusDirection = 0; }},
+    {Command::QuerySbusData,  [](Context &c) { c.hooks.answer(Interpreter::Query::Sbus); }},
+    {Command::QueryVersion,   [](Context &c) { c.hooks.answer(Interpreter::Query::Version); }},
+    {Command::SetKjgZoomTo,   [](Context &c) { c.model.zoomTo(c.data1); }},
+    {Command::SetFrequency,   [](Context &c) { c.hooks.setStatusFrequency(c.data1); }},
+    {Command::SetProtocl,     [](Context &c) { c.hooks.setStatusType(c.data1 != 0); }},
+    {Command::RtspRecovery,   [](Context &c) { c.hooks.restartStream(); }},
+    {Command::QueryB7N,       [](Context &c) { c.hooks.answer(Interpreter::Query::B7N); }},
+    {Command::GimbalSetOn,    [](Context &c) { c.model.motor = PodModel::Motor::On; }},
+    {Command::GimbalSetOff,   [](Context &c) { c.model.motor = PodModel::Motor::Off; }},
+    {Command::GimbalSetReboot, [](Context &c) { c.model.reboot(); }},
+    {Command::SetFrameSize,   [](Context &c) { c.model.frameSize = c.data1; }},
+    {Command::AdjustLeft,     [](Context &c) { c.model.trim(-trimStep(c), 0); }},
+    {Command::AdjustRight,    [](Context &c) { c.model.trim(trimStep(c), 0); }},
+    {Command::AdjustUp,       [](Context &c) { c.model.trim(0, trimStep(c)); }},
+    {Command::AdjustDown,     [](Context &c) { c.model.trim(0, -trimStep(c)); }},
+});
 // clang-format on
+
+constexpr bool everyCommandHasItsRow()
+{
+    for (std::size_t i = 0; i < kActions.size(); ++i) {
+        if (static_cast<std::size_t>(kActions[i].command) != i)
+            return false;
+    }
+    return kActions.size() == protocol::kCommandCount;
+}
+static_assert(everyCommandHasItsRow());
 
 bool constantHolds(const DataByte &data, quint8 byte)
 {
@@ -177,7 +190,7 @@ QString Interpreter::executeShort(const QByteArray &frame)
         return {};
     Context context{m_model, m_hooks, byteAt(frame, protocol::short_offset::Data1),
                     byteAt(frame, protocol::short_offset::Data2)};
-    actions().at(spec->id)(context);
+    kActions[static_cast<std::size_t>(spec->id)].action(context);
     return QStringLiteral("%1(%2, %3)")
         .arg(QString::fromLatin1(spec->name.data(), qsizetype(spec->name.size())))
         .arg(context.data1)

@@ -29,7 +29,8 @@ bool Gate::isOpen() const
 Gate::Result Gate::waitServingEvents(int ms)
 {
     QEventLoop loop;
-    QEventLoop *outer = nullptr; // of a wait that serves the event in which this one began
+    // The loop of an earlier wait at this gate, still running: one of its events has called this.
+    QEventLoop *outer = nullptr;
     {
         const std::lock_guard lock(m_mutex);
         if (m_isOpen)

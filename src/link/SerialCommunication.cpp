@@ -1,28 +1,10 @@
 #include "SerialCommunication.h"
 
 #include "log/DefaultLog.h"
-#include "serial/SerialHangup.h"
+#include "serial/SerialLine.h"
 
 #include <QDebug>
 #include <QMetaType>
-
-namespace {
-
-// Errors after which the device is gone; after any other the link stays up.
-bool endsLink(QSerialPort::SerialPortError error)
-{
-    switch (error) {
-    case QSerialPort::DeviceNotFoundError:
-    case QSerialPort::PermissionError:
-    case QSerialPort::OpenError:
-    case QSerialPort::ResourceError:
-        return true;
-    default:
-        return false;
-    }
-}
-
-} // namespace
 
 SerialCommunication::SerialCommunication(QObject *parent)
     : ICommunication(parent)
@@ -41,17 +23,7 @@ void SerialCommunication::createPort()
     m_port = new QSerialPort(this);
     connect(m_port, &QSerialPort::readyRead, this, &SerialCommunication::handleReadyRead);
     connect(m_port, &QSerialPort::errorOccurred, this, &SerialCommunication::handleError);
-    serial_hangup::watch(*m_port);
-}
-
-void SerialCommunication::configurePort(const QString &portName, int baudRate)
-{
-    m_port->setPortName(portName);
-    m_port->setBaudRate(baudRate);
-    m_port->setDataBits(QSerialPort::Data8);
-    m_port->setParity(QSerialPort::NoParity);
-    m_port->setStopBits(QSerialPort::OneStop);
-    m_port->setFlowControl(QSerialPort::NoFlowControl);
+    serial_line::watch(*m_port);
 }
 
 bool SerialCommunication::connectTo(const QString &portName, int baudRate)
@@ -62,7 +34,8 @@ bool SerialCommunication::connectTo(const QString &portName, int baudRate)
         qDebug() << "串口还在打开状态，强制关闭";
         m_port->close();
     }
-    configurePort(portName, baudRate);
+    m_port->setPortName(portName);
+    serial_line::apply({.baudRate = baudRate}, *m_port);
     if (!m_port->open(QIODevice::ReadWrite)) {
         const QString error = m_port->errorString();
         qDebug() << "串口连接失败:" << error;
@@ -117,23 +90,16 @@ void SerialCommunication::handleReadyRead()
     emit dataReceived(block);
 }
 
-QString SerialCommunication::errorText(bool gone) const
-{
-    if (gone)
-        return serial_hangup::text();
-    return m_port ? m_port->errorString() : QStringLiteral("未知错误");
-}
-
 void SerialCommunication::handleError(QSerialPort::SerialPortError error)
 {
     if (error == QSerialPort::NoError)
         return;
-    const bool gone =
-        error == QSerialPort::ReadError && m_port != nullptr && serial_hangup::isGone(*m_port);
-    const QString text = errorText(gone);
+    const auto loss = m_port ? serial_line::loss(*m_port, error) : std::nullopt;
+    const QString text =
+        loss ? *loss : (m_port ? m_port->errorString() : QStringLiteral("未知错误"));
     qDebug() << "串口错误:" << text << "错误码:" << error;
 
-    if (!gone && !endsLink(error)) {
+    if (!loss && error != QSerialPort::OpenError) {
         qDebug() << "串口其他错误，连接可能仍在";
         emit errorOccurred(text);
         return;

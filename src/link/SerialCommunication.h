@@ -32,8 +32,6 @@ private slots:
 
 private:
     void createPort();
-    void configurePort(const QString &portName, int baudRate);
-    QString errorText(bool gone) const;
 
     QPointer<QSerialPort> m_port;
     bool m_connected = false;

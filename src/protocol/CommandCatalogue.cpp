@@ -93,7 +93,7 @@ constexpr bool rowsMatchTheirIds()
     }
     return true;
 }
-static_assert(rowsMatchTheirIds());
+static_assert(kCatalogue.size() == kCommandCount && rowsMatchTheirIds());
 
 quint8 dataValue(DataByte data, int argument0, int argument1)
 {

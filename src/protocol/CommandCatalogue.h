@@ -2,6 +2,7 @@
 
 #include <QByteArray>
 
+#include <cstddef>
 #include <span>
 #include <string_view>
 
@@ -74,7 +75,10 @@ enum class Command : quint8 {
     AdjustRight,
     AdjustUp,
     AdjustDown,
+    Count, ///< no command: new ones stand before it
 };
+
+inline constexpr auto kCommandCount = static_cast<std::size_t>(Command::Count);
 
 /// What a data byte of a command carries.
 struct DataByte

@@ -137,7 +137,7 @@ using InboundFrame =
     std::variant<UnknownFrame, TruncatedFrame, StatusFrame, SbusMap, VersionReply, B7NReply>;
 
 /// Decodes one delivery by its first three bytes. The status variant with the aircraft's position
-/// is deliberately treated as unknown: no pod in the field that sends it is supported.
+/// counts as unknown, on purpose: decodeStatus alone can read it.
 InboundFrame decodeInbound(QByteArrayView delivery);
 
 /// `kind` is one of the three status kinds, and `frame` at least as long as it says.

@@ -12,7 +12,7 @@
 /// outlives the player finds it whole. Of the tasks that may be alive, only the current generation
 /// has a say: what an older one still produces is dropped here.
 ///
-/// No two of the locks are ever held at once, and none while foreign code runs.
+/// No two of the locks are ever held at once. Only the loss handler runs under one.
 class PlaybackState
 {
 public:

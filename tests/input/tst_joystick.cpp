@@ -248,8 +248,10 @@ void TestJoystick::endOfAMotionSendsItsStopOnce_data()
         QTRY_VERIFY_WITH_TIMEOUT(!flight.input->isConnected(), kWaitMs);
         flight.plugIn();
     });
-    row("quit",
-        [](Flight &) { QMetaObject::invokeMethod(qApp, "aboutToQuit", Qt::DirectConnection); });
+    row("quit", [](Flight &) {
+        QMetaObject::invokeMethod(QCoreApplication::instance(), "aboutToQuit",
+                                  Qt::DirectConnection);
+    });
     row("destroyed", [](Flight &flight) { flight.input.reset(); });
     row("backend taken away", [](Flight &flight) { flight.input->setBackend(nullptr); });
     row("link lost", [](Flight &flight) { // the stops are owed until it is back

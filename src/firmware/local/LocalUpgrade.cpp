@@ -3,6 +3,7 @@
 #include "UpgradeLog.h"
 #include "YModemBlocks.h"
 #include "protocol/ShortFrame.h"
+#include "serial/SerialLine.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -24,8 +25,6 @@ constexpr qsizetype kPayload = ymodem::kLongPayload;
 constexpr int kTransferPercent = 90; // the rest is for the bootloader's word of success
 constexpr int kDonePercent = 100;
 
-constexpr int kPortCheckMs = 500;
-
 // Nothing that is waited for is longer than a few dozen bytes and every read is examined, so that
 // older bytes cannot matter: a chattering line must not eat memory in a state without time-out.
 constexpr qsizetype kReceivedKept = 4096;
@@ -35,20 +34,10 @@ QString hexByte(char byte)
     return QStringLiteral("%1").arg(quint8(byte), 2, 16, QLatin1Char('0'));
 }
 
-// Which of these tells that the device was pulled depends on the system.
-bool meansLoss(QSerialPort::SerialPortError error)
-{
-    return error == QSerialPort::ResourceError || error == QSerialPort::PermissionError
-           || error == QSerialPort::DeviceNotFoundError;
-}
-
 bool openSerialPort(QSerialPort &port, const QString &name, int baud)
 {
     port.setPortName(name);
-    port.setBaudRate(baud);
-    port.setDataBits(QSerialPort::Data8);
-    port.setParity(QSerialPort::NoParity);
-    port.setStopBits(QSerialPort::OneStop);
+    serial_line::apply({.baudRate = baud}, port);
     return port.open(QIODevice::ReadWrite);
 }
 
@@ -124,12 +113,10 @@ LocalUpgrade::LocalUpgrade(QSerialPort *port, QObject *parent)
 {
     connect(port, &QSerialPort::errorOccurred, this,
             [this, port](QSerialPort::SerialPortError error) {
-                if (meansLoss(error))
-                    handlePortLost(port->errorString());
+                if (const auto loss = serial_line::loss(*port, error))
+                    handlePortLost(*loss);
             });
-    // Some versions of QSerialPort read nothing for ever from a device that was pulled. Asking for
-    // the line's state makes them notice.
-    connect(&m_portCheck, &QTimer::timeout, port, [port] { port->pinoutSignals(); });
+    serial_line::watch(*port);
 }
 
 LocalUpgrade::LocalUpgrade(QIODevice *port, PortOpener open, QObject *parent)
@@ -154,7 +141,6 @@ void LocalUpgrade::start(const QString &portName, int baud, const QString &fileP
     if (!m_open(portName, baud))
         return tell(QStringLiteral("Failed to open serial port!"));
 
-    m_portCheck.start(kPortCheckMs);
     m_portLoss.reset();
     m_received.clear();
     perform([this] {
@@ -390,7 +376,6 @@ void LocalUpgrade::abort(const QString &reason)
 void LocalUpgrade::closePort()
 {
     m_state = State::Idle;
-    m_portCheck.stop();
     m_firmware.clear();
     if (m_port->isOpen())
         m_port->close();

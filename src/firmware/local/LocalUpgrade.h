@@ -134,7 +134,6 @@ private:
     QIODevice *const m_port;
     const PortOpener m_open;
     QTimer m_timer;
-    QTimer m_portCheck;
     UpgradeTimeouts m_timeouts;
 
     State m_state = State::Idle;

@@ -1,7 +1,6 @@
 #include "SerialPortCommunicator.h"
 
 #include "PodPortFinder.h"
-#include "serial/SerialHangup.h"
 
 #include <QDebug>
 #include <QTimerEvent>
@@ -22,13 +21,6 @@ QTimer *makeSingleShot(QObject *parent)
     timer->setTimerType(Qt::PreciseTimer);
     timer->setSingleShot(true);
     return timer;
-}
-
-/// Errors after which the device is gone.
-bool endsConnection(QSerialPort::SerialPortError error)
-{
-    return error == QSerialPort::DeviceNotFoundError || error == QSerialPort::PermissionError
-           || error == QSerialPort::ResourceError;
 }
 
 } // namespace
@@ -69,21 +61,19 @@ void SerialPortCommunicator::createPort()
     connect(m_port, &QSerialPort::readyRead, this, &SerialPortCommunicator::onReadyRead);
     connect(m_port, &QSerialPort::bytesWritten, this, &SerialPortCommunicator::onBytesWritten);
     connect(m_port, &QSerialPort::errorOccurred, this, &SerialPortCommunicator::passErrorOn);
-    serial_hangup::watch(*m_port);
+    serial_line::watch(*m_port);
     m_times.opened = QDateTime::currentDateTime();
 }
 
 void SerialPortCommunicator::passErrorOn(QSerialPort::SerialPortError error)
 {
     const SignalGate::Operation operation(m_gate);
-    if (error == QSerialPort::ReadError && serial_hangup::isGone(*m_port)) {
-        m_hangupText = serial_hangup::text();
+    const auto loss = serial_line::loss(*m_port, error);
+    if (loss && (error == QSerialPort::ReadError || error == QSerialPort::ResourceError)) {
         error = QSerialPort::ResourceError;
-    } else if (error == QSerialPort::ResourceError) {
-        m_hangupText = m_port->errorString();
-    }
-    if (error == QSerialPort::ResourceError)
+        m_hangupText = *loss;
         m_port->close(); // or the error is repeated without end
+    }
     m_gate.post([this, error] { emit errorOccurred(error); });
 }
 
@@ -105,11 +95,7 @@ void SerialPortCommunicator::applySettings(const PortSettings &settings)
     const SignalGate::Operation operation(m_gate);
     m_portSettings.reconnectIntervalMs = settings.reconnectIntervalMs;
     m_portSettings.readBufferSize = settings.readBufferSize;
-    m_port->setBaudRate(settings.baudRate, QSerialPort::AllDirections);
-    m_port->setDataBits(settings.dataBits);
-    m_port->setParity(settings.parity);
-    m_port->setStopBits(settings.stopBits);
-    m_port->setFlowControl(settings.flowControl);
+    serial_line::apply(settings.line, *m_port);
     m_autoReconnect = settings.autoReconnect;
 }
 
@@ -278,7 +264,7 @@ void SerialPortCommunicator::onErrorOccurred(QSerialPort::SerialPortError error)
     ++m_statistics.errors;
     const QString text = errorString();
     qWarning() << "Serial port error:" << m_portName << "-" << text;
-    if (!endsConnection(error))
+    if (!serial_line::meansLoss(error))
         return;
     failLocked(text);
     scheduleReconnection();

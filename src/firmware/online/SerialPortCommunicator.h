@@ -1,6 +1,7 @@
 #pragma once
 
 #include "SignalGate.h"
+#include "serial/SerialLine.h"
 
 #include <QDateTime>
 #include <QObject>
@@ -27,11 +28,7 @@ public:
 
     struct PortSettings
     {
-        qint32 baudRate = QSerialPort::Baud115200; ///< both directions
-        QSerialPort::DataBits dataBits = QSerialPort::Data8;
-        QSerialPort::Parity parity = QSerialPort::NoParity;
-        QSerialPort::StopBits stopBits = QSerialPort::OneStop;
-        QSerialPort::FlowControl flowControl = QSerialPort::NoFlowControl;
+        serial_line::Settings line = {};
         bool autoReconnect = false;
         int readTimeoutMs = 3000; ///< kept for the owner, as the next; not used here
         int writeTimeoutMs = 5000;
@@ -62,8 +59,8 @@ public:
     ~SerialPortCommunicator() override;
 
     /// False, with connectionError, when the port cannot be had; false, with a warning alone, when
-    /// it is open already. Of the settings only line values, reconnection and buffer size are
-    /// applied, and the line values are not remembered for a later open().
+    /// it is open already. Of the settings only the line, reconnection and buffer size are
+    /// applied, and the line is not remembered for a later open().
     bool open(const PortSettings &settings);
 
     bool open() { return open(m_portSettings); }
