@@ -32,6 +32,7 @@ private slots:
 
 private:
     void createPort();
+    void closePort();
     void configurePort(const QString &portName, int baudRate);
     QString errorText(bool gone) const;
 
