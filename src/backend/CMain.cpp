@@ -7,7 +7,6 @@
 
 #include <QAbstractSocket>
 #include <QDateTime>
-#include <QDeadlineTimer>
 #include <QDebug>
 #include <QScopedValueRollback>
 #include <QSerialPort>
@@ -134,14 +133,16 @@ bool CMain::connectTCP(const QString &address, int port)
 bool CMain::openLink(const QString &target, int value)
 {
     const Wishes::Wish wish = m_linkWishes.next();
-    sendOwedStops();
+    sendStops(m_motions.unsentStops());
+    m_motions.turnTo(podAt(target, value));
     m_isOpeningLink = true;
+    m_owesBeginning = true;
     const bool connected = m_transport->connectTo(target, value);
     // Connecting serves events, and its signals reach handlers: both may have other wishes.
     if (!wish.isNewest())
         return false;
     m_isOpeningLink = false;
-    if (!connected)
+    if (!connected || !m_transport->isConnected())
         return false;
     // The transport has reported the new state already; QML is told a second time on purpose.
     m_isConnected = true;
@@ -153,18 +154,22 @@ void CMain::closeLink()
 {
     m_linkWishes.next();
     m_isOpeningLink = false;
-    sendOwedStops();
-    m_isClosingLink = true;
+    sendStops(m_motions.unsentStops());
     m_transport->disconnectFrom();
-    m_isClosingLink = false;
 }
 
-void CMain::sendOwedStops()
+QString CMain::podAt(const QString &target, int value) const
 {
-    if (!m_transport->isConnected())
-        return;
-    for (const std::optional<protocol::Command> stop : m_motions.owedStops()) {
-        if (stop)
+    // A serial port names no pod: it is another one's tomorrow, or another way to the same one.
+    return m_connectionType == TCP ? QStringLiteral("%1:%2").arg(target).arg(quint16(value))
+                                   : QString();
+}
+
+void CMain::sendStops(const motion::MotionLedger::Stops &stops)
+{
+    for (const std::optional<protocol::Command> stop : stops) {
+        // Asked each time: sending one may be what finds that the link is gone.
+        if (stop && m_transport->isConnected())
             send(*stop);
     }
 }
@@ -216,14 +221,11 @@ bool CMain::send(const QByteArray &frame)
     return true;
 }
 
-qint64 CMain::steadyMs() { return QDeadlineTimer::current().deadline(); }
-
 bool CMain::send(protocol::Command command, int argument0, int argument1)
 {
-    if (!send(protocol::buildCommand(command, argument0, argument1)))
-        return false;
-    m_motions.sent(command, steadyMs());
-    return true;
+    if (m_transport->isConnected())
+        m_motions.sending(command);
+    return send(protocol::buildCommand(command, argument0, argument1));
 }
 
 void CMain::sendList(const protocol::LongCommandSpec &spec, const QVariantList &list)

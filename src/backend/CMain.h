@@ -243,6 +243,10 @@ public:
     QString localUpgradeText() const;
     bool localUpgradeRunning() const;
 
+    /// As the command's invokable does; false when there is no link. Of an SBUS query the answer is
+    /// awaited by querySbusData() alone.
+    bool send(protocol::Command command, int argument0 = 0, int argument1 = 0);
+
     void setMessage(const QString &message);
     void setIsEE0A(bool on);
     void setIsTracking(bool on);
@@ -300,11 +304,10 @@ private:
     void retireTransport();
     bool openLink(const QString &target, int value);
     void closeLink();
-    void sendOwedStops();
-    static qint64 steadyMs();
+    void sendStops(const motion::MotionLedger::Stops &stops);
+    QString podAt(const QString &target, int value) const;
 
     bool send(const QByteArray &frame);
-    bool send(protocol::Command command, int argument0 = 0, int argument1 = 0);
     void sendList(const protocol::LongCommandSpec &spec, const QVariantList &list);
 
     void apply(const protocol::UnknownFrame &) {}
@@ -329,8 +332,8 @@ private:
     bool m_awaitingSbus = false;
     Wishes m_linkWishes;
     bool m_isOpeningLink = false;
-    bool m_isClosingLink = false;
-    protocol::MotionLedger m_motions;
+    bool m_owesBeginning = false; // a new link has not had the stops yet that its pod is owed
+    motion::MotionLedger m_motions;
     int m_transportSignalDepth = 0; // above 0 while a signal of the transport is being handled
     QTimer *m_sbusReadTimer = nullptr;
     QTimer *m_staleTimer = nullptr;

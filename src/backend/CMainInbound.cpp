@@ -1,9 +1,11 @@
 #include "CMain.h"
 #include "log/DefaultLog.h"
 
+#include <QDeadlineTimer>
 #include <QDebug>
 #include <QScopedValueRollback>
 
+#include <utility>
 #include <variant>
 
 // What the transport reports: the pod's frames become properties, its state becomes ours.
@@ -32,17 +34,16 @@ void CMain::handleCommunicationConnectionChanged(bool connected)
     const QScopedValueRollback depth(m_transportSignalDepth, m_transportSignalDepth + 1);
     qDebug() << "CMain::handleCommunicationConnectionChanged - connected:" << connected
              << "current m_isConnected:" << m_isConnected;
+    // Before anything else, and before anyone is told: the pod may have been left moving.
+    if (connected && std::exchange(m_owesBeginning, false)) {
+        sendStops(m_motions.owedStops());
+        connected = isConnected(); // sending may be what finds that it is not
+    }
     if (connected == m_isConnected) {
         qDebug() << "状态相同，忽略重复信号";
         return;
     }
     m_isConnected = connected;
-    // A link that broke in a motion left the pod moving: before anything else it gets its stop.
-    if (connected) {
-        sendOwedStops();
-    } else if (!m_isClosingLink) {
-        m_motions.linkLost(steadyMs());
-    }
     emit connectionChanged(connected);
     if (!connected) {
         qDebug() << "连接已断开（CMain）";
@@ -84,6 +85,7 @@ void CMain::apply(const protocol::TruncatedFrame &frame)
 void CMain::apply(const protocol::StatusFrame &status)
 {
     watchStatus(true);
+    m_motions.statusArrived(QDeadlineTimer::current().deadline());
     applyAttitude(status);
     if (status.camera)
         applyCamera(*status.camera);

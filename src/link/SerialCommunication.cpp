@@ -5,6 +5,7 @@
 
 #include <QDebug>
 #include <QMetaType>
+#include <QSignalBlocker>
 
 SerialCommunication::SerialCommunication(QObject *parent)
     : ICommunication(parent)
@@ -12,11 +13,7 @@ SerialCommunication::SerialCommunication(QObject *parent)
     createPort();
 }
 
-SerialCommunication::~SerialCommunication()
-{
-    if (m_port && m_port->isOpen())
-        m_port->close();
-}
+SerialCommunication::~SerialCommunication() { closePort(); }
 
 void SerialCommunication::createPort()
 {
@@ -32,7 +29,7 @@ bool SerialCommunication::connectTo(const QString &portName, int baudRate)
         createPort();
     if (m_port->isOpen()) {
         qDebug() << "串口还在打开状态，强制关闭";
-        m_port->close();
+        closePort();
     }
     m_port->setPortName(portName);
     serial_line::apply({.baudRate = baudRate}, *m_port);
@@ -52,15 +49,22 @@ bool SerialCommunication::connectTo(const QString &portName, int baudRate)
 
 void SerialCommunication::disconnectFrom()
 {
-    if (m_port && m_port->isOpen()) {
-        // Closing discards what has not been written yet, and that may be a stop.
-        if (m_port->bytesToWrite() > 0)
-            m_port->waitForBytesWritten(kLastBytesMs);
-        m_port->close();
-    }
+    closePort();
     m_connected = false;
     emit connectionChanged(false);
     qDebug() << "串口已断开";
+}
+
+void SerialCommunication::closePort()
+{
+    if (!m_port || !m_port->isOpen())
+        return;
+    // Whoever closes a port does not ask any more how it is.
+    const QSignalBlocker quiet(m_port);
+    // Closing discards what has not been written yet, and that may be a stop.
+    if (m_port->bytesToWrite() > 0)
+        m_port->waitForBytesWritten(kLastBytesMs);
+    m_port->close();
 }
 
 bool SerialCommunication::isConnected() const

@@ -32,6 +32,7 @@ private slots:
 
 private:
     void createPort();
+    void closePort();
 
     QPointer<QSerialPort> m_port;
     bool m_connected = false;

@@ -1,60 +1,67 @@
 #include "MotionLedger.h"
 
-#include <algorithm>
-#include <span>
 #include <utility>
 
-namespace protocol {
-namespace {
+namespace motion {
 
-constexpr std::array kTurns = {Command::MoveRight,     Command::MoveLeft,    Command::MoveUp,
-                               Command::MoveDown,      Command::MoveRightUp, Command::MoveLeftUp,
-                               Command::MoveRightDown, Command::MoveLeftDown};
-constexpr std::array kZooms = {Command::ZoomIn, Command::ZoomOut};
-constexpr std::array kFocuses = {Command::ManualFocusNear, Command::ManualFocusFar};
-
-struct Motion
+void MotionLedger::turnTo(const QString &pod)
 {
-    std::span<const Command> starts;
-    Command stop;
-};
+    Pod next{pod, {}};
+    for (const Pod &other : std::as_const(m_pods)) {
+        if (pod.isEmpty() || other.name.isEmpty() || other.name == pod)
+            add(next.debts, other.debts);
+    }
+    m_pods.removeIf([&](const Pod &other) { return other.name.isEmpty() || other.name == pod; });
+    if (m_pods.size() >= kPods)
+        m_pods.removeFirst();
+    m_pods.append(next);
+}
 
-constexpr std::array<Motion, MotionLedger::kMotions> kMotionTable = {{
-    {kTurns, Command::StopMove},
-    {kZooms, Command::ZoomStop},
-    {kFocuses, Command::ManualFocusStop},
-}};
-
-} // namespace
-
-void MotionLedger::sent(Command command, qint64 nowMs)
+void MotionLedger::add(Debts &debts, const Debts &others)
 {
-    for (std::size_t i = 0; i < kMotions; ++i) {
-        const Motion &motion = kMotionTable[i];
-        State &state = m_states[i];
-        if (std::ranges::find(motion.starts, command) != motion.starts.end())
-            state.running = true;
-        else if (command == motion.stop && std::exchange(state.running, false))
-            state.stoppedAtMs = nowMs;
+    for (std::size_t i = 0; i < debts.size(); ++i) {
+        if (others[i].state > debts[i].state)
+            debts[i] = others[i];
+        debts[i].heardAtMs.reset(); // it was another link that was heard
     }
 }
 
-void MotionLedger::linkLost(qint64 nowMs)
+void MotionLedger::sending(protocol::Command command)
 {
-    for (State &state : m_states) {
-        if (state.stoppedAtMs && nowMs - *state.stoppedAtMs <= kUncertainMs)
-            state.running = true;
+    Debts &debts = m_pods.last().debts;
+    if (const Started started = startedBy(command)) {
+        debts[placeOf(started.motion->kind)] = {Debt::Unsent, {}};
+    } else if (const Motion *const stopped = stoppedBy(command)) {
+        Debt &debt = debts[placeOf(stopped->kind)];
+        if (debt.state != Debt::None)
+            debt = {Debt::Unproved, {}};
     }
 }
 
-std::array<std::optional<Command>, MotionLedger::kMotions> MotionLedger::owedStops() const
+void MotionLedger::statusArrived(qint64 nowMs)
 {
-    std::array<std::optional<Command>, kMotions> stops;
-    for (std::size_t i = 0; i < kMotions; ++i) {
-        if (m_states[i].running)
-            stops[i] = kMotionTable[i].stop;
+    for (Debt &debt : m_pods.last().debts) {
+        if (debt.state != Debt::Unproved)
+            continue;
+        if (!debt.heardAtMs)
+            debt.heardAtMs = nowMs;
+        else if (nowMs - *debt.heardAtMs >= kProofMs)
+            debt = {};
+    }
+}
+
+MotionLedger::Stops MotionLedger::unsentStops() const { return stopsFrom(Debt::Unsent); }
+
+MotionLedger::Stops MotionLedger::owedStops() const { return stopsFrom(Debt::Unproved); }
+
+MotionLedger::Stops MotionLedger::stopsFrom(Debt::State least) const
+{
+    Stops stops;
+    for (const Motion &motion : kMotions) {
+        if (m_pods.last().debts[placeOf(motion.kind)].state >= least)
+            stops[placeOf(motion.kind)] = motion.stop.command;
     }
     return stops;
 }
 
-} // namespace protocol
+} // namespace motion

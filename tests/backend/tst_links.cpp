@@ -10,6 +10,7 @@
 #include "backend/CMain.h"
 #include "link/SerialCommunication.h"
 #include "link/TCPCommunication.h"
+#include "motion/MotionLedger.h"
 
 #include <QElapsedTimer>
 #include <QPointer>
@@ -63,14 +64,18 @@ private slots:
     }
     void serialLink();
     void serialErrors();
+    void closingALineRaisesNothingElse();
     void tcpLink();
     void tcpConnectFails();
     void backendTellsOfItsLink();
     void everyMotionOwesItsStop();
+    void stopIsOwedUntilProved();
     void closingALinkStopsThePod_data() { addRows(u"disconnect type reset connect quit"_s); }
     void closingALinkStopsThePod();
-    void linkLostInAMotionBeginsWithTheStop_data() { addRows(u"held before after"_s); }
-    void linkLostInAMotionBeginsWithTheStop();
+    void nextLinkBeginsWithTheStop_data();
+    void nextLinkBeginsWithTheStop();
+    void stopsGoToTheirOwnPod();
+    void reopenedLineGetsItsStop();
     void newerWishEndsAConnect_data() { addRows(u"connect disconnect type reset serial quit"_s); }
     void newerWishEndsAConnect();
     void linkReplacedByItsOwnSignal_data() { addRows(u"lost disconnect reset type connect"_s); }
@@ -158,6 +163,24 @@ void TestLinks::serialErrors()
     QCOMPARE(link.raised.take(), kDown + u' ' + lost.arg(qt_error_string(EIO)));
 }
 
+void TestLinks::closingALineRaisesNothingElse()
+{
+    // With bytes that do not leave: the far end does not read, then it is gone.
+    for (const bool unplugs : {false, true}) {
+        init();
+        Link<SerialCommunication> link;
+        QVERIFY(link.connectTo(m_line->slavePath(), 115200));
+        link.sendData(QByteArray(1 << 20, 'x'));
+        QTest::qWait(0);
+        link.raised.take();
+        if (unplugs)
+            m_line->unplug();
+        link.disconnectFrom();
+        QCoreApplication::processEvents();
+        QCOMPARE(link.raised.take(), kDown);
+    }
+}
+
 void TestLinks::tcpLink()
 {
     Link<TCPCommunication> link;
@@ -231,11 +254,30 @@ void TestLinks::everyMotionOwesItsStop()
     // Which stop it is, closing a link shows.
     const QRegularExpression starts(u"^(move|zoom(In|Out)|manualFocus(Near|Far))"_s);
     for (const protocol::CommandSpec &spec : protocol::commandCatalogue()) {
-        protocol::MotionLedger motions;
-        motions.sent(spec.id, 0);
-        const bool owes = motions.owedStops() != protocol::MotionLedger().owedStops();
+        const bool owes = bool(motion::startedBy(spec.id));
         QVERIFY2(owes == starts.match(QLatin1StringView(spec.name)).hasMatch(), spec.name.data());
     }
+}
+
+void TestLinks::stopIsOwedUntilProved()
+{
+    using protocol::Command;
+    motion::MotionLedger ledger;
+    const auto owed = [&] { return ledger.owedStops()[0] == Command::StopMove; };
+    ledger.sending(Command::MoveUp);
+    ledger.statusArrived(0);
+    ledger.statusArrived(90000);
+    QVERIFY(owed() && ledger.unsentStops()[0]); // for as long as it moves
+    ledger.sending(Command::StopMove);
+    QVERIFY(owed() && !ledger.unsentStops()[0]);
+    ledger.statusArrived(99000); // may have waited while nobody read
+    ledger.statusArrived(100999);
+    QVERIFY(owed());
+    ledger.turnTo({}); // what was heard before proves nothing of the next link
+    ledger.statusArrived(101000);
+    QVERIFY(owed());
+    ledger.statusArrived(103000);
+    QVERIFY(!owed());
 }
 
 void TestLinks::closingALinkStopsThePod()
@@ -251,23 +293,39 @@ void TestLinks::closingALinkStopsThePod()
     QVERIFY(connectTcp());
     QCOMPARE(m_line->received().last(21), kStops);
     moveZoomAndFocus();
-    m_pod->receive(21);
+    m_pod->receive(42); // it may be the line's pod, and begins with its stops
     obey(wish);
     QCOMPARE(m_pod->receive(kStops.size() + 1), kStops); // until the end
 }
 
-void TestLinks::linkLostInAMotionBeginsWithTheStop()
+void TestLinks::nextLinkBeginsWithTheStop_data()
 {
-    QFETCH(QString, wish); // when the key is released
+    QTest::addColumn<QString>("released");
+    QTest::addColumn<QString>("end");
+    for (const QString &released : {u"held"_s, u"before"_s, u"after"_s}) {
+        // By its loss, noticed or found by the next write; by hand, on a link as good as dead.
+        for (const QString &end : u"lost found disconnect type reset connect"_s.split(u' '))
+            QTest::addRow("%s, %s", qPrintable(released), qPrintable(end)) << released << end;
+    }
+}
+
+void TestLinks::nextLinkBeginsWithTheStop()
+{
+    QFETCH(QString, released); // relative to the end
+    QFETCH(QString, end);
     QVERIFY(connectTcp());
     m_backend->moveUp(0x20);
-    if (wish == "before"_L1)
+    if (released == "before"_L1)
         m_backend->stopMove();
     m_pod->receive(7);
-    m_pod->reset();
-    QTRY_VERIFY_WITH_TIMEOUT(!m_backend->isConnected(), kWaitMs);
-    if (wish == "after"_L1)
-        m_backend->stopMove(); // refused
+    if (end == "lost"_L1 || end == "found"_L1)
+        m_pod->reset();
+    else if (end != "connect"_L1)
+        obey(end);
+    if (end == "lost"_L1)
+        QTRY_VERIFY_WITH_TIMEOUT(!m_backend->isConnected(), kWaitMs);
+    if (released == "after"_L1 || end == "found"_L1)
+        m_backend->stopMove();
     // Whatever the interface sends as soon as it is told of the link comes after the stop.
     connect(m_backend.get(), &CMain::connectionChanged, this, [&](bool up) {
         if (up)
@@ -275,6 +333,37 @@ void TestLinks::linkLostInAMotionBeginsWithTheStop()
     });
     QVERIFY(connectTcp());
     QVERIFY(m_pod->receive(14).startsWith(kStops.first(7) + QByteArray::fromHex("ff0112")));
+}
+
+void TestLinks::stopsGoToTheirOwnPod()
+{
+    TcpPeer other;
+    QVERIFY(connectTcp());
+    m_backend->moveUp(0x20);
+    m_backend->disconnect();
+    QVERIFY(m_backend->connectTCP(kHost, other.port()) && other.accept());
+    m_backend->takePhoto();
+    QCOMPARE(other.receive(7), QByteArray::fromHex("ff011200000013"));
+    // A serial line may lead to either, and pays for neither.
+    QVERIFY(m_backend->connectSerial(m_line->slavePath()));
+    QTRY_COMPARE_WITH_TIMEOUT(m_line->received(), kStops.first(7), kWaitMs);
+    QVERIFY(connectTcp());
+    QCOMPARE(m_pod->receive(7), kStops.first(7));
+}
+
+void TestLinks::reopenedLineGetsItsStop()
+{
+    PtyPair other;
+    const QByteArray start = QByteArray::fromHex("ff010008002029");
+    QVERIFY(m_backend->connectSerial(m_line->slavePath()));
+    m_backend->moveUp(0x20);
+    QTRY_COMPARE_WITH_TIMEOUT(m_line->received(), start, kWaitMs);
+    QVERIFY(m_backend->connectSerial(m_line->slavePath()));
+    QTRY_COMPARE_WITH_TIMEOUT(m_line->received(), start + kStops.first(7) + kStops.first(7),
+                              kWaitMs);
+    m_backend->moveUp(0x20);
+    QVERIFY(m_backend->connectSerial(other.slavePath()));
+    QTRY_VERIFY_WITH_TIMEOUT(m_line->received().endsWith(start + kStops.first(7)), kWaitMs);
 }
 
 void TestLinks::newerWishEndsAConnect()
