@@ -12,7 +12,6 @@
 #include <QTest>
 
 #include <thread>
-#include <utility>
 
 using namespace Qt::StringLiterals;
 using Port = SerialPortCommunicator;
@@ -118,13 +117,12 @@ void TestUpgradeLinks::portMovesBytesWithoutItsLock()
 
 void TestUpgradeLinks::severeErrorsReopenThePort()
 {
-    for (const auto &[error, states] : {std::pair(Error::WriteError, u"2"_s),
-                                        {Error::DeviceNotFoundError, u"232"_s},
-                                        {Error::PermissionError, u"232"_s},
-                                        {Error::ResourceError, u"232"_s}}) {
+    for (const Error error : {Error::WriteError, Error::DeviceNotFoundError, Error::PermissionError,
+                              Error::ResourceError}) {
         Line line;
         QVERIFY(line.port.open({.autoReconnect = true, .reconnectIntervalMs = kReconnectMs}));
         line.port.onErrorOccurred(error);
+        const QString states = error == Error::WriteError ? u"2"_s : u"232"_s;
         QTRY_COMPARE_WITH_TIMEOUT(line.states, states, kWaitMs);
         QCOMPARE(line.port.statistics().errors, 1);
     }

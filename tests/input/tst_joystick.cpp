@@ -248,10 +248,8 @@ void TestJoystick::endOfAMotionSendsItsStopOnce_data()
         QTRY_VERIFY_WITH_TIMEOUT(!flight.input->isConnected(), kWaitMs);
         flight.plugIn();
     });
-    row("quit", [](Flight &) {
-        QMetaObject::invokeMethod(QCoreApplication::instance(), "aboutToQuit",
-                                  Qt::DirectConnection);
-    });
+    row("quit",
+        [](Flight &) { QMetaObject::invokeMethod(QCoreApplication::instance(), "aboutToQuit"); });
     row("destroyed", [](Flight &flight) { flight.input.reset(); });
     row("backend taken away", [](Flight &flight) { flight.input->setBackend(nullptr); });
     row("link lost", [](Flight &flight) { // the stops are owed until it is back

@@ -40,10 +40,21 @@ QQuickItem *visibleItem(QQuickItem *parent, const QString &name)
     return nullptr;
 }
 
-void await(const std::function<bool()> &condition, const QString &what)
+/// Fails the case under way, once; ends a program that is no test.
+void fail(const QString &problem)
 {
-    if (!QTest::qWaitFor(condition, kWaitMs))
-        qFatal("UiHarness: in vain: %s", qPrintable(what));
+    if (!QTest::currentTestFunction())
+        qFatal("UiHarness: %s", qPrintable(problem));
+    if (!QTest::currentTestFailed())
+        QFAIL(qPrintable(problem));
+}
+
+bool await(const std::function<bool()> &condition, const QString &what)
+{
+    if (QTest::qWaitFor([&] { return QTest::currentTestFailed() || condition(); }, kWaitMs))
+        return !QTest::currentTestFailed();
+    fail(u"in vain: "_s + what);
+    return false;
 }
 
 using MouseAct = void (*)(QWindow *, Qt::MouseButton, Qt::KeyboardModifiers, QPoint, int);
@@ -73,7 +84,8 @@ void pick(UiHarness &ui, const QString &box, const QString &index)
     // An editable combo box has its arrow on the right, and its text on the left.
     mouse(ui, QTest::mouseClick, ui.at(box, {ui.item(box)->width() - 10, 15}));
     const auto *popup = ui.property(box, "popup").value<QObject *>();
-    await([&] { return popup->property("opened").toBool(); }, box + u" opens"_s);
+    if (!await([&] { return popup && popup->property("opened").toBool(); }, box + u" opens"_s))
+        return;
     auto *list = popup->property("contentItem").value<QQuickItem *>();
     const int row = index.toInt();
     QMetaObject::invokeMethod(list, "positionViewAtIndex", Q_ARG(int, row), Q_ARG(int, 4));
@@ -83,7 +95,8 @@ void pick(UiHarness &ui, const QString &box, const QString &index)
                                   Q_ARG(int, row));
         return entry != nullptr;
     };
-    await(findEntry, box + u" has the entry"_s);
+    if (!await(findEntry, box + u" has the entry"_s))
+        return;
     mouse(ui, QTest::mouseClick, entry->mapToScene(entry->boundingRect().center()).toPoint());
     await([&] { return !popup->property("visible").toBool(); }, box + u" closes"_s);
 }
@@ -283,7 +296,7 @@ UiHarness::UiHarness(const QByteArray &settings, bool connected)
     await([this] { return property(u"window"_s, "streamStarted").toBool(); },
           u"paint the window"_s);
     if (connected && !connectPod())
-        qFatal("UiHarness: the pod's socket was not reached");
+        fail(u"the pod's socket was not reached"_s);
 }
 
 UiHarness::~UiHarness()
@@ -299,8 +312,8 @@ QObject *UiHarness::object(const QString &name) const
     if (!found)
         found = visibleItem(m_window->contentItem(), name);
     if (!found)
-        qFatal("UiHarness: no object %s", qPrintable(name));
-    return found;
+        fail(u"no object "_s + name);
+    return found ? found : m_nothing.get();
 }
 
 QPoint UiHarness::at(const QString &name, QPointF point) const
@@ -320,7 +333,7 @@ void UiHarness::play(const QString &steps)
     for (const QString &step : steps.split(u"; "_s, Qt::SkipEmptyParts)) {
         const auto perform = kSteps.value(step.section(u' ', 0, 0));
         if (!perform)
-            qFatal("UiHarness: no step %s", qPrintable(step));
+            return fail(u"no step "_s + step);
         perform(*this, step.section(u' ', 1, 1), step.section(u' ', 2));
         QCoreApplication::processEvents();
         if (QTest::currentTestFailed())

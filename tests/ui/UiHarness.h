@@ -34,13 +34,10 @@ public:
     CMain &backend() { return *m_backend; }
     PodSocket &pod() { return m_pod; }
     QQuickWindow *window() const { return m_window; }
-    VideoRenderer *video() const
-    {
-        return qobject_cast<VideoRenderer *>(object(QStringLiteral("videoRenderer")));
-    }
+    VideoRenderer *video() const { return m_window->findChild<VideoRenderer *>(); }
     bool connectPod() { return m_backend->connectTCP(QStringLiteral("127.0.0.1"), m_pod.port()); }
 
-    /// The test process ends if there is no such object.
+    /// Where there is no such object the case has failed, and gets an item that stands for it.
     QObject *object(const QString &name) const;
     QQuickItem *item(const QString &name) const { return qobject_cast<QQuickItem *>(object(name)); }
     QVariant property(const QString &name, const char *property) const
@@ -83,4 +80,5 @@ private:
     std::unique_ptr<QQmlApplicationEngine> m_engine;
     std::unique_ptr<QWindow> m_otherWindow;
     QQuickWindow *m_window = nullptr;
+    const std::unique_ptr<QQuickItem> m_nothing = std::make_unique<QQuickItem>();
 };

@@ -48,14 +48,12 @@ constexpr auto kRows = std::to_array<Row>({
     {"without a link nothing is taken over",
      "click photobutton; see statusText text Error: Not connected, nothing was sent; "
      "page 2; click laserlightrowSwitch; box Not connected, nothing was sent; set customDialog "
-     "visible 0; "
-     "see laserlightrowSwitch checked false; pick followframesizecombo 2; "
+     "visible 0; see laserlightrowSwitch checked false; pick followframesizecombo 2; "
      "box Not connected, nothing was sent; see followframesizecombo currentIndex -1",
      "[RTSP]\nrtspIp=\n[%General]\nlanguageIndex=1\n"},
-    {"maximised and restored", "click maxButton; see window visibility Maximized; click maxButton; "
-                               "see window visibility Windowed; "
-                               // By the window system: the button restores now.
-                               "maximise; click maxButton; see window visibility Windowed"},
+    {"maximised and restored", // by its button, and maximised by the window system
+     "click maxButton; see window visibility Maximized; click maxButton; see window visibility "
+     "Windowed; maximise; click maxButton; see window visibility Windowed"},
     {"encoder form shows the pod and writes it back",
      "connect; page 0; reply ee09000a0000050402010a000001; see ipaddresstext text 10.00.00.05; "
      "see bitratecombo displayText 1.5Mbit/s; see resolutioncombo displayText 1280x720; "
