@@ -97,7 +97,7 @@ void fuzz::run(Input input)
     s_abort = std::make_shared<AbortFlag>(false);
     s_naps = 0;
     const QString path = writeFile(QStringLiteral("stream"), input.rest());
-    const auto [stream, error] = openMediaStream({path, {}, s_abort});
+    const auto [stream, error, trouble] = openMediaStream({path, {}, s_abort});
     FUZZ_REQUIRE(error.isEmpty() == bool(stream));
     if (!stream)
         return;

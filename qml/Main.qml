@@ -38,6 +38,12 @@ ApplicationWindow {
     property bool isPodInfoValuesShow: false
 
     property bool streamStarted: false
+    // What the pod has told is no longer what it does.
+    readonly property bool podStateOld: !gimbalConnected || cMain.statusStale
+    // The press under way has closed a menu, a list or a box, and means nothing else.
+    property bool pressTaken: false
+    // Closing was asked for in spite of an upgrade under way.
+    property bool closeConfirmed: false
 
     width: 1080
     height: 720
@@ -53,11 +59,13 @@ ApplicationWindow {
         id: titleBarItem
         height: 20
         title: mainWindow.title
-        onCloseClicked: Qt.quit()
+        onCloseClicked: if (mainWindow.mayClose(() => Qt.quit())) Qt.quit()
         onMinimizeClicked: mainWindow.showMinimized()
         onMaximizeClicked: mainWindow.showMaximized()
         onNormalClicked: mainWindow.showNormal()
     }
+
+    onClosing: close => close.accepted = mayClose(() => mainWindow.close())
 
     onVisibilityChanged: visibility => {
         if (visibility !== Window.Minimized)
@@ -108,6 +116,7 @@ ApplicationWindow {
         case "rightup": cMain.moveRightUp(xSpeed, ySpeed); break;
         case "rightdown": cMain.moveRightDown(xSpeed, ySpeed); break;
         case "stop": cMain.stopMove(); break;
+        default: console.warn("未知的PTZ指令:", command);
         }
     }
 
@@ -145,6 +154,23 @@ ApplicationWindow {
 
     // Without its password.
     function shownUrl(url: string): string { return videoRenderer.masked(url); }
+
+    // The popup is gone before its press has been delivered to the end: to the video's handlers, too.
+    function takePress() {
+        pressTaken = true;
+        pressEnd.start();
+    }
+
+    // Closing in the middle of an upgrade can cost the pod its firmware: true once that was confirmed.
+    function mayClose(closeAgain: var): bool {
+        if (closeConfirmed || !podControlDrawer.upgradeRunning)
+            return true;
+        podControlDrawer.ask(Texts.closeInUpgrade, () => {
+            closeConfirmed = true;
+            closeAgain();
+        });
+        return false;
+    }
 
     function applyUrl(newUrl: string) {
         console.log("手动应用新 URL:", shownUrl(newUrl));
@@ -187,6 +213,11 @@ ApplicationWindow {
         id: steeringKeys
     }
 
+    Timer {
+        id: pressEnd
+        interval: 0
+        onTriggered: mainWindow.pressTaken = false
+    }
     Timer {
         id: reconnectTimer
         interval: 100
@@ -275,6 +306,7 @@ ApplicationWindow {
                 markers: dragMarkers
                 pointingEnabled: !videoRenderer.status.includes("重连")
                                  && !statusLine.text.includes("重连")
+                pictureLive: videoRenderer.playing && videoRenderer.contentRect.width > 0
             }
             VideoTrouble {
                 objectName: "videoTrouble"
@@ -341,6 +373,21 @@ ApplicationWindow {
         z: 1
         tipsBeside: podControlDrawer.visible ? podControlDrawer : podSettings
         onSettingsClicked: mainWindow.showDrawer(!podControlDrawer.visible)
+    }
+    LinkBanner {
+        id: linkBanner
+        objectName: "linkBanner"
+        // Between what stands at the left edge and the tool strip or the drawer.
+        readonly property real edge: 60
+        readonly property real room: Math.min(podInfo.freeWidth, podControlsTools.x) - edge
+                                     - mainWindow.margin
+        x: edge + (room - width) / 2
+        width: Math.min(420, room)
+        anchors.top: parent.top
+        anchors.topMargin: 50
+        z: 3
+        closing: podControlDrawer.linkClosing
+        onReconnectClicked: podControlDrawer.reconnect()
     }
     CloseTrackButton {
         id: closetrackbutton

@@ -44,6 +44,9 @@ Rectangle {
     readonly property int pagePositioning: 5
     readonly property int pageFirmwareUpdate: 6
 
+    readonly property bool upgradeRunning: onlineUpgrade.running || onlineUpgrade.localRunning
+    readonly property bool linkClosing: drawerActions.closing
+
     // The joystick, or null in a program without the joystick module. It works on every page.
     property QtObject joystick: null
 
@@ -63,6 +66,16 @@ Rectangle {
             pageLoader.active = true;
         else
             drawerActions.giveFocusBack();
+    }
+
+    // Does it only once the operator has confirmed.
+    function ask(question: string, action: var) {
+        customDialog.ask(question, action);
+    }
+
+    // To where the last link led.
+    function reconnect() {
+        linkOpener.openAgain();
     }
 
     // Nothing pressed on the drawer reaches the video below.

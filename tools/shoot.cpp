@@ -163,6 +163,11 @@ void shootStates(const QDir &folder)
     waitFor("silence", [&] { return scene.ui().backend().statusStale(); });
     scene.shoot(u"state-stale-link"_s);
     scene.pod().fault(u"status rate 25"_s);
+    scene.pod().fault(u"control drop rst"_s);
+    waitFor("lost link", [&] { return !scene.ui().backend().isConnected(); });
+    scene.shoot(u"state-lost-link"_s);
+    scene.ui().play(u"click reconnectButton"_s);
+    waitFor("link", [&] { return scene.ui().backend().isConnected(); });
     scene.pod().fault(u"video kill"_s);
     waitFor("lost video", [&] { return scene.ui().video()->isReconnecting(); });
     scene.shoot(u"state-lost-video"_s);
@@ -194,8 +199,8 @@ void shootUpgrade(const QDir &folder, const Language &language)
     Scene scene(folder, kThermalModel, language.index);
     UiHarness &ui = scene.ui();
     ui.play(
-        u"page 6; type filedirectionInput %1; type updateportslist %2; click comupdateButton"_s.arg(
-            firmware.fileName(), bootloader.ptyPath()));
+        u"page 6; type filedirectionInput %1; type updateportslist %2; click comupdateButton; see customDialog opened true; click dialogButton"_s
+            .arg(firmware.fileName(), bootloader.ptyPath()));
     waitFor("progress", [&] { return ui.backend().upgradeProgress() > kPercent; });
     scene.point(kNowhere);
     scene.shoot(u"upgrade-local"_s + language.suffix, scene.rectOf(u"podControlDrawer"_s));
@@ -254,6 +259,10 @@ void shootDrawer(const QDir &folder, const Language &language)
     ui.play(u"type ipInput 127.0.0.1"_s);
 
     scene.connectOverTcp();
+    ui.play(u"page 1; click uprightButton"_s);
+    scene.shoot(u"box-confirm"_s + language.suffix, scene.rectOf(u"podControlDrawer"_s));
+    ui.play(u"click dialogCancelButton"_s);
+    waitFor("closed box", [&] { return !ui.property(u"customDialog"_s, "visible").toBool(); });
     ui.play(u"page 0"_s);
     ask(
         "encoder", [&] { ui.play(u"click b7nQueryButton"_s); },

@@ -10,6 +10,8 @@ QtObject {
     required property MessageBox box
 
     property bool running: false
+    // The link is being closed on purpose, or replaced.
+    property bool closing: false
     property string refusal: ""
 
     readonly property bool hasBackend: typeof cMain !== "undefined" && cMain !== null
@@ -43,7 +45,17 @@ QtObject {
         return refusal === "";
     }
 
-    // Whoever closes the link ends first what it keeps moving.
+    // For an action that closes the link: what the link keeps moving ends first, and its end is no loss.
+    function performClosing(action: var, loud = true): bool {
+        endMotions();
+        closing = true;
+        try {
+            return perform(action, loud);
+        } finally {
+            closing = false;
+        }
+    }
+
     function endMotions() {
         if (typeof motion !== "undefined")
             motion.releaseAll();

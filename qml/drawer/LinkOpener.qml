@@ -11,6 +11,8 @@ Timer {
     property int value
     property string connectedText
     property string failedText
+    // What open() was given for the last link that came about.
+    property var last: null
 
     function open(type: string, target: string, value: int, connectedText: string, failedText: string) {
         opener.type = type;
@@ -21,19 +23,29 @@ Timer {
         start();
     }
 
+    function openAgain() {
+        if (running || last === null)
+            return;
+        const isTcp = last[0] === "TCP";
+        drawerActions.report(isTcp ? "tcpConnecting" : "serialConnecting", "orange",
+                             last[1] + (isTcp ? ":" : " ") + last[2]);
+        open(...last);
+    }
+
     interval: 50 // opening blocks: the line that says so is painted first
     onTriggered: {
         let opened = false;
         // Another opening may begin, with its own texts, before this one has ended.
+        const asked = [type, target, value, connectedText, failedText];
         const [done, failed] = [connectedText, failedText];
-        drawerActions.endMotions();
-        drawerActions.perform(() => {
+        drawerActions.performClosing(() => {
             opened = type === "TCP" ? cMain.connectTCP(target, value)
                                     : cMain.connectSerial(target, value);
         }, false);
         if (!drawerActions.hasBackend)
             return;
         if (opened) {
+            last = asked;
             drawerActions.report(done, "green");
             sendversiontimer.restart();
         } else {

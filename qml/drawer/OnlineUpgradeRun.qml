@@ -6,19 +6,27 @@ QtObject {
     id: run
 
     property int percent: 0
+    // The local upgrade's; the backend has one progress for both.
+    property int localPercent: 0
     readonly property bool waiting: upgradeDelayTimer.running
     // Between the backend's first and its last progress.
-    readonly property bool transferring: root.updateType === 0 && percent > 0 && percent < 100
+    readonly property bool transferring: percent > 0 && percent < 100
+    readonly property bool running: waiting || transferring
+                                    || (drawerActions.hasBackend && percent < 100
+                                        && (cMain.onlineUpgradeRunning ?? false))
+    readonly property bool localRunning: drawerActions.hasBackend && (cMain.localUpgradeRunning ?? false)
 
     function start() {
-        drawerActions.endMotions();
-        const closed = drawerActions.perform(() => {
+        if (localRunning)
+            return;
+        const closed = drawerActions.performClosing(() => {
             if (cMain.isConnected)
                 cMain.disconnect();
         });
         if (!closed)
             return;
         root.updateType = 0;
+        percent = 0;
         finishTimer.stop();
         cMain.message = "已关闭串口/TCP连接";
         drawerActions.report("linkClosed", "orange");
@@ -28,6 +36,7 @@ QtObject {
     function complete() {
         upgradeDelayTimer.stop();
         finishTimer.stop();
+        percent = 0;
         drawerActions.perform(() => cMain.completeUpdate());
     }
 
@@ -51,8 +60,12 @@ QtObject {
         function onUpgradeProgressChanged() {
             if (isNaN(cMain.upgradeProgress))
                 return;
+            if (root.updateType !== 0) {
+                run.localPercent = cMain.upgradeProgress;
+                return;
+            }
             run.percent = cMain.upgradeProgress;
-            if (root.updateType === 0 && run.percent >= 100)
+            if (run.percent >= 100)
                 run.finishTimer.restart();
         }
     }

@@ -32,6 +32,17 @@ QtObject {
     readonly property string connected: pick("已连接", "Connected")
     readonly property string disconnected: pick("未连接", "Disconnected")
     readonly property string stale: pick("超过 2 秒没有收到吊舱状态", "No pod status for more than 2 seconds")
+    readonly property string noPicture: pick("没有实时画面，点击无效", "No live picture: the click does nothing")
+    readonly property string linkLost: pick("控制链路已中断", "Control link lost")
+    readonly property string linkClosedByPod: pick("吊舱关闭了连接", "The pod closed the connection")
+    readonly property string reconnect: pick("重新连接", "Reconnect")
+    readonly property string tipReconnect: pick("重新连接到同一目标", "Connect to the same target again")
+    readonly property string closeInUpgrade: pick("固件正在升级，现在关闭可能损坏吊舱。\n仍要关闭？",
+        "A firmware update is running. Closing now may damage the pod.\nClose anyway?")
+    function since(seconds: int): string {
+        const time = Math.floor(seconds / 60) + ":" + String(seconds % 60).padStart(2, "0");
+        return pick("，已 ", " for ") + time;
+    }
     readonly property string settingsUnwritable: pick("设置无法保存：文件夹只读或磁盘已满",
         "Settings cannot be saved: the folder is read-only or the disk is full")
     function settingsDamaged(keptAs: string): string {
@@ -93,6 +104,9 @@ QtObject {
     readonly property string backendMissing: pick("错误: cMain 未初始化",
         "Error: cMain is not initialised")
     readonly property string ok: pick("确定", "OK")
+    readonly property string cancel: pick("取消", "Cancel")
+    readonly property string tipCancel: pick("不执行", "Do nothing")
+    readonly property string tipConfirm: pick("执行", "Do it")
     readonly property string notChosen: pick("未选择", "not chosen")
     readonly property string apply: pick("应用", "Set")
     readonly property string set: pick("设置", "Set")
@@ -161,6 +175,7 @@ QtObject {
     // Drawer: gimbal
     readonly property string gimbalSection: pick("云台", "Gimbal")
     readonly property string reboot: pick("云台重启", "Reboot")
+    readonly property string rebootNotice: pick("云台将重启，期间无法控制", "The gimbal restarts and cannot be controlled meanwhile")
     readonly property string rebootSent: pick("云台重启指令已发送", "The reboot command was sent")
     readonly property string information: pick("数据显示", "Infomation")
     readonly property string upright: pick("正置模式", "Upright Mode")
@@ -306,6 +321,8 @@ QtObject {
     readonly property string linkClosed: pick("已关闭串口/TCP连接", "The serial/TCP connection was closed")
     readonly property string updateStarts: pick("5秒后开始升级", "The update starts in 5 seconds")
     readonly property string updateFinished: pick("固件已发送完成", "The firmware was sent")
+    readonly property string onlineNotice: pick("将断开连接并从服务器升级固件，期间不要断电", "The connection is closed and the firmware is updated from the server. Do not cut the power meanwhile.")
+    readonly property string localNotice: pick("将通过串口写入固件，期间不要断电", "The firmware is written over the serial port. Do not cut the power meanwhile.")
     readonly property string noFile: pick("请选择固件文件", "Please choose a firmware file")
     readonly property string chooseFile: pick("选择文件", "Select File")
     readonly property string allFiles: pick("所有文件 (*.*)", "All Files (*.*)")

@@ -18,6 +18,7 @@ QtObject {
     readonly property color linkState: "green"
     readonly property color linkChip: "#FFFFFF"
     readonly property color linkGround: "#E6000000"
+    readonly property color alarm: "#E6B00020"
     // What was true once, but has not been heard of for a while.
     readonly property color stale: "orange"
 

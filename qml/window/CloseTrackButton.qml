@@ -24,7 +24,7 @@ Item {
             color: closeTrackBtn.pressed ? Theme.titleHovered : Theme.panel
             radius: Theme.radius
             border.width: 1
-            border.color: closeTrackBtn.hovered ? Theme.value : Theme.outline
+            border.color: mainWindow.podStateOld ? Theme.stale : closeTrackBtn.hovered ? Theme.value : Theme.outline
         }
 
         StripIcon {

@@ -5,6 +5,6 @@ import "../style"
 // A value of the overlay; marked while the pod has not been heard of.
 Text {
     Layout.fillWidth: true
-    color: cMain.statusStale ? Theme.stale : Theme.value
+    color: mainWindow.podStateOld ? Theme.stale : Theme.value
     font.pixelSize: 13
 }

@@ -52,6 +52,7 @@ Rectangle {
     Tip {
         edge: Qt.RightEdge
         shown: hover.hovered
-        text: cMain.statusStale ? Texts.stale : Texts.podInfo
+        text: cMain.statusStale ? Texts.stale
+                                : mainWindow.podStateOld ? Texts.disconnected : Texts.podInfo
     }
 }

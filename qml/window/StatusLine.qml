@@ -31,6 +31,15 @@ Rectangle {
         reportTimer.restart();
     }
 
+    // The same, of something that leaves the video's state as it is: said once for several clicks, and
+    // the state is told again after it.
+    function reportForAWhile(name: string, color: color) {
+        if (reportTimer.running && text === Texts[name])
+            return;
+        report(name, color);
+        videoStateDue = true;
+    }
+
     function showError(text: var) {
         show(text, Theme.statusError);
         errorTimer.restart();

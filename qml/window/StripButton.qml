@@ -8,12 +8,16 @@ Rectangle {
     property alias icon: image.source
     property string tip: ""
     property bool menuOpen: false
+    // What the icon tells was true once, but has not been heard of for a while.
+    property bool old: false
 
     signal clicked()
 
     width: visible ? parent.width : 0
     height: visible ? Theme.buttonHeight : 0
     radius: Theme.radius
+    border.width: old ? 1 : 0
+    border.color: Theme.stale
     color: menuOpen ? Theme.pressed : mouse.shade
 
     StripIcon {

@@ -3,7 +3,8 @@ import QtQuick.Controls
 import "../style"
 
 // A menu of the tool strip, opened to the left of its button. The keyboard stays with the video,
-// so that the keys steer while a menu is open; the video closes it on Escape.
+// so that the keys steer while a menu is open; the video closes it on Escape. Modal, so that the press
+// that closes it does nothing else: it neither points nor opens the menu again.
 Popup {
     id: stripMenu
 
@@ -12,10 +13,13 @@ Popup {
     width: 55
     padding: 0
     margins: Theme.gap
+    modal: true
+    dim: false
     closePolicy: Popup.CloseOnEscape | Popup.CloseOnPressOutside
 
     // No fading: as long as it lasts the window takes no click.
     exit: Transition {}
+    onAboutToHide: mainWindow.takePress()
     background: Rectangle {
         color: Theme.strip
         radius: Theme.panelRadius

@@ -47,6 +47,7 @@ Rectangle {
             icon: mainWindow.showB7NRecordStatus ? "qrc:/src/image/pause-solid.svg"
                                                  : "qrc:/src/image/record.png"
             tip: mainWindow.showB7NRecordStatus ? Texts.stopRecord : Texts.startRecord
+            old: mainWindow.showB7NRecordStatus && mainWindow.podStateOld
             onClicked: {
                 if (mainWindow.showB7NRecordStatus) {
                     console.log("停止录像");
@@ -150,7 +151,7 @@ Rectangle {
                 objectName: "zoomText"
                 anchors.centerIn: parent
                 text: cMain.zoomint + "X"
-                color: "#FFFFFF"
+                color: mainWindow.podStateOld ? Theme.stale : "#FFFFFF"
                 font.bold: true
                 font.pixelSize: 16
             }

@@ -1,6 +1,7 @@
 import QtQuick
 import MotionGuard
 import VideoRenderer
+import "../style"
 
 // What the pointer does on the video: click to point or track, drag to steer, wheel to zoom.
 Item {
@@ -10,9 +11,15 @@ Item {
     required property DragMarkers markers
     // While the stream is being reconnected a click would point at a picture that is not there.
     required property bool pointingEnabled
+    // What is shown is what the camera sees now.
+    required property bool pictureLive
 
     readonly property int deadZone: 10 // pixels on either axis
     readonly property int pointMax: 255
+    // A press so soon after the window came to the front is the one that brought it there.
+    readonly property int activationMs: 300
+    property real activatedAt: 0
+    property real pressedAt: 0
     readonly property string dragSource: "drag"
     readonly property string wheelSource: "wheel"
 
@@ -32,9 +39,12 @@ Item {
                         scaled(position.y - picture.y, picture.height));
     }
 
+    // Only a deliberate click points: not the second of a double click, by which time the first has
+    // turned the picture away, and not the one that brings the window to the front.
     function click(position: point) {
         const target = pointAt(position);
-        if (target === null || dragHandler.active)
+        if (target === null || dragHandler.active || tapHandler.tapCount > 1
+                || pressedAt - activatedAt < activationMs)
             return;
         console.log("点击移动到:", target.x, target.y);
         mainWindow.sendPtzCommand(cMain.isTracking ? "track" : "moveto", target.x, target.y);
@@ -94,15 +104,24 @@ Item {
     TapHandler {
         id: tapHandler
         acceptedButtons: Qt.LeftButton
-        enabled: gestures.pointingEnabled
+        enabled: gestures.pointingEnabled && gestures.pictureLive && !mainWindow.pressTaken
         onTapped: eventPoint => {
             gestures.video.forceActiveFocus();
             gestures.click(eventPoint.position);
         }
     }
     TapHandler {
+        acceptedButtons: Qt.LeftButton
+        enabled: !tapHandler.enabled && !mainWindow.pressTaken
+        onTapped: {
+            gestures.video.forceActiveFocus();
+            statusLine.reportForAWhile("noPicture", Theme.statusWarning);
+        }
+    }
+    TapHandler {
         id: tapHandler2
         acceptedButtons: Qt.RightButton
+        enabled: !mainWindow.pressTaken
         onTapped: cMain.pointtrackstop()
     }
     DragHandler {
@@ -124,6 +143,8 @@ Item {
     PointHandler {
         id: ownPress
         acceptedButtons: Qt.LeftButton
+        enabled: !mainWindow.pressTaken
+        onActiveChanged: if (active) gestures.pressedAt = Date.now()
     }
     WheelHandler {
         id: wheelHandler
@@ -170,6 +191,13 @@ Item {
         }
     }
 
+    Connections {
+        target: mainWindow
+        function onActiveChanged() {
+            if (mainWindow.active)
+                gestures.activatedAt = Date.now();
+        }
+    }
     Connections {
         target: motion
         function onAllReleased() {

@@ -8,9 +8,13 @@
 #include <QAbstractSocket>
 #include <QDateTime>
 #include <QDebug>
+#include <QDir>
+#include <QFileInfo>
 #include <QScopedValueRollback>
 #include <QSerialPort>
 #include <QSerialPortInfo>
+
+#include <algorithm>
 
 namespace {
 
@@ -54,6 +58,8 @@ CMain::CMain(QObject *parent)
     connect(m_onlineUpgrade, &OnlineUpgrade::portMessage, this, &CMain::setMessage);
     connect(m_onlineUpgrade, &OnlineUpgrade::message, this, &CMain::onShowMessage);
     connect(m_onlineUpgrade, &OnlineUpgrade::progress, this, &CMain::updateProgress);
+    connect(m_onlineUpgrade, &OnlineUpgrade::runningChanged, this,
+            &CMain::onlineUpgradeRunningChanged);
 }
 
 CMain::~CMain()
@@ -185,6 +191,18 @@ void CMain::disconnect()
     if (m_transport->isConnected() || m_isOpeningLink)
         closeLink();
     QTimer::singleShot(kDisconnectGuardMs, this, [this] { m_disconnecting = false; });
+}
+
+bool CMain::isSerialPort(const QString &name) const
+{
+    const auto ports = QSerialPortInfo::availablePorts();
+    return std::any_of(ports.begin(), ports.end(),
+                       [&name](const QSerialPortInfo &port) {
+                           return name.compare(port.portName(), Qt::CaseInsensitive) == 0
+                                  || name == port.systemLocation();
+                       })
+           || (QDir::isAbsolutePath(name) && QFileInfo::exists(name) && !QFileInfo(name).isFile()
+               && !QFileInfo(name).isDir());
 }
 
 QVariantList CMain::getAvailablePorts()
@@ -359,3 +377,5 @@ void CMain::updateFirmwareByCom(const QString &portname, int baud, const QString
 QString CMain::localUpgradeText() const { return m_localUpgrade->statusText(); }
 
 bool CMain::localUpgradeRunning() const { return m_localUpgrade->isRunning(); }
+
+bool CMain::onlineUpgradeRunning() const { return m_onlineUpgrade->isRunning(); }

@@ -72,6 +72,7 @@ class CMain : public QObject
     Q_PROPERTY(QVariantList sbusChannels READ sbusChannels NOTIFY sbusPitchIndexChanged FINAL)
     Q_PROPERTY(QString localUpgradeText READ localUpgradeText NOTIFY localUpgradeTextChanged FINAL)
     Q_PROPERTY(bool localUpgradeRunning READ localUpgradeRunning NOTIFY localUpgradeTextChanged FINAL)
+    Q_PROPERTY(bool onlineUpgradeRunning READ onlineUpgradeRunning NOTIFY onlineUpgradeRunningChanged FINAL)
     // clang-format on
 
 public:
@@ -193,6 +194,10 @@ public:
     // Map
     Q_INVOKABLE QJsonObject getMapData();
 
+    /// Whether a serial port can be opened by this name: one in the system's list, or the path of
+    /// an existing device.
+    Q_INVOKABLE bool isSerialPort(const QString &name) const;
+
     QString message() const { return m_message; }
     double yaw() const { return m_yaw; }
     double pitch() const { return m_pitch; }
@@ -242,6 +247,8 @@ public:
     /// What the local upgrade does, or how the last one ended or why it was refused.
     QString localUpgradeText() const;
     bool localUpgradeRunning() const;
+    /// From its begin to completeUpdate(), or to a failure to begin.
+    bool onlineUpgradeRunning() const;
 
     /// As the command's invokable does; false when there is no link. Of an SBUS query the answer is
     /// awaited by querySbusData() alone.
@@ -282,6 +289,7 @@ signals:
     void isEE0AChanged();
     void statusStaleChanged();
     void localUpgradeTextChanged();
+    void onlineUpgradeRunningChanged();
 
 public slots:
     /// Keeps a text for the operator; an empty one is ignored, it never clears the last message.

@@ -12,7 +12,8 @@ void(bool): connectionChanged; void(QString): connectionTypeChanged; void(QVaria
 sbusDataReady; void(QString): sbusDataError messageChanged; void(int): upgradeProgressChanged;
 void(): attitudeChanged statusChanged zoomChanged trackingChanged targetChanged planeChanged
 versionChanged b7nIPAddressChanged sbusPitchIndexChanged isTrackingChanged isManualFocusChanged
-moveSpeedChanged languageIndexChanged isEE0AChanged statusStaleChanged localUpgradeTextChanged;
+moveSpeedChanged languageIndexChanged isEE0AChanged statusStaleChanged localUpgradeTextChanged
+onlineUpgradeRunningChanged;
 void(QString): onShowMessage; void(int): updateProgress; void(QByteArray): handleDataReceived;
 void(QString): handleCommunicationError; void(bool): handleCommunicationConnectionChanged; bool()
 const: isConnected; QString() const: connectionType; void(QString): setConnectionType;
@@ -30,7 +31,8 @@ clearFrogOpen electronicZoomClose electronicZoomOpen laserLightClose laserLightO
 setKjgZoomTo setRcxZoomTo; void(): gimbalSetOn gimbalSetOff gimbalSetReboot; void(int,int):
 gimbalSetToPitchYaw; void(int): setHZH setWC; void(): rtspRecovery; void(int): setProtocl
 setFrequency adjust_up adjust_down adjust_left adjust_right; void(): beginUpdate completeUpdate;
-void(QString,int,QString): updateFirmwareByCom; QJsonObject(): getMapData; bool R connectionChanged:
+void(QString,int,QString): updateFirmwareByCom; QJsonObject(): getMapData; bool(QString)
+const: isSerialPort; bool R connectionChanged:
 isConnected; QString RW messageChanged: message; QString RW connectionTypeChanged: connectionType;
 double R attitudeChanged: yaw pitch roll; bool R statusChanged: recording; QString R statusChanged:
 workMode; double R zoomChanged: zoom zoomint; bool R trackingChanged: tracking; double R
@@ -46,7 +48,7 @@ sbusDownIndex sbusHomeIndex sbusPhotoIndex sbusTargetIndex sbusHzhWcIndex sbusRc
 sbusLaserDistanceIndex sbusLaserLightIndex sbusOsdIndex; bool R FINAL statusStaleChanged:
 statusStale; QVariantList R FINAL sbusPitchIndexChanged: sbusChannels; QString R FINAL
 localUpgradeTextChanged: localUpgradeText; bool R FINAL localUpgradeTextChanged:
-localUpgradeRunning)";
+localUpgradeRunning; bool R FINAL onlineUpgradeRunningChanged: onlineUpgradeRunning)";
 
 /// The members of a class in this form, group by group.
 inline QStringList memberGroupsOf(const QMetaObject &meta)

@@ -65,6 +65,7 @@ void upgradeBySilentServer(Flight &f, const QString &silenceMs)
     f.ask(u"upgrade cMain %1 %2"_s.arg(peers.ptyPath()).arg(peers.upgradePort()));
     f.openDrawer(6);
     f.click("updateButton");
+    f.click("dialogButton");
     f.expectSoon([&f] { return f.get("cMain", "message").contains("UID"_L1); },
                  u"the UID is not shown"_s);
     f.lastFor(silenceMs.toInt());

@@ -58,9 +58,18 @@ constexpr auto kFrames = std::to_array<Row>({
     {"down W; repeat W; repeat W; up W", "00 08 00 80, 00 00 00 00"},
     // The drawer; each switch to its other state and back
     {"page 0; click b7nQueryButton", "21 01 00 00"},
-    {"page 1; click rebootButton", "22 02 00 00"},
-    {"page 1; click uprightButton", "13 07 00 00"},
-    {"page 1; click invertedButton", "13 08 00 00"},
+    // Only after a yes; Enter is one, and all else is none
+    {"page 1; click rebootButton; box 云台将重启; click dialogButton", "22 02 00 00"},
+    {"page 1; click uprightButton; tap Return", "13 07 00 00"},
+    {"page 1; click invertedButton; tap Escape; click rebootButton; click dialogCancelButton; "
+     "click invertedButton; click dialogButton",
+     "13 08 00 00"},
+    // Enter in a field leaves the link alone
+    {"page 0; type ipInput 1.2.3.4; tap Return; type portInput 9; tap Return; tap A",
+     "00 04 80 00, 00 00 00 00"},
+    // The second press on a button closes its menu
+    {"menu wcbutton wcMenu; click wcbutton; see wcMenu visible false; tap S",
+     "00 10 00 80, 00 00 00 00"},
     {"backend moveSpeed 37; tap A; backend moveSpeed 128", "00 04 25 00, 00 00 00 00"},
     {"backend moveSpeed 37; page 1; click podsportspeedslider; tap A", "00 04 80 00, 00 00 00 00"},
     {"page 1; pick comboboxprotocoltype 1", "20 01 01 00"},
@@ -98,7 +107,12 @@ constexpr auto kRefusals = std::to_array<Row>({
     {"cut; page 0; type portInput 0; click tcpButton", "请输入正确的端口 (1-65535)"},
     {"cut; page 0; type portInput 65536; click tcpButton", "请输入正确的端口 (1-65535)"},
     {"page 0; type portslist; click comButton", "错误: 没有选择有效的串口"},
-    {"page 0; type baudRateInput; click comButton", "请输入正确的波特率"},
+    {"cut; page 1; click rebootButton; box 云台将重启; click dialogButton", "未连接，无法发送数据"},
+    // There is no such port, and the link that there is stays
+    {"page 0; click comButton; see tcpButton text 断开; see statusText text 错误: "
+     "没有选择有效的串口",
+     "错误: 没有选择有效的串口"},
+    {"page 0; type portslist /dev/null; type baudRateInput; click comButton", "请输入正确的波特率"},
     {"page 0; type ipaddresstext 1.2.3.4; click b7nSetButton",
      "请输入或选择正确的IP地址，网关，码率，分辨率和编码方式"},
     {"page 1; type pitchInput; click turnToButton", "请输入正确的俯仰和航向角度"},

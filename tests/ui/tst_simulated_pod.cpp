@@ -13,6 +13,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr int kWaitMs = 60000;
+constexpr int kActivationMs = 400;
 constexpr QSize kWide{1400, 600};                        // bars left and right of the picture
 constexpr QSize kTall{900, 900};                         // and above and below it
 const QString kSteering = u"00 08 00 80, 00 00 00 00"_s; // W, tapped
@@ -108,9 +109,25 @@ void TestSimulatedPod::clickOnAControlPointsNowhere()
     m_ui->play(u"backend isManualFocus 1; "_s
                + steps.arg(u"plusButton"_s, focus + focus + kSteering));
     m_ui->play(u"set podControlDrawer visible 1; "_s + steps.arg(u"podControlDrawer"_s, kSteering));
-    clickPicture({0.1, 0.5});
+    // What closes a menu, a list or a box does nothing else; nor does what activates the window.
+    m_ui->play(u"set podControlDrawer visible 0"_s);
+    for (const char *opening : {"menu zoomButton zoomMenu", "page 1; click comboboxfrequency",
+                                "set podControlDrawer visible 1; click uprightButton; box 切换"}) {
+        const QString after = QString::fromUtf8(opening) + u"; %1; tap W; sent "_s + kSteering;
+        m_ui->play(after.arg(u"click videoRenderer"_s));
+        m_ui->play(after.arg(u"press videoRenderer; dragto 60 0; drop 60 0"_s));
+    }
+    m_ui->play(u"set podControlDrawer visible 0; deactivate; activate; click videoRenderer; tap W; "
+               "sent "_s
+               + kSteering);
+    QTest::qWait(kActivationMs); // after which a click is meant
+    QTest::mouseDClick(m_ui->window(), Qt::LeftButton, {}, m_ui->centre(u"videoRenderer"_s));
     QVERIFY(m_ui->pod().next(1).startsWith(u"10 00 "));
+    m_ui->play(u"tap W; sent "_s + kSteering);
+    // Without a picture a click is answered in the status line.
     m_ui->video()->stop();
+    m_ui->play(u"click videoRenderer; see statusText text 没有实时画面，点击无效; tap W; sent "_s
+               + kSteering);
 }
 
 void TestSimulatedPod::onlineUpgrade()
@@ -127,8 +144,10 @@ void TestSimulatedPod::onlineUpgrade()
     environment.worker.serverPort = sim.upgradePort();
     ui.backend().onlineUpgrade()->setEnvironment(environment);
     // The pod's port is the bootloader's now, and leaving the page does not strand the run.
-    ui.play(u"page 6; click updateButton; see window gimbalConnected false; page 0; page 6; "
-            "see updateButton enabled false"_s);
+    ui.play(u"page 6; click updateButton; box 将断开; click dialogButton; see window "
+            u"gimbalConnected false; "
+            u"page 0; page 6; "
+            "see updateButton enabled false; see comupdateButton enabled false"_s);
     QTRY_COMPARE_WITH_TIMEOUT(ui.backend().upgradeProgress(), 101, kWaitMs);
     QTRY_COMPARE_WITH_TIMEOUT(contentOf(m_received), m_bytes, kWaitMs);
     ui.play(u"see progressBackground shown 100; click completeButton; "
@@ -140,13 +159,17 @@ void TestSimulatedPod::localUpgrade()
 {
     const PodSim sim({u"--bootloader"_s, u"--image"_s, m_received});
     UiHarness ui;
-    ui.play(
-        u"page 6; type filedirectionInput %1; type updateportslist %2; click comupdateButton"_s.arg(
-            m_image, sim.ptyPath()));
+    ui.play(u"page 6; type filedirectionInput %1; type updateportslist %2; click comupdateButton; "
+            "tap Return; see updateButton enabled false; close; box 固件正在升级; tap Escape; "
+            "see window visible true"_s.arg(m_image, sim.ptyPath()));
     QTRY_COMPARE_WITH_TIMEOUT(ui.backend().upgradeProgress(), 100, kWaitMs);
     QCOMPARE(contentOf(m_received), m_bytes);
     ui.play(u"see localUpgradeText text "_s + ui.backend().localUpgradeText());
     QVERIFY(!ui.backend().localUpgradeRunning());
+    // One that had ended in the middle leaves no mark on the other kind.
+    ui.backend().updateProgress(57);
+    ui.play(
+        u"click updateButton; box 将断开; click dialogButton; see progressBackground percent 0"_s);
 }
 
 QTEST_MAIN(TestSimulatedPod)

@@ -28,9 +28,9 @@ constexpr auto kRows = std::to_array<Row>({
      "reply ee01000000000000002efb0301000000000000000000000000010000; "
      "see yawValue text -123.4; see zoomText text 3X; see recordbutton icon pause-solid.svg; "
      "see imageLoader source tingzhigenzong.png; click recordbutton; sent 12 02 00 00; "
-     "see yawValue color #ffa500; "
+     "see yawValue color #ffa500; see zoomText color #ffa500; see recordbutton old true; "
      "reply ee010000000000000000000000000000000000000000000000000000; "
-     "see yawValue color #ffffff"},
+     "see yawValue color #ffffff; cut; see yawValue color #ffa500; see zoomText color #ffa500"},
     {"stored settings",
      "see videoRenderer source bad://stream; page 0; see ipInput text 10.1.2.3; "
      "see portInput text 4001; see baudRateInput text 57600; page 1; "
@@ -107,6 +107,7 @@ private slots:
         UiHarness(settings, false).play(steps);
     }
     void linkFormsConnectStoreAndTell();
+    void unknownCommandIsWarnedOf();
     void pageTurnedWhileConnecting();
     void languageChangesEverythingAndIsKept();
     void joystickIsAssigned();
@@ -131,10 +132,24 @@ void TestWindow::linkFormsConnectStoreAndTell()
     const QString greeting = ui.pod().next(2);
     QVERIFY2(greeting.startsWith(u"ee 83 0a "_s) && greeting.endsWith(u", 1e 02 00 00"_s),
              qPrintable(greeting));
-    ui.play(u"page 0; click tcpButton; see statusText text TCP 连接已断开; "
-            "type portslist /dev/no-such-port; click comButton; kept COM/baudRate 115200; "
+    ui.play(u"cut; see linkBanner visible true; see statusText color #ff0000; "
+            "see linkBannerText text 控制链路已中断，已 0:01; click reconnectButton; "
+            "see linkBanner visible false; see statusText text TCP 连接成功; "
+            // Closed on purpose it is no loss.
+            "page 0; click tcpButton; see statusText text TCP 连接已断开; "
+            "see linkBanner visible false; type portslist /dev/null; click comButton; kept "
+            "COM/baudRate 115200; "
             "box 串口连接失败"_s);
     QVERIFY(!ui.backend().isConnected());
+}
+
+void TestWindow::unknownCommandIsWarnedOf()
+{
+    UiHarness ui;
+    QTest::ignoreMessage(QtWarningMsg, "未知的PTZ指令: upp");
+    QMetaObject::invokeMethod(ui.window(), "sendPtzCommand", Q_ARG(QVariant, u"upp"_s),
+                              Q_ARG(QVariant, {}), Q_ARG(QVariant, {}));
+    ui.play(u"tap W; sent 00 08 00 80, 00 00 00 00"_s);
 }
 
 void TestWindow::pageTurnedWhileConnecting()

@@ -113,8 +113,15 @@ ComboBox {
         height: Math.min(contentItem.implicitHeight + 2, 8 * Theme.drawerRowHeight)
         margins: 4
         exit: Transition {} // see StripMenu
+        onAboutToHide: mainWindow.takePress()
+        modal: true // so is this
+        dim: false
         padding: 1
-        onAboutToShow: box.aboutToOpen()
+        // The box itself is outside of a modal list; the combo box sets a policy of its own.
+        onAboutToShow: {
+            closePolicy = Popup.CloseOnEscape | Popup.CloseOnPressOutside;
+            box.aboutToOpen();
+        }
         onClosed: {
             if (!box.editable)
                 drawerActions.giveFocusBack();

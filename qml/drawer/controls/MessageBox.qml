@@ -3,13 +3,34 @@ import QtQuick.Controls
 import QtQuick.Layouts
 import "../../style"
 
-// One text and one button. Escape and a press outside close it too.
+// One text and one button. Escape and a press outside close it too. A question has a second button:
+// what it asks about is done when the first, or Enter, confirms it, and by nothing else.
 Popup {
     id: box
 
+    // What waits for the answer, or null.
+    property var action: null
+
     function show(text: string) {
+        action = null;
+        put(text);
+    }
+
+    function ask(question: string, action: var) {
+        box.action = action;
+        put(question);
+    }
+
+    function put(text: string) {
         dialogText.text = text.split("\n").map(Texts.translated).join("\n");
         open();
+    }
+
+    function confirm() {
+        const confirmed = action;
+        close();
+        if (confirmed)
+            confirmed();
     }
 
     objectName: "customDialog"
@@ -20,9 +41,14 @@ Popup {
     padding: 12
     modal: true
     exit: Transition {} // see StripMenu
+    onAboutToHide: mainWindow.takePress()
     focus: true
     closePolicy: Popup.CloseOnEscape | Popup.CloseOnPressOutside
-    onClosed: drawerActions.giveFocusBack()
+    onClosed: {
+        if (!opened)
+            action = null;
+        drawerActions.giveFocusBack();
+    }
 
     background: Rectangle {
         color: Theme.drawerCard
@@ -46,21 +72,34 @@ Popup {
             verticalAlignment: Text.AlignVCenter
             wrapMode: Text.Wrap
         }
-        DrawerButton {
-            objectName: "dialogButton"
+        Row {
             Layout.alignment: Qt.AlignHCenter
-            Layout.preferredWidth: 90
-            primary: true
-            text: Texts.ok
-            tip: Texts.tipClose
-            onClicked: box.close()
+            spacing: Theme.drawerSpacing
+
+            DrawerButton {
+                objectName: "dialogButton"
+                width: 90
+                primary: true
+                text: Texts.ok
+                tip: box.action ? Texts.tipConfirm : Texts.tipClose
+                onClicked: box.confirm()
+            }
+            DrawerButton {
+                objectName: "dialogCancelButton"
+                width: 90
+                text: Texts.cancel
+                tip: Texts.tipCancel
+                visible: box.action !== null
+                onClicked: box.close()
+            }
         }
     }
 
-    // Enter is the button's key.
+    // Enter is the button's key; the Enter that opened the box, held, is no answer to it.
     Shortcut {
-        enabled: box.opened
+        enabled: box.visible
+        autoRepeat: false
         sequences: ["Return", "Enter"]
-        onActivated: box.close()
+        onActivated: box.confirm()
     }
 }

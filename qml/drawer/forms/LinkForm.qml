@@ -27,19 +27,29 @@ Section {
     property alias fields: fieldColumn.data
 
     function connectOrDisconnect() {
-        if (linked) {
+        if (linked)
             closeNow();
-            return;
-        }
+        else
+            connectNow();
+    }
+
+    // Enter in a field: it must not drop a link that works, neither this one nor the other.
+    function connectByKey() {
+        if (drawerActions.hasBackend && !cMain.isConnected)
+            connectNow();
+        else
+            drawerActions.giveFocusBack();
+    }
+
+    function connectNow() {
         const link = linkOpener.running ? null : prepare();
         if (link)
             linkOpener.open(type, link.target, link.value, connectedText, failedText);
     }
 
     function closeNow() {
-        drawerActions.endMotions();
         // The backend refuses a second disconnection soon after the first.
-        if (!drawerActions.perform(() => cMain.disconnect()) || linked)
+        if (!drawerActions.performClosing(() => cMain.disconnect()) || linked)
             return;
         console.log(closedLog);
         drawerActions.report(closedText, "orange");

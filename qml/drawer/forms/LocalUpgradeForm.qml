@@ -9,7 +9,7 @@ Section {
     id: form
 
     readonly property string defaultBaudRate: "115200"
-    readonly property bool running: drawerActions.hasBackend && (cMain.localUpgradeRunning ?? false)
+    readonly property bool running: onlineUpgrade.localRunning
 
     // "file:///C:/x" is C:/x, "file:///home/x" is /home/x.
     function localPath(url: string): string {
@@ -26,9 +26,15 @@ Section {
                                           : port === "" ? Texts.noPort : Texts.badBaudRate);
             return;
         }
+        customDialog.ask(Texts.localNotice, () => form.write(port, baudRate, path));
+    }
+
+    function write(port: string, baudRate: int, path: string) {
+        if (onlineUpgrade.running || onlineUpgrade.localRunning)
+            return; // begun while the question was open
         root.updateType = 1;
-        drawerActions.endMotions();
-        drawerActions.perform(() => cMain.updateFirmwareByCom(port, baudRate, path));
+        onlineUpgrade.localPercent = 0;
+        drawerActions.performClosing(() => cMain.updateFirmwareByCom(port, baudRate, path));
     }
 
     function reset() {
@@ -92,7 +98,7 @@ Section {
     DrawerProgress {
         objectName: "progressBar_fmw_2"
         Layout.fillWidth: true
-        percent: root.updateType === 1 ? onlineUpgrade.percent : 0
+        percent: onlineUpgrade.localPercent
     }
     Text {
         objectName: "localUpgradeText"
@@ -115,7 +121,7 @@ Section {
         DrawerButton {
             id: comupdateButton
             objectName: "comupdateButton"
-            enabled: !form.running
+            enabled: !form.running && !onlineUpgrade.running
             primary: true
             text: Texts.update
             tip: Texts.tipLocalUpdate

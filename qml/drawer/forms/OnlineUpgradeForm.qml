@@ -24,17 +24,18 @@ Section {
         id: progressBackground
         objectName: "progressBackground"
         Layout.fillWidth: true
-        percent: root.updateType === 0 ? onlineUpgrade.percent : 0
+        percent: onlineUpgrade.percent
     }
     ButtonRow {
         DrawerButton {
             id: updateButton
             objectName: "updateButton"
             enabled: !onlineUpgrade.waiting && !onlineUpgrade.transferring
+                     && !onlineUpgrade.localRunning
             primary: true
             text: Texts.update
             tip: Texts.tipUpdate
-            onClicked: onlineUpgrade.start()
+            onClicked: customDialog.ask(Texts.onlineNotice, () => onlineUpgrade.start())
         }
         DrawerButton {
             id: completeButton

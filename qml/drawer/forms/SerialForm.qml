@@ -14,7 +14,8 @@ LinkForm {
     buttonTip: Texts.tipSerial
 
     function prepare(): var {
-        if (portslist.portName === "") {
+        // Before the link that is open, if any, gives way to it.
+        if (drawerActions.hasBackend && !cMain.isSerialPort(portslist.portName)) {
             drawerActions.report("noPort", "red");
             customDialog.show(Texts.noPort);
             return null;

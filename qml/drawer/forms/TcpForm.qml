@@ -37,7 +37,7 @@ LinkForm {
             Layout.minimumWidth: 116
             text: mainWindow.oldDeviceIp
             tip: Texts.tipTcpAddress
-            onAccepted: form.connectOrDisconnect()
+            onAccepted: form.connectByKey()
         },
         Text {
             color: Theme.drawerText
@@ -52,7 +52,7 @@ LinkForm {
             inputMethodHints: Qt.ImhDigitsOnly
             text: mainWindow.oldDevicePort
             tip: Texts.tipTcpPort
-            onAccepted: form.connectOrDisconnect()
+            onAccepted: form.connectByKey()
         }
     ]
 }

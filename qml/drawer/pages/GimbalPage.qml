@@ -23,10 +23,10 @@ DrawerPage {
                 Layout.preferredWidth: 1
                 text: Texts.reboot
                 tip: Texts.tipReboot
-                onClicked: {
+                onClicked: customDialog.ask(Texts.rebootNotice, () => {
                     if (drawerActions.perform(() => cMain.gimbalSetReboot()))
-                        customDialog.show(Texts.rebootSent);
-                }
+                        drawerActions.report("rebootSent", "green");
+                })
             }
             DrawerButton {
                 objectName: "informationButton"
@@ -46,10 +46,8 @@ DrawerPage {
                 Layout.preferredWidth: 1
                 text: Texts.upright
                 tip: Texts.tipUpright
-                onClicked: {
-                    if (drawerActions.perform(() => cMain.modeUpward()))
-                        customDialog.show(Texts.uprightNotice);
-                }
+                onClicked: customDialog.ask(Texts.uprightNotice,
+                    () => drawerActions.perform(() => cMain.modeUpward()))
             }
             DrawerButton {
                 objectName: "invertedButton"
@@ -57,10 +55,8 @@ DrawerPage {
                 Layout.preferredWidth: 1
                 text: Texts.inverted
                 tip: Texts.tipInverted
-                onClicked: {
-                    if (drawerActions.perform(() => cMain.modeDownward()))
-                        customDialog.show(Texts.invertedNotice);
-                }
+                onClicked: customDialog.ask(Texts.invertedNotice,
+                    () => drawerActions.perform(() => cMain.modeDownward()))
             }
         }
         FormRow {

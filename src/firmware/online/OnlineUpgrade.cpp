@@ -55,6 +55,7 @@ void OnlineUpgrade::startWorker(const QString &portName)
             stop();
     });
     m_worker->beginUpgrade();
+    emit runningChanged();
 }
 
 void OnlineUpgrade::stop()
@@ -67,4 +68,5 @@ void OnlineUpgrade::stop()
     // Later, since a slot of theirs may be what called.
     std::exchange(m_worker, nullptr)->deleteLater();
     std::exchange(m_port, nullptr)->deleteLater();
+    emit runningChanged();
 }

@@ -39,6 +39,7 @@ signals:
     void message(QString text);
     /// Percent, then UpgradeExchange::kEndMark.
     void progress(int percent);
+    void runningChanged();
 
 private:
     void startWorker(const QString &portName);
