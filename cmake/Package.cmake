@@ -1,6 +1,6 @@
 # The Debian packages, made by scripts/package.sh: podconsole, and podconsole-sim with the simulator.
 set(CPACK_GENERATOR DEB)
-set(CPACK_PACKAGE_CONTACT "The podconsole authors <podconsole@localhost>")
+set(CPACK_PACKAGE_CONTACT "The podconsole authors <podconsole@kavro.example>")
 set(CPACK_PACKAGE_DIRECTORY ${CMAKE_BINARY_DIR}/packages)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Checks every source with clang-format, cppcheck, qmllint and clang-tidy, the includes between
-# folders and each file by itself; fails on any finding.
+# folders, the two manuals against each other and each file by itself; fails on any finding.
 # clang-tidy's hardest work is Qt's headers, which it reads once for each library; benchmarks, tools
 # and tests are one program each and take longer than all else together, so they are left to --all,
 # which needs a built release preset.
@@ -44,6 +44,7 @@ cmake --preset lint >/dev/null
 check clang-format clang-format --dry-run -Werror "${sources[@]}"
 check qmllint scripts/lint-qml.sh
 check includes scripts/lint-includes.sh
+check manuals scripts/lint-manuals.sh
 check 'each file by itself' scripts/lint-alone.sh
 check cppcheck run_cppcheck
 check clang-tidy tidy build/lint 'src\|sim'
