@@ -59,8 +59,6 @@ QtObject {
     function endMotions() {
         if (typeof motion !== "undefined")
             motion.releaseAll();
-        if (root.joystick)
-            root.joystick.releaseAll();
     }
 
     // As the status line's report().

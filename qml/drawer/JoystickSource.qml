@@ -5,6 +5,7 @@ import Joystick 1.0
 // not report are kept in step with the drawer's.
 JoystickInput {
     backend: cMain
+    guard: motion
     zoomSpeed: mainWindow.zoomspeed
     osdOn: root.isOSDShow
     laserLightOn: root.isLaserLight

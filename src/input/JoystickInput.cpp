@@ -32,27 +32,25 @@ QList<Value> listOf(const Entries &entries, Field field)
 
 bool isIndex(int value, int count) { return value >= 0 && value < count; }
 
-/// Calls the backend's invokable of the command's name, as the interface does.
-void invoke(CMain *backend, const PodCommand &command)
+/// Motions of different kinds run side by side, so each is a source of its own.
+QString sourceOf(const motion::Motion &motion)
+{
+    return QStringLiteral("joystick.%1").arg(int(motion.kind));
+}
+
+/// The arguments that the command carries.
+QVariantList speedsOf(const PodCommand &command)
 {
     const protocol::CommandSpec &entry = protocol::commandSpec(command.command);
     const auto carries = [&entry](protocol::DataByte::Source source) {
         return entry.data1.source == source || entry.data2.source == source;
     };
-    const QByteArray name(entry.name.data(), static_cast<qsizetype>(entry.name.size()));
-    bool called = false;
-    if (carries(protocol::DataByte::Argument1)) {
-        called =
-            QMetaObject::invokeMethod(backend, name.constData(), Qt::DirectConnection,
-                                      Q_ARG(int, command.argument0), Q_ARG(int, command.argument1));
-    } else if (carries(protocol::DataByte::Argument0)) {
-        called = QMetaObject::invokeMethod(backend, name.constData(), Qt::DirectConnection,
-                                           Q_ARG(int, command.argument0));
-    } else {
-        called = QMetaObject::invokeMethod(backend, name.constData(), Qt::DirectConnection);
-    }
-    if (!called)
-        qWarning() << "joystick: the backend has no command" << name;
+    QVariantList speeds;
+    if (carries(protocol::DataByte::Argument0))
+        speeds.append(command.argument0);
+    if (carries(protocol::DataByte::Argument1))
+        speeds.append(command.argument1);
+    return speeds;
 }
 
 } // namespace
@@ -104,6 +102,21 @@ void JoystickInput::setBackend(QObject *backend)
         handleStatusChanged();
     }
     emit backendChanged();
+}
+
+MotionGuard *JoystickInput::guard() const { return m_guard; }
+
+void JoystickInput::setGuard(MotionGuard *guard)
+{
+    if (guard == m_guard)
+        return;
+    releaseAll();
+    if (m_guard)
+        m_guard->disconnect(this);
+    m_guard = guard;
+    if (guard)
+        connect(guard, &MotionGuard::allReleased, this, &JoystickInput::releaseAll);
+    emit guardChanged();
 }
 
 void JoystickInput::setZoomSpeed(int speed)
@@ -191,14 +204,14 @@ void JoystickInput::changeAssignment(const JoystickAssignment &assignment)
 {
     if (assignment == m_mapping.assignment())
         return;
-    send(m_mapping.setAssignment(assignment));
+    move(m_mapping.setAssignment(assignment));
     QSettings settings = settingsFile();
     if (!input::saveAssignment(settings, assignment))
         qWarning() << "cannot write settings file" << settings.fileName();
     emit assignmentChanged();
 }
 
-void JoystickInput::releaseAll() { send(m_mapping.release()); }
+void JoystickInput::releaseAll() { move(m_mapping.release()); }
 
 void JoystickInput::handlePoll()
 {
@@ -208,7 +221,7 @@ void JoystickInput::handlePoll()
     const input::SpeedLimits limits{m_backend->moveSpeed(), m_zoomSpeed};
     const input::JoystickEvents events =
         m_mapping.update(m_device.readings(), limits, m_clock.elapsed());
-    send(events.motions);
+    move(events.motions);
     for (const ButtonAction action : events.actions)
         perform(action);
 }
@@ -242,7 +255,7 @@ void JoystickInput::handleLinkChanged(bool up)
 {
     // The stops of what moved are the backend's to send when the link is back.
     if (!up)
-        releaseAll();
+        m_mapping.release();
 }
 
 void JoystickInput::handleStatusChanged() { m_actions.setWorkMode(m_backend->workMode()); }
@@ -252,18 +265,28 @@ void JoystickInput::perform(ButtonAction action)
     const bool osdOn = m_actions.isOsdOn();
     const bool laserLightOn = m_actions.isLaserLightOn();
     if (const auto command = m_actions.resolve(action, m_backend->recording()))
-        send({*command});
+        m_backend->send(command->command, command->argument0, command->argument1);
     if (osdOn != m_actions.isOsdOn())
         emit osdOnChanged();
     if (laserLightOn != m_actions.isLaserLightOn())
         emit laserLightOnChanged();
 }
 
-void JoystickInput::send(const QList<PodCommand> &commands)
+void JoystickInput::move(const QList<PodCommand> &commands)
 {
     for (const PodCommand &command : commands) {
+        const motion::Started started = motion::startedBy(command.command);
+        const motion::Motion *const stopped = motion::stoppedBy(command.command);
         // Asked each time: a signal that an earlier command raises may close the link.
-        if (isLinkUp())
-            invoke(m_backend, command);
+        if (!m_guard || !isLinkUp())
+            return;
+        if (started) {
+            const std::string_view name = started.start->name;
+            m_guard->press(sourceOf(*started.motion),
+                           QString::fromLatin1(name.data(), qsizetype(name.size())),
+                           speedsOf(command));
+        } else if (stopped) {
+            m_guard->release(sourceOf(*stopped));
+        }
     }
 }

@@ -3,6 +3,7 @@
 #include "ActionResolver.h"
 #include "JoystickMapping.h"
 #include "SdlJoystick.h"
+#include "motion/MotionGuard.h"
 
 #include <QElapsedTimer>
 #include <QObject>
@@ -14,12 +15,13 @@ class CMain;
 
 /// The joystick, as QML knows it: what the device reads, what its axes and buttons are assigned to,
 /// and the driver that turns both into commands of the backend. It steers as long as it lives and
-/// has a backend, whatever page is shown, so the console needs one, beside the window. GUI thread
-/// only.
+/// has backend and guard, whatever page is shown, so the console needs one, beside the window. GUI
+/// thread only.
 ///
-/// Nothing is sent without a link. A stop that falls due while the link is down is sent when the
-/// link is back. The assignment is kept in the group "Joystick" of device_config.ini in the working
-/// directory: read at construction, written at each change.
+/// Buttons send their commands to the backend. Axes begin and end motions with the window's guard,
+/// beside keys and drags; without a guard they move nothing. Nothing is sent without a link. The
+/// assignment is kept in the group "Joystick" of device_config.ini in the working directory: read
+/// at construction, written at each change.
 class JoystickInput : public QObject
 {
     Q_OBJECT
@@ -50,6 +52,9 @@ class JoystickInput : public QObject
     Q_PROPERTY(bool osdOn READ isOsdOn WRITE setOsdOn NOTIFY osdOnChanged)
     Q_PROPERTY(
         bool laserLightOn READ isLaserLightOn WRITE setLaserLightOn NOTIFY laserLightOnChanged)
+
+    /// Whose motions the axes start; of the same window as the backend.
+    Q_PROPERTY(MotionGuard *guard READ guard WRITE setGuard NOTIFY guardChanged)
 
 public:
     /// How often a connected device is read.
@@ -91,13 +96,16 @@ public:
 
     void setLaserLightOn(bool on);
 
+    MotionGuard *guard() const;
+    void setGuard(MotionGuard *guard);
+
     /// A number out of range changes nothing and is warned about.
     Q_INVOKABLE void setAxisFunction(int axis, int function);
     Q_INVOKABLE void setAxisInverted(int axis, bool on);
     Q_INVOKABLE void setButtonAction(int button, bool longPress, int action);
 
-    /// Ends what the joystick has started; call it before the link is closed on purpose. An axis
-    /// must return to its centre before it steers again.
+    /// Ends what the joystick has started, as the guard does with every hold when it ends all. An
+    /// axis must return to its centre before it steers again.
     Q_INVOKABLE void releaseAll();
 
 signals:
@@ -109,6 +117,7 @@ signals:
     void assignmentChanged();
     void osdOnChanged();
     void laserLightOnChanged();
+    void guardChanged();
 
 private slots:
     void handlePoll();
@@ -121,14 +130,15 @@ private:
     void changeAssignment(const input::JoystickAssignment &assignment);
     bool isLinkUp() const;
     void perform(input::ButtonAction action);
-    /// Sends what can be sent; a lost link is owed its stops by the backend.
-    void send(const QList<input::PodCommand> &commands);
+    /// Begins and ends holds of the guard.
+    void move(const QList<input::PodCommand> &commands);
 
     input::SdlJoystick m_device;
     input::JoystickMapping m_mapping;
     input::ActionResolver m_actions;
     input::JoystickReadings m_readings; // after the dead zone
     QPointer<CMain> m_backend;
+    QPointer<MotionGuard> m_guard;
     QTimer m_pollTimer;
     QElapsedTimer m_clock;
     int m_zoomSpeed = 4;

@@ -111,7 +111,7 @@ void JoystickMapping::Motion::follow(const Wish &wish, qint64 nowMs, QList<PodCo
 void JoystickMapping::Motion::end(QList<PodCommand> &out)
 {
     if (!sent.isNone())
-        out.append({stop});
+        out.append({motion::motionOf(kind).stop.command});
     sent = {};
 }
 

@@ -3,6 +3,8 @@
 #include "JoystickReadings.h"
 #include "PodCommand.h"
 
+#include "motion/MotionTable.h"
+
 #include <QList>
 
 namespace input {
@@ -70,7 +72,7 @@ private:
 
     struct Motion
     {
-        protocol::Command stop = protocol::Command::StopMove;
+        motion::Kind kind = motion::Kind::Move;
         Direction sent; ///< none while the motion is stopped
         std::optional<qint64> lastStartMs;
 
@@ -104,9 +106,9 @@ private:
     JoystickAssignment m_assignment;
     std::array<Axis, kAxisCount> m_axes;
     std::array<Button, kButtonCount> m_buttons;
-    Motion m_move{protocol::Command::StopMove, {}, {}};
-    Motion m_zoom{protocol::Command::ZoomStop, {}, {}};
-    Motion m_focus{protocol::Command::ManualFocusStop, {}, {}};
+    Motion m_move{motion::Kind::Move, {}, {}};
+    Motion m_zoom{motion::Kind::Zoom, {}, {}};
+    Motion m_focus{motion::Kind::Focus, {}, {}};
 };
 
 } // namespace input

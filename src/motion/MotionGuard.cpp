@@ -4,50 +4,20 @@
 #include <QGuiApplication>
 
 #include <algorithm>
-#include <array>
-#include <optional>
 #include <utility>
 
 namespace {
 
-struct Motion
+motion::Started startedBy(const QString &command)
 {
-    QLatin1StringView command;
-    MotionGuard::Kind kind = MotionGuard::Move;
-};
-
-constexpr std::array kMotions = {
-    Motion{QLatin1StringView("up"), MotionGuard::Move},
-    Motion{QLatin1StringView("down"), MotionGuard::Move},
-    Motion{QLatin1StringView("left"), MotionGuard::Move},
-    Motion{QLatin1StringView("right"), MotionGuard::Move},
-    Motion{QLatin1StringView("leftup"), MotionGuard::Move},
-    Motion{QLatin1StringView("leftdown"), MotionGuard::Move},
-    Motion{QLatin1StringView("rightup"), MotionGuard::Move},
-    Motion{QLatin1StringView("rightdown"), MotionGuard::Move},
-    Motion{QLatin1StringView("zoomIn"), MotionGuard::Zoom},
-    Motion{QLatin1StringView("zoomOut"), MotionGuard::Zoom},
-    Motion{QLatin1StringView("manualFocusNear"), MotionGuard::Focus},
-    Motion{QLatin1StringView("manualFocusFar"), MotionGuard::Focus},
-};
-
-// In the order of MotionGuard::Kind.
-constexpr std::array kStops = {
-    QLatin1StringView("stop"),
-    QLatin1StringView("zoomStop"),
-    QLatin1StringView("manualFocusStop"),
-};
-
-std::optional<MotionGuard::Kind> kindOf(const QString &command)
-{
-    const auto *const motion = std::ranges::find_if(
-        kMotions, [&](const Motion &candidate) { return command == candidate.command; });
-    if (motion == kMotions.end())
-        return std::nullopt;
-    return motion->kind;
+    return motion::startedBy(std::string_view(command.toStdString()));
 }
 
-QString stopOf(MotionGuard::Kind kind) { return kStops.at(size_t(kind)); }
+QString stopOf(MotionGuard::Kind kind)
+{
+    const std::string_view stop = motion::motionOf(motion::Kind(kind)).stop.name;
+    return QString::fromLatin1(stop.data(), qsizetype(stop.size()));
+}
 
 } // namespace
 
@@ -99,17 +69,18 @@ void MotionGuard::setLinkUp(bool up)
 
 void MotionGuard::press(const QString &source, const QString &command, const QVariantList &speeds)
 {
-    const std::optional<Kind> kind = kindOf(command);
-    if (!kind) {
+    const motion::Started started = startedBy(command);
+    if (!started) {
         qWarning() << "no such motion:" << command;
         return;
     }
+    const Kind kind = Kind(started.motion->kind);
     qsizetype index = indexOf(source);
-    if (index >= 0 && m_holds.at(index).kind != *kind) {
+    if (index >= 0 && m_holds.at(index).kind != kind) {
         release(source);
         index = -1;
     }
-    const Hold hold{source, command, speeds, *kind};
+    const Hold hold{source, command, speeds, kind};
     if (index >= 0)
         m_holds[index] = hold;
     else

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "motion/MotionTable.h"
+
 #include <QList>
 #include <QObject>
 #include <QPointer>
@@ -32,7 +34,11 @@ class MotionGuard : public QObject
 
 public:
     /// Motions of different kinds run side by side; each kind has its own stop.
-    enum Kind { Move, Zoom, Focus };
+    enum Kind {
+        Move = int(motion::Kind::Move),
+        Zoom = int(motion::Kind::Zoom),
+        Focus = int(motion::Kind::Focus)
+    };
     Q_ENUM(Kind)
 
     explicit MotionGuard(QObject *parent = nullptr);

@@ -4,6 +4,7 @@
 #include "input/ActionResolver.h"
 #include "input/JoystickInput.h"
 #include "input/JoystickMapping.h"
+#include "motion/MotionGuard.h"
 
 #include <QSettings>
 #include <QTemporaryDir>
@@ -37,13 +38,14 @@ struct Unplug
     }
 };
 
-/// The whole way: SDL's virtual device, JoystickInput, a real backend, bytes on a socket.
+/// The whole way: SDL's virtual device, JoystickInput, guard, a real backend, bytes on a socket.
 struct Flight
 {
     const QTemporaryDir folder; // of the settings file
     const bool isThere = QDir::setCurrent(folder.path());
     PodSocket pod;
     CMain backend;
+    MotionGuard guard;
     std::unique_ptr<JoystickInput> input = std::make_unique<JoystickInput>();
     std::unique_ptr<SDL_Joystick, Unplug> device;
 
@@ -51,6 +53,20 @@ struct Flight
     {
         backend.setMoveSpeed(200);
         input->setBackend(&backend);
+        input->setGuard(&guard);
+        const auto perform = [this](const QString &name, const QVariantList &speeds = {}) {
+            QVariantList both = speeds;
+            both.resize(2);
+            const auto started = motion::startedBy(std::string_view(name.toStdString()));
+            const auto *stopped = std::ranges::find(motion::kMotions, name, [](const auto &motion) {
+                return QString::fromLatin1(motion.stop.name.data());
+            });
+            backend.send(started ? started.start->command : stopped->stop.command, both[0].toInt(),
+                         both[1].toInt());
+        };
+        QObject::connect(&guard, &MotionGuard::commandDue, &backend, perform);
+        QObject::connect(&guard, &MotionGuard::stopDue, &backend, perform);
+        QObject::connect(&backend, &CMain::connectionChanged, &guard, &MotionGuard::setLinkUp);
         for (int axis = 0; axis < kSpareAxis; ++axis)
             input->setAxisFunction(axis, axis + 1); // yaw, pitch, zoom, focus
         QVERIFY(backend.connectTCP(u"127.0.0.1"_s, pod.port()));
@@ -121,6 +137,7 @@ private slots:
     void cleanupTestCase() { SDL_QuitSubSystem(SDL_INIT_JOYSTICK); }
     void endOfAMotionSendsItsStopOnce_data();
     void endOfAMotionSendsItsStopOnce();
+    void aHeldKeyGoesOnAfterTheStick();
     void everyActionReachesThePod();
     void assignmentIsRestoredAfterARestart();
 };
@@ -248,6 +265,8 @@ void TestJoystick::endOfAMotionSendsItsStopOnce_data()
         QTRY_VERIFY_WITH_TIMEOUT(!flight.input->isConnected(), kWaitMs);
         flight.plugIn();
     });
+    row("window left", [](Flight &flight) { flight.guard.releaseAll(); });
+    row("guard taken away", [](Flight &flight) { flight.input->setGuard(nullptr); });
     row("quit",
         [](Flight &) { QMetaObject::invokeMethod(QCoreApplication::instance(), "aboutToQuit"); });
     row("destroyed", [](Flight &flight) { flight.input.reset(); });
@@ -275,6 +294,20 @@ void TestJoystick::endOfAMotionSendsItsStopOnce()
     const qsizetype frames = flight.pod.frames().size();
     QTest::qWait(2 * JoystickMapping::kCommandIntervalMs);
     QCOMPARE(flight.pod.frames().size(), frames);
+}
+
+void TestJoystick::aHeldKeyGoesOnAfterTheStick()
+{
+    Flight flight;
+    flight.guard.press(u"key.W"_s, u"up"_s);
+    EXPECT_FRAMES(flight.pod, u"00 08 00 00"_s);
+    flight.setAxis(0, 1);
+    QTRY_VERIFY_WITH_TIMEOUT(flight.pod.count(u"00 02 c8 00"_s) > 0, kWaitMs);
+    flight.setAxis(0, 0);
+    QTRY_COMPARE_WITH_TIMEOUT(flight.pod.count(u"00 08 00 00"_s), 1, kWaitMs);
+    const QStringList frames = flight.pod.frames();
+    QCOMPARE(frames.mid(frames.size() - 2), (QStringList{kStops[0], u"00 08 00 00"_s}));
+    QVERIFY(flight.guard.isHeld(u"key.W"_s));
 }
 
 void TestJoystick::everyActionReachesThePod()
@@ -319,5 +352,5 @@ void TestJoystick::assignmentIsRestoredAfterARestart()
     QCOMPARE(flight.input->shortActions(), QList<int>(10, -1));
 }
 
-QTEST_GUILESS_MAIN(TestJoystick)
+QTEST_MAIN(TestJoystick)
 #include "tst_joystick.moc"
