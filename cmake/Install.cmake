@@ -1,6 +1,4 @@
 # What `cmake --install` places: component "console" and, with the simulator, component "sim".
-include(GNUInstallDirs)
-
 if(WIN32)
   include(cmake/InstallWindows.cmake)
   return()

@@ -5,6 +5,7 @@ import QtQuick.Layouts
 import QtQuick.Controls.Material
 import MotionGuard
 import VideoRenderer
+import "keys"
 import "style"
 import "window"
 
@@ -44,6 +45,9 @@ ApplicationWindow {
     property bool pressTaken: false
     // Closing was asked for in spite of an upgrade under way.
     property bool closeConfirmed: false
+    // Where full screen leads back to.
+    property bool wasMaximised: false
+    readonly property bool typing: activeFocusItem instanceof TextInput
 
     width: 1080
     height: 720
@@ -58,6 +62,7 @@ ApplicationWindow {
     header: TitleBar {
         id: titleBarItem
         height: 20
+        visible: mainWindow.visibility !== Window.FullScreen
         title: mainWindow.title
         onCloseClicked: if (mainWindow.mayClose(() => Qt.quit())) Qt.quit()
         onMinimizeClicked: mainWindow.showMinimized()
@@ -152,6 +157,22 @@ ApplicationWindow {
         videoRenderer.forceActiveFocus();
     }
 
+    function showKeys() {
+        keyPage.active = true;
+        (keyPage.item as KeyPage).open();
+    }
+
+    function toggleFullScreen() {
+        if (visibility !== Window.FullScreen) {
+            wasMaximised = visibility === Window.Maximized;
+            showFullScreen();
+        } else if (wasMaximised) {
+            showMaximized();
+        } else {
+            showNormal();
+        }
+    }
+
     // Without its password.
     function shownUrl(url: string): string { return videoRenderer.masked(url); }
 
@@ -183,6 +204,7 @@ ApplicationWindow {
     Component.onCompleted: {
         videoRenderer.setFrameInterval(frameInterval);
         readSettings();
+        keyTable.read();
         console.log("RTSP播放器启动完成");
     }
 
@@ -211,6 +233,23 @@ ApplicationWindow {
     }
     SteeringKeys {
         id: steeringKeys
+    }
+    PodActions {
+        id: podActions
+    }
+    KeyTable {
+        id: keyTable
+    }
+    KeyShortcuts {
+        table: keyTable
+        typing: mainWindow.typing
+    }
+    Loader {
+        id: keyPage
+        active: false
+        sourceComponent: KeyPage {
+            table: keyTable
+        }
     }
 
     Timer {

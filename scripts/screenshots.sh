@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Takes the pictures of docs/images anew: the real interface on the simulated pod, without a
-# display. Everything in that folder is replaced.
+# display. Everything in that folder is replaced, or with an argument what that names.
+# Usage: screenshots.sh [window|states|drag|menus|drawer|upgrade|keys]
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -10,14 +11,14 @@ cmake --build --preset release --target shoot podsim
 taken=$(mktemp -d)
 trap 'rm -rf "$taken"' EXIT
 QT_QPA_PLATFORM=offscreen QT_QUICK_BACKEND=software \
-  build/release/tools/shoot "$taken" 2>"$taken/log" || {
+  build/release/tools/shoot "$taken" "$@" 2>"$taken/log" || {
   tail -n 20 "$taken/log" >&2
   exit 1
 }
 
 folder=docs/images
 mkdir -p "$folder"
-rm -f "$folder"/*.png
+(($#)) || rm -f "$folder"/*.png
 for picture in "$taken"/*.png; do
   # A picture of the interface has few colours; no dithering keeps its text clean.
   convert "$picture" -strip +dither -colors 256 "PNG8:$folder/${picture##*/}"

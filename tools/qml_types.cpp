@@ -2,6 +2,7 @@
 // from the classes themselves; or tells which description differs.
 // Usage: qml_types [--check] scripts/qmltypes
 
+#include "help/Manual.h"
 #include "input/JoystickInput.h"
 #include "motion/MotionGuard.h"
 #include "settings/SettingsFile.h"
@@ -30,6 +31,7 @@ const QList<Type> &types()
 {
     static const QList<Type> list = {
         {u"Joystick"_s, JoystickInput::staticMetaObject},
+        {u"Manual"_s, Manual::staticMetaObject},
         {u"MotionGuard"_s, MotionGuard::staticMetaObject},
         {u"SettingsFile"_s, SettingsFile::staticMetaObject},
         {u"VideoRenderer"_s, VideoRenderer::staticMetaObject},

@@ -1,6 +1,6 @@
 // Takes the pictures of docs/images: the real interface, connected to the simulated pod and showing
 // its video, is brought into each state and grabbed. It also says what the interface logged.
-// Usage: shoot FOLDER
+// Usage: shoot FOLDER [window|states|drag|menus|drawer|upgrade|keys]
 
 #include "PodSim.h"
 #include "UiHarness.h"
@@ -240,6 +240,15 @@ void shootMenus(const QDir &folder, const Language &language)
     }
 }
 
+void shootKeys(const QDir &folder, const Language &language)
+{
+    Scene scene(folder, kThermalModel, language.index);
+    scene.connectOverTcp();
+    scene.ui().play(u"tap F1; click key_photo; tap R"_s);
+    scene.point(kNowhere);
+    scene.shoot(u"keys"_s + language.suffix);
+}
+
 void shootDrawer(const QDir &folder, const Language &language)
 {
     Scene scene(folder, kEncoderModel, language.index);
@@ -292,16 +301,28 @@ int main(int argc, char *argv[])
     const QStringList arguments = QGuiApplication::arguments();
     // The consoles change the working directory.
     const QDir folder(QDir().absoluteFilePath(arguments.value(1)));
-    if (arguments.size() != 2 || !folder.exists())
-        qFatal("usage: shoot FOLDER");
+    if (arguments.size() < 2 || !folder.exists())
+        qFatal("usage: shoot FOLDER [what]");
+    const QString what = arguments.value(2);
+    const auto wanted = [&](QLatin1StringView name) { return what.isEmpty() || what == name; };
     UiHarness::prepare();
-    shootWindow(folder);
-    shootStates(folder);
-    shootDrag(folder);
+    using Once = std::pair<QLatin1StringView, void (*)(const QDir &)>;
+    using InBoth = std::pair<QLatin1StringView, void (*)(const QDir &, const Language &)>;
+    const auto once = {
+        Once("window"_L1, shootWindow), {"states"_L1, shootStates}, {"drag"_L1, shootDrag}};
+    const auto twice = {InBoth("menus"_L1, shootMenus),
+                        {"drawer"_L1, shootDrawer},
+                        {"upgrade"_L1, shootUpgrade},
+                        {"keys"_L1, shootKeys}};
+    for (const auto &[name, shoot] : once) {
+        if (wanted(name))
+            shoot(folder);
+    }
     for (const Language &language : kLanguages) {
-        shootMenus(folder, language);
-        shootDrawer(folder, language);
-        shootUpgrade(folder, language);
+        for (const auto &[name, shoot] : twice) {
+            if (wanted(name))
+                shoot(folder, language);
+        }
     }
     return 0;
 }

@@ -100,6 +100,42 @@ QtObject {
     readonly property string stopTracking: pick("停止跟踪", "Stop tracking")
     readonly property string trackingReady: pick("指点跟踪：点击目标开始，点此停止", "Point tracking: click a target to start, here to stop")
 
+    // Keys, by the names of the table of keys and of the steering commands
+    readonly property string sent: pick("已发送: ", "Sent: ")
+    readonly property string yawCentre: pick("仅航向回中", "Centre yaw only")
+    readonly property string pitchDown: pick("仅俯仰向下", "Pitch down only")
+    readonly property string keysTitle: pick("快捷键", "Keys")
+    readonly property string keysHint: pick("点击按键可更改，输入文字时快捷键无效",
+        "Click a key to change it. While you type text the keys do nothing.")
+    readonly property string keyDefaults: pick("恢复默认", "Defaults")
+    readonly property string openManual: pick("打开手册", "Open the manual")
+    readonly property string manualUnopened: pick("没有可打开手册的程序: ",
+        "No program opens the manual: ")
+    readonly property string keyUnusable: pick("此键不可用：请用字母、数字、F1-F12 或翻页键，可加 Ctrl、Alt、Shift；转动和变倍键除外",
+        "This key cannot be used: letters, digits, F1 to F12 and the paging keys can, with Ctrl, Alt or Shift, but none that steers or zooms")
+    function keyAwaited(action: string): string {
+        return pick("请按“" + action + "”的新按键，Esc 取消",
+                    "Press the new key of \"" + action + "\", Esc cancels");
+    }
+    function keyTaken(key: string, action: string): string {
+        return pick(key + " 已用于“" + action + "”，未更改",
+                    key + " is the key of \"" + action + "\": nothing was changed");
+    }
+    readonly property var keyActions: ({
+        photo: photo, record: pick("开始或停止录像", "Start or stop recording"), centre: center,
+        lookDown: down, yawCentre: yawCentre, pitchDown: pitchDown, yawFollow: yawFollow,
+        yawLock: yawLock, fpv: fpv, faster: pick("加快", "Faster"), slower: pick("减慢", "Slower"),
+        stopTracking: stopTracking, help: pick("快捷键一览", "Show the keys"),
+        drawer: pick("打开或关闭设置面板", "Open or close the drawer"),
+        values: pick("显示或隐藏姿态数据", "Show or hide the attitude"),
+        fullScreen: pick("全屏", "Full screen")
+    })
+    readonly property var steeringActions: ({
+        up: pick("向上（按住）", "Tilt up (hold)"), down: pick("向下（按住）", "Tilt down (hold)"),
+        left: pick("向左（按住）", "Turn left (hold)"), right: pick("向右（按住）", "Turn right (hold)"),
+        zoomOut: pick("缩小（按住）", "Zoom out (hold)"), zoomIn: pick("放大（按住）", "Zoom in (hold)")
+    })
+
     // Drawer
     readonly property string backendMissing: pick("错误: cMain 未初始化",
         "Error: cMain is not initialised")

@@ -33,7 +33,7 @@ Item {
             source: cMain.tracking ? "qrc:/src/image/tingzhigenzong.png"
                                    : "qrc:/src/image/kaishigenzong.png"
         }
-        onClicked: cMain.pointtrackstop()
+        onClicked: podActions.stopTracking()
 
         Tip {
             edge: Qt.RightEdge

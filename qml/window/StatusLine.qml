@@ -22,22 +22,26 @@ Rectangle {
     }
 
     // What came of something that the operator did: a text of Texts, by its name, and what follows
-    // it. The video's state has to wait for it: while the stream is being reconnected it changes all
-    // the time.
+    // it, a function where that depends on the language. The video's state has to wait for it: while the
+    // stream is being reconnected it changes all the time.
     function report(name: string, color: color, detail = "") {
         errorTimer.stop();
-        show(() => Texts[name] + detail, color);
+        show(() => Texts[name] + textOf(detail), color);
         videoStateDue = false;
         reportTimer.restart();
     }
 
     // The same, of something that leaves the video's state as it is: said once for several clicks, and
     // the state is told again after it.
-    function reportForAWhile(name: string, color: color) {
-        if (reportTimer.running && text === Texts[name])
+    function reportForAWhile(name: string, color: color, detail = "") {
+        if (reportTimer.running && text === Texts[name] + textOf(detail))
             return;
-        report(name, color);
+        report(name, color, detail);
         videoStateDue = true;
+    }
+
+    function textOf(detail: var): string {
+        return typeof detail === "function" ? detail() : detail;
     }
 
     function showError(text: var) {

@@ -9,6 +9,7 @@ Item {
     readonly property alias tcp: tcpSettings
     readonly property alias com: comSettings
     readonly property alias general: generalSettings
+    readonly property alias keys: keySettings
 
     // What the operator should know of the file; empty when all is well.
     readonly property string trouble:
@@ -49,6 +50,11 @@ Item {
     Settings {
         id: generalSettings
         category: "General"
+        location: "file:device_config.ini"
+    }
+    Settings {
+        id: keySettings
+        category: "Keys"
         location: "file:device_config.ini"
     }
 }

@@ -35,11 +35,7 @@ Rectangle {
             objectName: "photobutton"
             icon: "qrc:/src/image/photo.png"
             tip: Texts.photo
-            onClicked: {
-                console.log("拍照功能");
-                cMain.takePhoto();
-                console.log("拍照功能已触发");
-            }
+            onClicked: podActions.photo()
         }
         StripButton {
             id: recordbutton
@@ -48,15 +44,7 @@ Rectangle {
                                                  : "qrc:/src/image/record.png"
             tip: mainWindow.showB7NRecordStatus ? Texts.stopRecord : Texts.startRecord
             old: mainWindow.showB7NRecordStatus && mainWindow.podStateOld
-            onClicked: {
-                if (mainWindow.showB7NRecordStatus) {
-                    console.log("停止录像");
-                    cMain.stopRecord();
-                } else {
-                    console.log("开始录像");
-                    cMain.startRecord();
-                }
-            }
+            onClicked: podActions.record()
         }
         StripButton {
             id: hzhbutton
@@ -77,28 +65,28 @@ Rectangle {
                     objectName: "mousekjginrcx"
                     icon: "qrc:/src/image/hzh0.png"
                     tip: Texts.thermalInVisible
-                    onTriggered: podControlsTools.run(hzhMenu, () => cMain.setHZH(0), "可见光嵌入热成像")
+                    onTriggered: podControlsTools.run(hzhMenu, () => podActions.showPicture(0))
                 }
                 MenuEntry {
                     id: mousercxincjg
                     objectName: "mousercxincjg"
                     icon: "qrc:/src/image/hzh1.png"
                     tip: Texts.visibleInThermal
-                    onTriggered: podControlsTools.run(hzhMenu, () => cMain.setHZH(1), "热成像嵌入可见光")
+                    onTriggered: podControlsTools.run(hzhMenu, () => podActions.showPicture(1))
                 }
                 MenuEntry {
                     id: mousekjg
                     objectName: "mousekjg"
                     icon: "qrc:/src/image/hzh2.png"
                     tip: Texts.visibleOnly
-                    onTriggered: podControlsTools.run(hzhMenu, () => cMain.setHZH(2), "可见光")
+                    onTriggered: podControlsTools.run(hzhMenu, () => podActions.showPicture(2))
                 }
                 MenuEntry {
                     id: mousercx
                     objectName: "mousercx"
                     icon: "qrc:/src/image/hzh3.png"
                     tip: Texts.thermalOnly
-                    onTriggered: podControlsTools.run(hzhMenu, () => cMain.setHZH(3), "热成像")
+                    onTriggered: podControlsTools.run(hzhMenu, () => podActions.showPicture(3))
                 }
             }
         }
@@ -121,21 +109,21 @@ Rectangle {
                     objectName: "mousebr"
                     icon: "qrc:/src/image/wc0.png"
                     tip: Texts.whiteHot
-                    onTriggered: podControlsTools.run(wcMenu, () => cMain.setWC(0), "白热")
+                    onTriggered: podControlsTools.run(wcMenu, () => podActions.showColours(0))
                 }
                 MenuEntry {
                     id: mousehr
                     objectName: "mousehr"
                     icon: "qrc:/src/image/wc1.png"
                     tip: Texts.blackHot
-                    onTriggered: podControlsTools.run(wcMenu, () => cMain.setWC(1), "黑热")
+                    onTriggered: podControlsTools.run(wcMenu, () => podActions.showColours(1))
                 }
                 MenuEntry {
                     id: mousecr
                     objectName: "mousecr"
                     icon: "qrc:/src/image/wc2.png"
                     tip: Texts.colourHot
-                    onTriggered: podControlsTools.run(wcMenu, () => cMain.setWC(2), "彩热")
+                    onTriggered: podControlsTools.run(wcMenu, () => podActions.showColours(2))
                 }
             }
         }
@@ -198,14 +186,14 @@ Rectangle {
                     objectName: "mouse1"
                     icon: "qrc:/src/image/one_click_center.png"
                     tip: Texts.center
-                    onTriggered: podControlsTools.run(centerMenu, () => cMain.oneKeyCenter(), "一键回中")
+                    onTriggered: podControlsTools.run(centerMenu, podActions.centre)
                 }
                 MenuEntry {
                     id: mouse2
                     objectName: "mouse2"
                     icon: "qrc:/src/image/one_click_down.png"
                     tip: Texts.down
-                    onTriggered: podControlsTools.run(centerMenu, () => cMain.oneKeyDown(), "一键向下")
+                    onTriggered: podControlsTools.run(centerMenu, podActions.lookDown)
                 }
             }
         }
@@ -227,28 +215,27 @@ Rectangle {
                     objectName: "mousefollow"
                     icon: "qrc:/src/image/heading_follow.png"
                     tip: Texts.yawFollow
-                    onTriggered: podControlsTools.run(modeMenu, () => cMain.modeYawFollow(), "航向跟随模式")
+                    onTriggered: podControlsTools.run(modeMenu, podActions.yawFollow)
                 }
                 MenuEntry {
                     id: mouselock
                     objectName: "mouselock"
                     icon: "qrc:/src/image/heading_lock.png"
                     tip: Texts.yawLock
-                    onTriggered: podControlsTools.run(modeMenu, () => cMain.modeYawLock(), "航向锁定模式")
+                    onTriggered: podControlsTools.run(modeMenu, podActions.yawLock)
                 }
                 MenuEntry {
                     id: mousefpv
                     objectName: "mousefpv"
                     icon: "qrc:/src/image/fpv_mode.png"
                     tip: Texts.fpv
-                    onTriggered: podControlsTools.run(modeMenu, () => cMain.modeFPV(), "FPV模式")
+                    onTriggered: podControlsTools.run(modeMenu, podActions.fpv)
                 }
             }
         }
     }
 
-    function run(menu: var, command: var, name: string) {
-        console.log(name);
+    function run(menu: var, command: var) {
         command();
         menu.close();
     }

@@ -3,6 +3,7 @@
 #include "compat/KeyRepeat.h"
 #include "compat/QtCompat.h"
 #include "compat/SceneGraph.h"
+#include "help/Manual.h"
 #include "input/JoystickInput.h"
 #include "motion/MotionGuard.h"
 #include "settings/SettingsFile.h"
@@ -31,6 +32,7 @@ void prepareInterface()
     qmlRegisterType<VideoRenderer>("VideoRenderer", 1, 0, "VideoRenderer");
     qmlRegisterType<MotionGuard>("MotionGuard", 1, 0, "MotionGuard");
     qmlRegisterType<SettingsFile>("SettingsFile", 1, 0, "SettingsFile");
+    qmlRegisterType<Manual>("Manual", 1, 0, "Manual");
     qmlRegisterType<JoystickInput>("Joystick", 1, 0, "JoystickInput");
     compat::provideSettingsType();
     compat::makeKeyRepeatTellable();

@@ -72,11 +72,14 @@ Step atCentre(MouseAct act, Qt::MouseButton button = Qt::LeftButton)
     return [=](UiHarness &ui, auto &name, auto &) { mouse(ui, act, ui.centre(name), button); };
 }
 
-Qt::Key keyOf(const QString &name) { return QKeySequence(name)[0].key(); }
+QKeyCombination keyOf(const QString &name) { return QKeySequence(name)[0]; }
 
 Step withKey(KeyAct act)
 {
-    return [=](UiHarness &ui, auto &name, auto &) { act(ui.window(), keyOf(name), {}, -1); };
+    return [=](UiHarness &ui, auto &name, auto &) {
+        const QKeyCombination key = keyOf(name);
+        act(ui.window(), key.key(), key.keyboardModifiers(), -1);
+    };
 }
 
 void pick(UiHarness &ui, const QString &box, const QString &index)
@@ -136,7 +139,7 @@ void repeatKey(UiHarness &ui, const QString &key, const QString &)
     for (const auto &[type, isRepeat] : {std::pair(QEvent::KeyRelease, true),
                                          {QEvent::KeyPress, true},
                                          {QEvent::KeyPress, false}}) {
-        QKeyEvent event(type, keyOf(key), Qt::NoModifier, {}, isRepeat);
+        QKeyEvent event(type, keyOf(key).key(), Qt::NoModifier, {}, isRepeat);
         QCoreApplication::sendEvent(ui.window(), &event);
     }
 }

@@ -45,6 +45,19 @@ constexpr auto kFrames = std::to_array<Row>({
     {"wheel 120; wheel 120", "00 40 04 00, 00 40 04 00, 00 60 00 00"},
     {"menu zoomButton zoomMenu; click mouseIn", "00 40 04 00, 00 60 00 00"},
     {"menu zoomButton zoomMenu; click mouseOut", "00 20 04 00, 00 60 00 00"},
+    // Shortcuts; while text is typed they are text
+    {"tap P; see statusText text 已发送: 拍照", "12 00 00 00"},
+    {"tap R", "12 01 00 00"},
+    {"tap C; tap X", "13 03 00 00, 13 02 00 00"},
+    {"tap Shift+C; tap Shift+X", "13 04 00 00, 13 05 00 00"},
+    {"tap 1; tap 2; tap 3", "13 00 00 00, 13 01 00 00, 13 06 00 00"},
+    {"tap T", "11 01 00 00"},
+    {"tap PgUp; tap PgUp; tap PgDown; tap A; backend moveSpeed 250; tap PgUp; tap A; "
+     "backend moveSpeed 128",
+     "00 04 90 00, 00 00 00 00, 00 04 ff 00, 00 00 00 00"},
+    {"page 0; type ipInput P1R?; tap F2; see ipInput text P1R?; tap Escape; tap F2; "
+     "see podControlDrawer visible false; tap F2; see podControlDrawer visible true",
+     ""},
     {"menu hzhbutton hzhMenu; tap D; tap Escape", "00 02 80 00, 00 00 00 00"},
     {"backend isManualFocus 1; click plusButton", "1d 02 00 00, 1d 04 00 00"},
     {"backend isManualFocus 1; click minusButton", "1d 03 00 00, 1d 04 00 00"},

@@ -1,6 +1,8 @@
+#include "Files.h"
 #include "SilentListener.h"
 #include "UiHarness.h"
 
+#include <QDesktopServices>
 #include <QRegularExpression>
 #include <QTest>
 #include <QTimer>
@@ -54,6 +56,23 @@ constexpr auto kRows = std::to_array<Row>({
     {"maximised and restored", // by its button, and maximised by the window system
      "click maxButton; see window visibility Maximized; click maxButton; see window visibility "
      "Windowed; maximise; click maxButton; see window visibility Windowed"},
+    {"full screen and back",
+     "tap F11; see window visibility FullScreen; tap F11; see window visibility Windowed; "
+     "maximise; tap F11; see window visibility FullScreen; tap F11; see window visibility "
+     "Maximized"},
+    {"keys are changed on their page, but none is taken from another",
+     "connect; tap ?; see keyPage opened true; tap P; click key_photo; tap R; "
+     "see keyMessage text R 已用于“开始或停止录像”，未更改; tap Ctrl+W; "
+     "see keyPage waiting photo; tap Escape; see keyPage opened true; "
+     "see key_photo text P; click key_photo; tap Ctrl+K; see key_photo text Ctrl+K; tap F1; "
+     "see keyPage visible false; tap P; tap Ctrl+K; tap R; sent 12 00 00 00, 12 01 00 00; "
+     "kept Keys/photo Ctrl+K; tap F1; click keyDefaultsButton; tap Escape; tap P; "
+     "sent 12 00 00 00; kept Keys/photo P"},
+    {"keys kept in the file",
+     // One that was taken, one twice, one that steers and one that is none
+     "connect; tap R; tap F9; tap C; tap 2; tap X; sent 12 00 00 00, 13 03 00 00, 13 01 00 00, "
+     "13 02 00 00",
+     "[RTSP]\nrtspIp=\n[Keys]\nphoto=R\ncentre=F9\nyawLock=F9\nlookDown=W\nfpv=Shift+Kkk\n"},
     {"encoder form shows the pod and writes it back",
      "connect; page 0; reply ee09000a0000050402010a000001; see ipaddresstext text 10.00.00.05; "
      "see bitratecombo displayText 1.5Mbit/s; see resolutioncombo displayText 1280x720; "
@@ -111,6 +130,11 @@ private slots:
     void pageTurnedWhileConnecting();
     void languageChangesEverythingAndIsKept();
     void joystickIsAssigned();
+    void manualIsOpened();
+    void takeUrl(const QUrl &url) { m_opened = url; }
+
+private:
+    QUrl m_opened;
 };
 
 void TestWindow::showsWhatIsSo_data()
@@ -195,6 +219,15 @@ void TestWindow::joystickIsAssigned()
             "kept Joystick/button2Short photo; kept Joystick/button2Long stopTrack"_s);
     const auto *joystick = ui.property(u"podControlDrawer"_s, "joystick").value<QObject *>();
     QCOMPARE(joystick->property("backend").value<QObject *>(), &ui.backend());
+}
+
+void TestWindow::manualIsOpened()
+{
+    UiHarness ui("[RTSP]\nrtspIp=\n[%General]\nlanguageIndex=1\n", false);
+    QDesktopServices::setUrlHandler(u"file"_s, this, "takeUrl");
+    ui.play(u"tap F1; see keyPage opened true; click manualButton"_s);
+    QDesktopServices::unsetUrlHandler(u"file"_s);
+    QVERIFY(contentOf(m_opened.toLocalFile()).contains("Operator's manual"));
 }
 
 QTEST_MAIN(TestWindow)

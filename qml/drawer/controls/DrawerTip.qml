@@ -2,7 +2,7 @@ import QtQuick
 import "../../window"
 
 // The tip of one of the drawer's controls: left of the drawer, at the control's height, so that it
-// covers none of the neighbours.
+// covers none of the neighbours. A control elsewhere has it at its own side.
 Tip {
-    beside: root
+    beside: typeof root !== "undefined" ? root : parent
 }

@@ -1,0 +1,58 @@
+import QtQuick
+import "../style"
+
+// What the operator has the pod do from the window, with the pointer or with a key: each tells in the
+// status line that it was sent; a refusal is told there by the window.
+QtObject {
+    id: podActions
+
+    // By what setHZH and setWC call them: text and log line.
+    readonly property var pictures: [["thermalInVisible", "可见光嵌入热成像"],
+        ["visibleInThermal", "热成像嵌入可见光"], ["visibleOnly", "可见光"], ["thermalOnly", "热成像"]]
+    readonly property var colours: [["whiteHot", "白热"], ["blackHot", "黑热"], ["colourHot", "彩热"]]
+    readonly property int speedStep: 16
+    readonly property int highestSpeed: 255
+
+    property bool refused: false
+    property Connections refusals: Connections {
+        target: cMain
+        function onSbusDataError() { podActions.refused = true; }
+    }
+
+    // `name` is that of the action's text.
+    function send(name: string, log: string, command: var): bool {
+        console.log(log);
+        refused = false;
+        command();
+        if (!refused)
+            statusLine.reportForAWhile("sent", Theme.statusGood, () => Texts[name]);
+        return !refused;
+    }
+
+    function photo() {
+        send("photo", "拍照功能", () => cMain.takePhoto());
+        console.log("拍照功能已触发");
+    }
+    function record() {
+        if (mainWindow.showB7NRecordStatus)
+            send("stopRecord", "停止录像", () => cMain.stopRecord());
+        else
+            send("startRecord", "开始录像", () => cMain.startRecord());
+    }
+    function centre() { send("center", "一键回中", () => cMain.oneKeyCenter()); }
+    function lookDown() { send("down", "一键向下", () => cMain.oneKeyDown()); }
+    function yawCentre() { send("yawCentre", "航向回中", () => cMain.yawCenterOnly()); }
+    function pitchDown() { send("pitchDown", "俯仰向下", () => cMain.pitchDownOnly()); }
+    function yawFollow() { send("yawFollow", "航向跟随模式", () => cMain.modeYawFollow()); }
+    function yawLock() { send("yawLock", "航向锁定模式", () => cMain.modeYawLock()); }
+    function fpv() { send("fpv", "FPV模式", () => cMain.modeFPV()); }
+    function showPicture(type: int) { send(...pictures[type], () => cMain.setHZH(type)); }
+    function showColours(type: int) { send(...colours[type], () => cMain.setWC(type)); }
+    function stopTracking() { send("stopTracking", "停止跟踪", () => cMain.pointtrackstop()); }
+
+    function changeSpeed(steps: int) {
+        cMain.moveSpeed = Math.max(0, Math.min(highestSpeed, cMain.moveSpeed + steps * speedStep));
+        statusLine.reportForAWhile("moveSpeed", Theme.statusGood,
+                                   () => " " + cMain.moveSpeed + " / " + highestSpeed);
+    }
+}
