@@ -21,10 +21,13 @@ void fuzz::run(Input input)
         const QByteArrayView packet = input.bytes((head & 0x0FU) * kLengthStep);
         time += head >> 4U;
         taken += packet.size();
-        for (const QByteArray &picture :
+        for (const auto &picture :
              areUnits ? assembler.addUnits(packet, time) : assembler.addPacket(packet, time)) {
-            FUZZ_REQUIRE(!picture.isEmpty());
-            given += picture.size();
+            FUZZ_REQUIRE(!picture.bytes.isEmpty());
+            given += picture.bytes.size();
+            annexb::isKeyPicture(picture.bytes, assembler.codec());
+            FUZZ_REQUIRE(annexb::sequenceParameters(picture.bytes, assembler.codec()).size()
+                         <= picture.bytes.size());
         }
     }
     FUZZ_REQUIRE(given <= 2 * taken + kLengthStep); // start codes may become longer, nothing else

@@ -27,10 +27,11 @@ bool isNetworkError(int code)
 } // namespace
 
 DecodeTask::DecodeTask(std::shared_ptr<PlaybackState> state, std::shared_ptr<MediaStream> stream,
-                       quint64 generation)
+                       quint64 generation, std::shared_ptr<PacketSink> sink)
     : m_state(std::move(state))
     , m_stream(std::move(stream))
     , m_generation(generation)
+    , m_sink(std::move(sink))
     , m_packet(av_packet_alloc())
     , m_picture(av_packet_alloc())
     , m_frame(av_frame_alloc())
@@ -41,6 +42,9 @@ void DecodeTask::run()
 {
     qDebug() << "[FFmpegPlayer] 解码线程已启动";
     QThread::currentThread()->setPriority(QThread::LowPriority);
+    if (m_sink)
+        m_sinkStream =
+            m_sink->beginStream(*m_stream->video().codecpar, m_stream->video().time_base);
     while (m_packet && m_picture && m_frame && mayRun()) {
         if (!m_state->isPlaying())
             nap(kPausedNapMs);
@@ -130,16 +134,27 @@ bool DecodeTask::takePacket()
         return true;
     }
     const QByteArrayView bytes(m_packet->data, m_packet->size);
-    QByteArrayList pictures = m_stream->takeHead();
+    PictureAssembler::Pictures pictures = m_stream->takeHead();
     pictures += m_stream->assembler()->addPacket(bytes, m_packet->pts);
-    for (QByteArray &picture : pictures) {
+    for (const PictureAssembler::Complete &picture : std::as_const(pictures)) {
         if (!mayRun())
             break;
-        m_picture->data = reinterpret_cast<uint8_t *>(picture.data());
-        m_picture->size = int(picture.size());
-        decode(*m_picture);
+        if (fillPicture(picture))
+            decode(*m_picture);
+        av_packet_unref(m_picture.get());
     }
     return !pictures.isEmpty();
+}
+
+bool DecodeTask::fillPicture(const PictureAssembler::Complete &complete)
+{
+    if (av_new_packet(m_picture.get(), int(complete.bytes.size())) < 0)
+        return false;
+    std::ranges::copy(complete.bytes, m_picture->data);
+    m_picture->pts = complete.time;
+    if (annexb::isKeyPicture(complete.bytes, m_stream->assembler()->codec()))
+        m_picture->flags |= AV_PKT_FLAG_KEY;
+    return true;
 }
 
 void DecodeTask::decode(const AVPacket &packet)
@@ -149,6 +164,8 @@ void DecodeTask::decode(const AVPacket &packet)
     // A packet that the decoder refuses is dropped: the next key frame mends the picture.
     if (avcodec_send_packet(m_stream->codec(), &packet) >= 0)
         receivePictures(arrivedUs);
+    if (m_sink && mayRun())
+        m_sink->takePacket(m_sinkStream, packet, arrivedUs);
 }
 
 void DecodeTask::receivePictures(qint64 arrivedUs)

@@ -212,7 +212,7 @@ bool FFmpegPlayer::startDecodeTask(const Wishes::Wish &wish)
             return false;
     }
     // The new generation ends whatever task is left, at the end of its pass at the latest.
-    auto task = std::make_shared<DecodeTask>(m_state, m_stream, m_state->beginGeneration());
+    auto task = std::make_shared<DecodeTask>(m_state, m_stream, m_state->beginGeneration(), m_sink);
     m_taskEnded = std::make_shared<Gate>();
     m_decodeFuture = QtConcurrent::run([task = std::move(task), ended = m_taskEnded]() mutable {
         task->run();

@@ -15,6 +15,7 @@
 #include <utility>
 
 class Gate;
+class PacketSink;
 
 /// Plays one live stream: opens it, has it decoded on a pool thread and hands the newest picture
 /// to the GUI thread at a fixed pace. A loss - end of stream, a network error, or no packet for
@@ -73,6 +74,9 @@ public:
     /// True from connectionLost until packets flow again; pictures sent meanwhile are old ones.
     bool isLost() const { return m_state->isLost(); }
 
+    /// Is handed the packets of every stream from the next play() on.
+    void setPacketSink(std::shared_ptr<PacketSink> sink) { m_sink = std::move(sink); }
+
     // These take effect at the next open(), the frame interval at the next play().
     void setBufferSize(int bytes);
     void setRtspTransport(const QString &transport);
@@ -126,6 +130,7 @@ private:
     std::shared_ptr<Gate> m_taskEnded; // of m_decodeFuture; null before the first
     QTimer *m_renderTimer = nullptr;
     QTimer *m_heartbeatTimer = nullptr;
+    std::shared_ptr<PacketSink> m_sink;
     QString m_url;
     stream_options::Settings m_settings;
     std::atomic<int> m_timeoutUs = stream_options::Settings().timeoutUs;

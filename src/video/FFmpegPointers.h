@@ -23,6 +23,11 @@ struct CodecContextDeleter
     void operator()(AVCodecContext *context) const { avcodec_free_context(&context); }
 };
 
+struct ParametersDeleter
+{
+    void operator()(AVCodecParameters *parameters) const { avcodec_parameters_free(&parameters); }
+};
+
 struct SwsContextDeleter
 {
     void operator()(SwsContext *context) const { sws_freeContext(context); }
@@ -40,6 +45,7 @@ struct FrameDeleter
 
 using FormatContextPtr = std::unique_ptr<AVFormatContext, FormatContextDeleter>;
 using CodecContextPtr = std::unique_ptr<AVCodecContext, CodecContextDeleter>;
+using ParametersPtr = std::unique_ptr<AVCodecParameters, ParametersDeleter>;
 using SwsContextPtr = std::unique_ptr<SwsContext, SwsContextDeleter>;
 using PacketPtr = std::unique_ptr<AVPacket, PacketDeleter>;
 using FramePtr = std::unique_ptr<AVFrame, FrameDeleter>;

@@ -7,7 +7,6 @@
 #include "StreamTrouble.h"
 #include "VideoStatistics.h"
 
-#include <QByteArrayList>
 #include <QString>
 
 #include <atomic>
@@ -46,7 +45,7 @@ public:
         int videoIndex = -1;
         VideoTransport transport = VideoTransport::None;
         std::optional<PictureAssembler> assembler;
-        QByteArrayList head;
+        PictureAssembler::Pictures head;
     };
 
     explicit MediaStream(Parts parts);
@@ -65,6 +64,8 @@ public:
 
     int videoIndex() const { return m_parts.videoIndex; }
 
+    const AVStream &video() const { return *m_parts.format->streams[m_parts.videoIndex]; }
+
     VideoTransport transport() const { return m_parts.transport; }
 
     /// Makes pictures of the packets of a stream that is read unparsed; null for any other, whose
@@ -72,7 +73,7 @@ public:
     PictureAssembler *assembler() { return m_parts.assembler ? &*m_parts.assembler : nullptr; }
 
     /// The pictures that came while the stream was analysed; once.
-    QByteArrayList takeHead() { return std::exchange(m_parts.head, {}); }
+    PictureAssembler::Pictures takeHead() { return std::exchange(m_parts.head, {}); }
 
     FrameConverter &converter() { return m_converter; }
 

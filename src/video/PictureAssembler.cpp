@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <utility>
 
+using namespace annexb;
+
 namespace {
 
-constexpr qsizetype kMinStartCode = 3;
-constexpr qsizetype kMinSliceHeader = 3; // as much of a slice as is looked at
 constexpr qsizetype kMaxPictureBytes = qsizetype(16) * 1024 * 1024;
 
 // What the RTP payload of a packet was larger by than what is left of it: a first piece has gained
@@ -17,37 +17,6 @@ constexpr qsizetype kPieceLoss = 2;
 constexpr qsizetype kSlackBytes = 8;
 constexpr int kTrialPicturesInPieces = 2;
 
-namespace h264 {
-enum UnitType : std::uint8_t {
-    Slice = 1,
-    PartitionB = 3,
-    PartitionC = 4,
-    KeySlice = 5,
-    Sei = 6,
-    Delimiter = 9,
-};
-}
-
-namespace h265 {
-enum UnitType : std::uint8_t { LastSlice = 31, ParameterSets = 32, Delimiter = 35, PrefixSei = 39 };
-}
-
-int startCodeLength(QByteArrayView bytes)
-{
-    if (bytes.startsWith(QByteArrayView("\0\0\0\1", 4)))
-        return 4;
-    return bytes.startsWith(QByteArrayView("\0\0\1", 3)) ? 3 : 0;
-}
-
-/// Where the next unit's start code begins, from `from` on; the size when there is none.
-qsizetype findStartCode(QByteArrayView bytes, qsizetype from)
-{
-    const qsizetype found = bytes.indexOf(QByteArrayView("\0\0\1", kMinStartCode), from);
-    if (found < 0)
-        return bytes.size();
-    return found > from && bytes[found - 1] == '\0' ? found - 1 : found;
-}
-
 } // namespace
 
 PictureAssembler::PictureAssembler(Codec codec)
@@ -55,9 +24,9 @@ PictureAssembler::PictureAssembler(Codec codec)
 {
 }
 
-QByteArrayList PictureAssembler::addPacket(QByteArrayView packet, std::int64_t time)
+PictureAssembler::Pictures PictureAssembler::addPacket(QByteArrayView packet, std::int64_t time)
 {
-    QByteArrayList complete;
+    Pictures complete;
     bool hasRoom = false;
     if (startCodeLength(packet) > 0) {
         complete = addStart(packet, time);
@@ -70,14 +39,14 @@ QByteArrayList PictureAssembler::addPacket(QByteArrayView packet, std::int64_t t
     return complete;
 }
 
-QByteArrayList PictureAssembler::addUnits(QByteArrayView units, std::int64_t time)
+PictureAssembler::Pictures PictureAssembler::addUnits(QByteArrayView units, std::int64_t time)
 {
     return addStart(units, time);
 }
 
-QByteArrayList PictureAssembler::addStart(QByteArrayView units, std::int64_t time)
+PictureAssembler::Pictures PictureAssembler::addStart(QByteArrayView units, std::int64_t time)
 {
-    QByteArrayList complete;
+    Pictures complete;
     for (qsizetype begin = 0; begin < units.size();) {
         const qsizetype end = findStartCode(units, begin + kMinStartCode);
         addUnit(units.sliced(begin, end - begin), time, complete);
@@ -86,12 +55,12 @@ QByteArrayList PictureAssembler::addStart(QByteArrayView units, std::int64_t tim
     return complete;
 }
 
-void PictureAssembler::addUnit(QByteArrayView unit, std::int64_t time, QByteArrayList &complete)
+void PictureAssembler::addUnit(QByteArrayView unit, std::int64_t time, Pictures &complete)
 {
     const QByteArrayView header = unit.sliced(startCodeLength(unit));
     if (header.isEmpty())
         return;
-    const bool slice = isSlice(header);
+    const bool slice = isSlice(header, m_codec);
     if (slice && !isFirstSlice(header))
         meetLaterPart(time);
     if (m_picture.slices > 0 && beginsPicture(header))
@@ -137,7 +106,7 @@ bool PictureAssembler::hasRoomLeft(qsizetype payloadBytes)
     return payloadBytes + kSlackBytes < m_fullBytes;
 }
 
-void PictureAssembler::applyRule(bool hasRoom, QByteArrayList &complete)
+void PictureAssembler::applyRule(bool hasRoom, Pictures &complete)
 {
     if (!hasRoom || !m_picture.endsInSlice || m_picture.slices != m_slices)
         return;
@@ -149,7 +118,7 @@ void PictureAssembler::applyRule(bool hasRoom, QByteArrayList &complete)
     complete.append(takePicture());
 }
 
-void PictureAssembler::closeAtNext(QByteArrayList &complete)
+void PictureAssembler::closeAtNext(Pictures &complete)
 {
     if (m_rule == Rule::OnTrial) {
         if (m_picture.slices != m_slices) {
@@ -166,27 +135,17 @@ void PictureAssembler::closeAtNext(QByteArrayList &complete)
     complete.append(takePicture());
 }
 
-QByteArray PictureAssembler::takePicture() { return std::exchange(m_picture, {}).bytes; }
-
-int PictureAssembler::unitType(QByteArrayView header) const
+PictureAssembler::Complete PictureAssembler::takePicture()
 {
-    const auto byte = static_cast<unsigned char>(header[0]);
-    return m_codec == Codec::H264 ? byte & 0x1F : (byte >> 1) & 0x3F;
-}
-
-bool PictureAssembler::isSlice(QByteArrayView header) const
-{
-    const int type = unitType(header);
-    if (header.size() < kMinSliceHeader)
-        return false;
-    return m_codec == Codec::H264 ? type >= h264::Slice && type <= h264::KeySlice
-                                  : type <= h265::LastSlice;
+    Picture picture = std::exchange(m_picture, {});
+    return {std::move(picture.bytes), picture.time};
 }
 
 bool PictureAssembler::isFirstSlice(QByteArrayView header) const
 {
     if (m_codec == Codec::H264
-        && (unitType(header) == h264::PartitionB || unitType(header) == h264::PartitionC))
+        && (unitType(header, m_codec) == h264::PartitionB
+            || unitType(header, m_codec) == h264::PartitionC))
         return false;
     // In both the first bit behind the header: a first macroblock of 0, or the flag of that name.
     const auto byte = static_cast<unsigned char>(header[m_codec == Codec::H264 ? 1 : 2]);
@@ -195,9 +154,9 @@ bool PictureAssembler::isFirstSlice(QByteArrayView header) const
 
 bool PictureAssembler::beginsPicture(QByteArrayView header) const
 {
-    if (isSlice(header))
+    if (isSlice(header, m_codec))
         return isFirstSlice(header);
-    const int type = unitType(header);
+    const int type = unitType(header, m_codec);
     if (m_codec == Codec::H264)
         return type >= h264::Sei && type <= h264::Delimiter;
     return (type >= h265::ParameterSets && type <= h265::Delimiter) || type == h265::PrefixSei;

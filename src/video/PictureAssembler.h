@@ -1,7 +1,9 @@
 #pragma once
 
+#include "AnnexB.h"
+
 #include <QByteArray>
-#include <QByteArrayList>
+#include <QList>
 
 #include <cstdint>
 
@@ -19,17 +21,26 @@
 class PictureAssembler
 {
 public:
-    enum class Codec : std::uint8_t { H264, H265 };
+    using Codec = annexb::Codec;
     static constexpr int kTrialPictures = 20;
+
+    struct Complete
+    {
+        QByteArray bytes;
+        std::int64_t time = 0; ///< media time, as of its packets
+    };
+    using Pictures = QList<Complete>;
 
     explicit PictureAssembler(Codec codec);
 
     /// Adds a packet of media time `time`: one or more NAL units, each behind a start code, or a
     /// further piece of the last one. Gives the pictures that are complete now, in Annex B form.
-    QByteArrayList addPacket(QByteArrayView packet, std::int64_t time);
+    Pictures addPacket(QByteArrayView packet, std::int64_t time);
 
     /// Adds units of any length, which tell nothing about the sender's packets.
-    QByteArrayList addUnits(QByteArrayView units, std::int64_t time);
+    Pictures addUnits(QByteArrayView units, std::int64_t time);
+
+    Codec codec() const { return m_codec; }
 
     /// True while pictures are given away at their last packet.
     bool closesEarly() const { return m_rule == Rule::Trusted; }
@@ -48,19 +59,17 @@ private:
         bool lookedComplete = false; // by the rule, at its newest packet
     };
 
-    QByteArrayList addStart(QByteArrayView units, std::int64_t time);
+    Pictures addStart(QByteArrayView units, std::int64_t time);
     void addPiece(QByteArrayView piece, std::int64_t time);
-    void addUnit(QByteArrayView unit, std::int64_t time, QByteArrayList &complete);
+    void addUnit(QByteArrayView unit, std::int64_t time, Pictures &complete);
     bool beginsPicture(QByteArrayView header) const;
-    bool isSlice(QByteArrayView header) const;
     bool isFirstSlice(QByteArrayView header) const;
-    int unitType(QByteArrayView header) const;
     bool hasRoomLeft(qsizetype payloadBytes);
-    void applyRule(bool hasRoom, QByteArrayList &complete);
+    void applyRule(bool hasRoom, Pictures &complete);
     void meetLaterPart(std::int64_t time);
     void append(QByteArrayView bytes);
-    void closeAtNext(QByteArrayList &complete);
-    QByteArray takePicture();
+    void closeAtNext(Pictures &complete);
+    Complete takePicture();
 
     Codec m_codec;
     Rule m_rule = Rule::OnTrial;
