@@ -50,6 +50,10 @@ void declare(QCommandLineParser &parser)
     add("codec", "h264 or h265.", "codec", "h264");
     add("size", "Picture size.", "WxH", "1280x720");
     add("fps", "Pictures a second.", "fps", "25");
+    add("sender",
+        "Instead of the pod, serve the streams in a folder over RTSP; the query of an address says "
+        "how they are cut into packets.",
+        "folder");
     add("udp", "Also send the video as MPEG-TS over UDP.", "host:port");
     add("bootloader", "Be the pod's serial bootloader, on a pseudo terminal, and nothing else.");
     add("image", "Where the bootloader puts the firmware it receives.", "file");
@@ -91,6 +95,7 @@ void readVideo(const QCommandLineParser &parser, SimOptions &options)
     options.video = !parser.isSet(QStringLiteral("no-video"));
     options.rtspPort = port(parser, QStringLiteral("rtsp-port"));
     options.rtspPath = parser.value(QStringLiteral("rtsp-path"));
+    options.senderFolder = parser.value(QStringLiteral("sender"));
     options.rtspTcpOnly = parser.isSet(QStringLiteral("rtsp-tcp-only"));
     if (!options.rtspPath.startsWith(u'/'))
         refuse(QStringLiteral("--rtsp-path begins with a slash"));

@@ -26,7 +26,8 @@ struct SimOptions
     QString rtspPath = QStringLiteral("/live0");
     bool rtspTcpOnly = false;
     VideoFormat format;
-    QString udpHost; ///< empty: no UDP stream
+    QString senderFolder; ///< not empty: serve the streams in it instead of the pod's
+    QString udpHost;      ///< empty: no UDP stream
     quint16 udpPort = 0;
 
     bool bootloader = false; ///< be the bootloader alone, as `boot` says

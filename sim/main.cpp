@@ -2,6 +2,7 @@
 #include "Simulator.h"
 #include "bootloader/Bootloader.h"
 #include "faults/FaultPort.h"
+#include "sender/PacketSender.h"
 #include "upgrade/UpgradePeers.h"
 
 #include <QGuiApplication>
@@ -63,6 +64,9 @@ std::unique_ptr<SimMode> createMode(const SimOptions &options)
         return std::make_unique<Bootloader>(options.boot);
     if (options.upgrade.wanted())
         return std::make_unique<UpgradePeers>(options.upgrade);
+    if (!options.senderFolder.isEmpty())
+        return std::make_unique<PacketSender>(
+            PacketSender::Options{options.senderFolder, options.bindAddress, options.rtspPort});
     return std::make_unique<Simulator>(options);
 }
 

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <optional>
 #include <utility>
+#include <vector>
 
 namespace {
 
@@ -183,6 +184,7 @@ private:
             return fail(text.arg(ffmpegErrorText(*result)), *result);
         }
         logUnusedOptions(m_options);
+        noteDescribedCodecs();
         return true;
     }
 
@@ -254,13 +256,24 @@ private:
                        AVERROR_DECODER_NOT_FOUND);
     }
 
-    /// FFmpeg's parser gives a picture only when the next one begins. From here on an RTSP
-    /// stream's packets come as they are, for an assembler that knows better.
+    /// What each stream of an RTSP session was said to carry, before any of it has come. What
+    /// turns up later comes inside another stream, as in a transport stream, in packets of its own.
+    void noteDescribedCodecs()
+    {
+        for (unsigned i = 0; isRtsp() && i < m_parts.format->nb_streams; ++i)
+            m_described.push_back(m_parts.format->streams[i]->codecpar->codec_id);
+    }
+
+    /// FFmpeg's parser gives a picture only when the next one begins. From here on the packets of
+    /// an RTSP stream that is H.264 or H.265 itself come as they are, for an assembler that knows
+    /// better.
     void stopParsing()
     {
         AVFormatContext *format = m_parts.format.get();
-        const auto codec = assembledCodec(format->streams[m_parts.videoIndex]->codecpar->codec_id);
-        if (!codec || !isRtsp())
+        const auto index = std::size_t(m_parts.videoIndex);
+        const auto codec =
+            index < m_described.size() ? assembledCodec(m_described[index]) : std::nullopt;
+        if (!codec)
             return;
         format->flags |= AVFMT_FLAG_NOPARSE | AVFMT_FLAG_NOFILLIN;
         m_parts.assembler.emplace(*codec);
@@ -288,7 +301,8 @@ private:
     MediaStream::Parts m_parts;
     QString m_error;
     StreamTrouble m_trouble = StreamTrouble::None;
-    QElapsedTimer m_timer; // of the newest attempt
+    QElapsedTimer m_timer;              // of the newest attempt
+    std::vector<AVCodecID> m_described; // by stream
 };
 
 } // namespace
