@@ -65,6 +65,7 @@ QtObject {
         cannotDecode: pick("无法解码此视频", "This video cannot be decoded"),
         noVideo: pick("流中没有视频", "No video in the stream"),
         nothingArrives: pick("没有收到任何数据", "Nothing arrives"),
+        noNewPicture: pick("收到数据，但没有新图像", "Data arrives, but no new picture"),
         other: pick("原因未知", "Reason unknown")
     })
     readonly property string podInfo: pick("吊舱姿态与目标位置", "Pod attitude and target position")

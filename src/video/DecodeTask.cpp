@@ -176,7 +176,7 @@ void DecodeTask::receivePictures(qint64 arrivedUs)
         m_state->countDecoded(double(decodedUs - arrivedUs) / 1000,
                               double(PlaybackState::nowUs() - decodedUs) / 1000);
         if (!picture.isNull())
-            m_state->storeFrame(m_generation, {picture, arrivedUs});
+            m_state->storeFrame(m_generation, picture, arrivedUs);
         av_frame_unref(m_frame.get());
     }
 }

@@ -37,7 +37,7 @@ struct FFmpegPlayer::OpenCall
     {
         OpenOutcome result = openMediaStream(request);
         const std::lock_guard lock(m_mutex);
-        if (!*request.abort)
+        if (!m_abandoned)
             m_outcome = std::move(result);
         answered.open();
     }
@@ -45,6 +45,7 @@ struct FFmpegPlayer::OpenCall
     void abandon()
     {
         const std::lock_guard lock(m_mutex);
+        m_abandoned = true;
         *request.abort = true;
         answered.open();
     }
@@ -57,7 +58,8 @@ struct FFmpegPlayer::OpenCall
 
 private:
     std::mutex m_mutex;
-    OpenOutcome m_outcome; // empty when abandoned
+    OpenOutcome m_outcome;    // empty when abandoned
+    bool m_abandoned = false; // the abort flag may be taken back by an open that succeeds
 };
 
 FFmpegPlayer::FFmpegPlayer(QObject *parent)
@@ -100,7 +102,7 @@ bool FFmpegPlayer::open(const QString &url)
         return false;
 
     m_url = url;
-    OpenOutcome outcome = openServingEvents(url);
+    OpenOutcome outcome = openServingEvents(url, wish);
     if (!wish.isNewest())
         return false;
     if (!outcome.stream) {
@@ -114,7 +116,7 @@ bool FFmpegPlayer::open(const QString &url)
     return true;
 }
 
-OpenOutcome FFmpegPlayer::openServingEvents(const QString &url)
+OpenOutcome FFmpegPlayer::openServingEvents(const QString &url, const Wishes::Wish &wish)
 {
     const auto call = std::make_shared<OpenCall>();
     call->request = {url, m_settings, std::make_shared<AbortFlag>(false)};
@@ -132,7 +134,7 @@ OpenOutcome FFmpegPlayer::openServingEvents(const QString &url)
         silence.start(kSilenceMs);
     if (call->answered.waitServingEvents(Gate::kForever) != Gate::Result::Opened)
         call->abandon();
-    if (*call->request.abort)
+    if (!wish.isNewest())
         return {}; // and perhaps no player any more
     m_openCall.reset();
     return call->takeOutcome();
@@ -161,6 +163,8 @@ void FFmpegPlayer::play()
     if (isPlaying())
         return;
     const Wishes::Wish wish = m_wishes.next();
+    // A pause is no stall; its heartbeat may be due before the task has been replaced.
+    m_state->restartStallClock();
     m_state->setPlaying(true);
     startRenderTimer();
     if (!startDecodeTask(wish))
@@ -229,6 +233,7 @@ void FFmpegPlayer::renderFrame()
         return;
     m_sentKey = picture.image.cacheKey();
     m_sentArrivedUs = picture.arrivedUs;
+    m_sentLosses = picture.losses;
     emit frameReady(picture.image);
 }
 

@@ -71,8 +71,18 @@ public:
         return picture.cacheKey() == m_sentKey ? m_sentArrivedUs : 0;
     }
 
-    /// True from connectionLost until packets flow again; pictures sent meanwhile are old ones.
-    bool isLost() const { return m_state->isLost(); }
+    /// Whether `picture` is the one that was sent last and was decoded after the last loss. The
+    /// newest picture is sent again and again, in a loss, too.
+    bool isLive(const QImage &picture) const
+    {
+        return picture.cacheKey() == m_sentKey && m_sentLosses == m_state->losses();
+    }
+
+    /// Since the last packet of whatever kind, or since play().
+    qint64 sincePacketMs() const { return PlaybackState::nowMs() - m_state->lastFrameTimeMs(); }
+
+    /// For a loss that others notice: what was decoded until now is no longer live.
+    void countLoss() { m_state->countLoss(); }
 
     /// Is handed the packets of every stream from the next play() on.
     void setPacketSink(std::shared_ptr<PacketSink> sink) { m_sink = std::move(sink); }
@@ -111,7 +121,7 @@ private:
     void startHeartbeat();
     void stopTimers();
     void checkHeartbeat();
-    OpenOutcome openServingEvents(const QString &url);
+    OpenOutcome openServingEvents(const QString &url, const Wishes::Wish &wish);
     void abandonOpen();
     /// Starts the decode task of the open stream; false when overtaken meanwhile.
     bool startDecodeTask(const Wishes::Wish &wish);
@@ -138,4 +148,5 @@ private:
     std::function<void(StreamTrouble)> m_onTrouble = [](StreamTrouble) {};
     qint64 m_sentKey = 0;
     qint64 m_sentArrivedUs = 0;
+    quint64 m_sentLosses = 0;
 };

@@ -22,6 +22,7 @@ void PlaybackState::reset()
     {
         const std::lock_guard lock(m_mutex);
         ++m_generation;
+        countLoss();
         m_connectionLostEmitted = false;
     }
     const std::lock_guard lock(m_frameMutex);
@@ -75,13 +76,10 @@ qint64 PlaybackState::lastFrameTimeMs() const
 bool PlaybackState::claimLoss()
 {
     const std::lock_guard lock(m_mutex);
-    return m_isPlaying && !std::exchange(m_connectionLostEmitted, true);
-}
-
-bool PlaybackState::isLost() const
-{
-    const std::lock_guard lock(m_mutex);
-    return m_connectionLostEmitted;
+    if (!m_isPlaying || std::exchange(m_connectionLostEmitted, true))
+        return false;
+    countLoss();
+    return true;
 }
 
 void PlaybackState::packetArrived(quint64 generation)
@@ -93,7 +91,7 @@ void PlaybackState::packetArrived(quint64 generation)
     m_connectionLostEmitted = false;
 }
 
-void PlaybackState::storeFrame(quint64 generation, const Picture &picture)
+void PlaybackState::storeFrame(quint64 generation, const QImage &image, qint64 arrivedUs)
 {
     const std::lock_guard lock(m_frameMutex);
     // Tested under the lock: a reset that comes between would find its empty picture overwritten.
@@ -101,7 +99,7 @@ void PlaybackState::storeFrame(quint64 generation, const Picture &picture)
         return;
     ++m_statistics.converted;
     m_statistics.dropped += m_currentFrameTaken ? 0 : 1;
-    m_currentFrame = picture;
+    m_currentFrame = {image, arrivedUs, losses()};
     m_currentFrameTaken = false;
 }
 
@@ -125,6 +123,7 @@ bool PlaybackState::reportLoss(quint64 generation)
     if (!isCurrent(generation) || !m_isPlaying || m_connectionLostEmitted)
         return false;
     m_connectionLostEmitted = true;
+    countLoss();
     if (m_onLoss)
         m_onLoss(generation);
     return true;

@@ -24,6 +24,7 @@ public:
     {
         QImage image;
         qint64 arrivedUs = 0; ///< by nowUs(), when its last packet was read
+        quint64 losses = 0;   ///< how many there were when it was stored
     };
 
     explicit PlaybackState(LossHandler onLoss);
@@ -46,15 +47,17 @@ public:
     qint64 lastFrameTimeMs() const;
     /// Marks the loss as reported; false when it was already, or nothing is playing.
     bool claimLoss();
-    /// True from the report of a loss until the next packet.
-    bool isLost() const;
+    /// What was stored until now is no longer what the camera sees.
+    void countLoss() { ++m_losses; }
+
+    quint64 losses() const { return m_losses.load(); }
 
     // Decode task
 
     bool isCurrent(quint64 generation) const { return m_generation.load() == generation; }
 
     void packetArrived(quint64 generation);
-    void storeFrame(quint64 generation, const Picture &picture);
+    void storeFrame(quint64 generation, const QImage &image, qint64 arrivedUs);
     void countReceived();
     void countDecoded(double decodeMs, double convertMs);
     /// Tells the handler. False when the loss was reported already, or nothing is playing.
@@ -67,6 +70,7 @@ public:
 
 private:
     std::atomic<quint64> m_generation = 0;
+    std::atomic<quint64> m_losses = 0;
 
     mutable std::mutex m_mutex; // guards the three below, and every change of the generation
     LossHandler m_onLoss;

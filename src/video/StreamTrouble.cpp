@@ -50,6 +50,7 @@ constexpr std::array kKeys = {
     "cannotDecode",
     "noVideo",
     "nothingArrives",
+    "noNewPicture",
     "other",
 };
 

@@ -20,6 +20,7 @@ enum class StreamTrouble : quint8 {
     CannotDecode,
     NoVideo,
     NothingArrives,
+    NoNewPicture, ///< of what arrives
     Other,
 };
 

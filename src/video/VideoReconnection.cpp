@@ -197,7 +197,9 @@ void VideoRenderer::performReconnect()
 {
     qDebug() << "[VideoRenderer] performReconnect 被调用，尝试次数:" << m_reconnectAttempts;
     if (m_reconnectAttempts >= m_maxReconnectAttempts) {
-        giveUpReconnecting();
+        setStatus(kGaveUp);
+        setReconnecting(false);
+        forgetWish();
         return;
     }
     setStatus(QStringLiteral("重连中... (%1/%2)")
@@ -207,10 +209,8 @@ void VideoRenderer::performReconnect()
     startReconnectThread();
 }
 
-void VideoRenderer::giveUpReconnecting()
+void VideoRenderer::forgetWish()
 {
-    setReconnecting(false);
-    setStatus(kGaveUp);
     m_wasPlayingBeforeError = false;
     m_reconnectAttempts = 0;
 }
@@ -235,8 +235,10 @@ void VideoRenderer::onReconnectFailed()
     qDebug() << "[VideoRenderer] 重连失败，尝试次数:" << m_reconnectAttempts;
     ++m_reconnectAttempts;
     if (m_reconnectAttempts >= m_maxReconnectAttempts) {
-        giveUpReconnecting();
+        setReconnecting(false);
+        setStatus(kGaveUp);
         emit errorOccurred(kGaveUp);
+        forgetWish();
         return;
     }
     waitForReconnect(QStringLiteral("重连失败，%1秒后重试... (%2/%3)")

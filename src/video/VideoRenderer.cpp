@@ -1,6 +1,7 @@
 #include "VideoRenderer.h"
 
 #include "FFmpegPlayer.h"
+#include "PictureWatch.h"
 
 #include <QCoreApplication>
 #include <QDebug>
@@ -117,6 +118,7 @@ void paintAtOnce(QQuickWindow *window)
 VideoRenderer::VideoRenderer(QQuickItem *parent)
     : QQuickPaintedItem(parent)
     , m_player(new FFmpegPlayer(this))
+    , m_pictureWatch(new PictureWatch(this))
     , m_reconnectTimer(new QTimer(this))
     , m_reconnectCancelled(std::make_shared<std::atomic<int>>(0))
 {
@@ -136,6 +138,9 @@ VideoRenderer::VideoRenderer(QQuickItem *parent)
             Qt::QueuedConnection);
     connect(m_player, &FFmpegPlayer::connectionLost, this, &VideoRenderer::takeConnectionLoss,
             Qt::QueuedConnection);
+    connect(m_pictureWatch, &PictureWatch::ageChanged, this, &VideoRenderer::pictureAgeChanged);
+    connect(m_pictureWatch, &PictureWatch::oldChanged, this, &VideoRenderer::pictureOldChanged);
+    connect(m_pictureWatch, &PictureWatch::lost, this, &VideoRenderer::takePictureLoss);
     m_player->onTrouble([this](StreamTrouble trouble) { setTrouble(trouble); });
     qDebug() << "[VideoRenderer] 初始化完成";
 }
@@ -197,7 +202,7 @@ void VideoRenderer::takeFrame(const QImage &frame)
 {
     // The player resends its last picture while a stream is lost, and one more may be under way
     // when it stops; neither tells that the stream is back.
-    if (m_player->isPlaying() && !m_player->isLost())
+    if (m_player->isPlaying() && m_player->isLive(frame))
         onFrameReady(frame);
 }
 
@@ -218,14 +223,31 @@ void VideoRenderer::takeConnectionLoss()
         onConnectionLost();
 }
 
+void VideoRenderer::takePictureLoss()
+{
+    // A stream of which nothing comes at all is lost by the player's heartbeat.
+    constexpr int kFlowingMs = FFmpegPlayer::kStallLimitMs - FFmpegPlayer::kHeartbeatMs;
+    if (!m_player->isPlaying() || m_player->sincePacketMs() > kFlowingMs)
+        return;
+    m_player->countLoss();
+    setTrouble(StreamTrouble::NoNewPicture);
+    onConnectionLost();
+}
+
+int VideoRenderer::pictureAge() const { return m_pictureWatch->ageMs(); }
+
+bool VideoRenderer::pictureOld() const { return m_pictureWatch->isOld(); }
+
 void VideoRenderer::onFrameReady(const QImage &frame)
 {
     if (frame.isNull())
         return;
     setTrouble(StreamTrouble::None);
     // The player sends its newest picture at every tick, whether it is on screen or not.
-    if (frame.cacheKey() != m_currentFrame.cacheKey())
+    if (frame.cacheKey() != m_currentFrame.cacheKey()) {
+        m_pictureWatch->pictureCame();
         showFrame(frame);
+    }
     if (m_status != kPlayingStatus)
         enterPlaying();
 }
@@ -258,6 +280,8 @@ void VideoRenderer::onPlayingStateChanged(bool playing)
 
 void VideoRenderer::enterPlaying()
 {
+    if (m_currentFrame.isNull())
+        m_pictureWatch->start();
     // A stream that came back by itself must not be torn down by an attempt that was due.
     m_reconnectTimer->stop();
     setStatus(kPlayingStatus);
@@ -268,6 +292,8 @@ void VideoRenderer::enterPlaying()
 
 void VideoRenderer::showFrame(const QImage &frame)
 {
+    if (frame.isNull())
+        m_pictureWatch->stop();
     m_currentFrame = frame;
     m_arrivedUs = m_player->arrivalUs(frame);
     updateContentRect();

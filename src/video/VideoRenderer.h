@@ -12,6 +12,7 @@
 #include <memory>
 
 class FFmpegPlayer;
+class PictureWatch;
 class QThread;
 class QTimer;
 class ReconnectAttempt;
@@ -41,6 +42,8 @@ class VideoRenderer : public QQuickPaintedItem
     Q_PROPERTY(bool isReconnecting READ isReconnecting NOTIFY isReconnectingChanged)
     Q_PROPERTY(QRectF contentRect READ contentRect NOTIFY contentRectChanged)
     Q_PROPERTY(QString trouble READ trouble NOTIFY troubleChanged)
+    Q_PROPERTY(int pictureAge READ pictureAge NOTIFY pictureAgeChanged)
+    Q_PROPERTY(bool pictureOld READ pictureOld NOTIFY pictureOldChanged)
 
 public:
     static constexpr int kMinReconnectIntervalMs = 1000;
@@ -83,6 +86,11 @@ public:
     /// picture comes or the operator asks for something else. Empty when nothing is known.
     QString trouble() const { return keyOf(m_trouble); }
 
+    /// Milliseconds since the picture on the screen came; told only while it is old.
+    int pictureAge() const;
+    /// The stream runs, but the picture on the screen is no longer what the camera sees.
+    bool pictureOld() const;
+
     VideoStatistics statistics() const;
 
     /// Opens and plays the source; returns when that succeeded or failed.
@@ -113,6 +121,8 @@ signals:
     void isReconnectingChanged();
     void contentRectChanged();
     void troubleChanged();
+    void pictureAgeChanged();
+    void pictureOldChanged();
 
 protected:
     void geometryChange(const QRectF &newGeometry, const QRectF &oldGeometry) override;
@@ -133,6 +143,7 @@ private:
     void takeFrame(const QImage &frame);
     void takePlayingState(bool playing);
     void takeConnectionLoss();
+    void takePictureLoss();
 
     bool openSource(const Wishes::Wish &wish);
     void setStatus(const QString &status);
@@ -142,7 +153,7 @@ private:
     void updateContentRect();
     void enterPlaying();
     void waitForReconnect(const QString &status);
-    void giveUpReconnecting();
+    void forgetWish();
     int reconnectIntervalSeconds() const;
     void startReconnectThread();
     void stopReconnectThread();
@@ -153,6 +164,7 @@ private:
 
     Wishes m_wishes;
     FFmpegPlayer *m_player;
+    PictureWatch *m_pictureWatch;
     bool m_isOpening = false; // play() waits for its stream
     QImage m_currentFrame;
     qint64 m_arrivedUs = 0; // of the picture being shown

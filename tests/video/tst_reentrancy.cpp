@@ -68,6 +68,9 @@ void ask(std::unique_ptr<VideoRenderer> &item, const QString &wish)
         QCoreApplication::quit();
     } else if (wish == "destroy"_L1) {
         item.reset();
+    } else if (wish == "destroy and go on"_L1) {
+        item.reset();
+        QThread::msleep(250); // the open may succeed meanwhile, aborted as it is
     } else if (wish == "settings"_L1) {
         item->pause();
         item->setAutoReconnect(false);
@@ -86,6 +89,7 @@ private slots:
     void newestWishWins_data();
     void newestWishWins();
     void taskOutlivesItsStreamAndItsPlayer();
+    void resumingAfterALongPauseIsNoLoss();
     void oneGateEndsEveryWait();
 
 private:
@@ -119,6 +123,8 @@ void TestReentrancy::newestWishWins_data()
         row("rtsp", "reconnect", "destroy", atMs, gone);
     row("rtsp", "play", "reconnect", kOpeningMs, kPlaying);
     row("live", "stop", "play", 0, kPlaying);
+    for (const int atMs : {0, 40, 80})
+        row("ready", "play", "destroy and go on", atMs, gone);
     // No wish for another stream: the open goes on, and what they say holds when it has failed.
     row("rtsp", "play", "settings", kOpeningMs, u"连接失败"_s);
 }
@@ -136,10 +142,10 @@ void TestReentrancy::newestWishWins()
     auto item = std::make_unique<VideoRenderer>();
     item->setSource(stream == "udp"_L1 ? freeUdpUrl() : silentUrl);
     item->setTimeout(wish == "settings"_L1 ? 1000000 : kLongTimeoutUs);
-    if (stream == "live"_L1) {
+    if (stream == "live"_L1 || stream == "ready"_L1)
         item->setSource(m_sim.rtspUrl());
+    if (stream == "live"_L1)
         item->play();
-    }
     const LogCatcher log;
     int ticks = 0;
     QTimer ticker;
@@ -207,6 +213,24 @@ void TestReentrancy::taskOutlivesItsStreamAndItsPlayer()
     QCOMPARE(log.count(kTaskEnded), 2); // the first two
     ::close(secondPipe);
     QTRY_COMPARE(log.count(kTaskEnded), 3);
+}
+
+void TestReentrancy::resumingAfterALongPauseIsNoLoss()
+{
+    const QTemporaryDir folder;
+    const QString video = folder.filePath(u"video.ts"_s);
+    QVERIFY(makeVideo(video));
+    const int pipe = makeStuckStream(video, folder.filePath(u"pipe"_s));
+    const auto unstick = qScopeGuard([pipe] { ::close(pipe); }); // or the program never ends
+    FFmpegPlayer player;
+    const QSignalSpy lost(&player, &FFmpegPlayer::connectionLost);
+    runDry(player, folder.filePath(u"pipe"_s));
+    player.pause();
+    QTest::qWait(FFmpegPlayer::kStallLimitMs);
+    QTimer::singleShot(FFmpegPlayer::kHeartbeatMs + kNothingMeanwhileMs, &player,
+                       [&] { player.stop(); });
+    player.play(); // waits for the task that is stuck
+    QCOMPARE(lost.size(), 0);
 }
 
 void TestReentrancy::oneGateEndsEveryWait()

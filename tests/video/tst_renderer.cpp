@@ -1,8 +1,11 @@
 // The video item against podsim: its painting, its texts, and how it brings a stream back.
 
+#include "Ffmpeg.h"
 #include "LogCatcher.h"
 #include "PodSim.h"
+#include "UdpStreams.h"
 #include "video/FrameConverter.h"
+#include "video/PictureWatch.h"
 #include "video/VideoRenderer.h"
 
 #include <QImage>
@@ -32,6 +35,24 @@ struct Story
     QString statuses;
 };
 
+/// Sends two seconds of a file to the address over and over, at their own pace.
+class Sender
+{
+public:
+    Sender(const QString &file, const QString &url, const QString &choice)
+        : m_process(
+            u"ffmpeg"_s,
+            u"-nostdin -loglevel error -stream_loop -1 -re -i %1 -c copy %2 -f mpegts %3?pkt_size=1316"_s
+                .arg(file, choice, url)
+                .split(u' '),
+            ChildProcess::End::Anyhow)
+    {
+    }
+
+private:
+    ChildProcess m_process;
+};
+
 } // namespace
 
 class TestRenderer : public QObject
@@ -45,6 +66,7 @@ private slots:
     void paintsTexts();
     void bringsStreamsBack_data();
     void bringsStreamsBack();
+    void onlyNewPicturesCount();
 };
 
 void TestRenderer::networkErrorsAreNotShown()
@@ -220,6 +242,57 @@ void TestRenderer::bringsStreamsBack()
     QVERIFY(!item.isReconnecting());
     QCOMPARE(item.trouble().isEmpty(), plays || then == "stop"_L1 || attempts == 0);
     QCOMPARE(errors.value(0).value(0).toString(), statuses.endsWith(kGaveUp) ? kGaveUp : QString());
+}
+
+// A picture that stands still is marked, then lost, whatever else arrives; no old picture counts as
+// recovery; and a sender that comes back with another codec, as when the encoder is switched over
+// from the drawer, is played.
+void TestRenderer::onlyNewPicturesCount()
+{
+    if (!kUdpStreamsCanRun)
+        QSKIP("no UDP input here");
+    const QTemporaryDir folder;
+    const QString h264 = folder.filePath(u"h264.ts"_s);
+    const QString h265 = folder.filePath(u"h265.ts"_s);
+    const QString made = u"-f lavfi -i testsrc=size=320x%1:rate=25:duration=2 -f lavfi -i "
+                         "sine=duration=2 -g 12 -c:v %2"_s;
+    QVERIFY(runFfmpeg(made.arg(u"240"_s, u"libx264"_s), h264));
+    QVERIFY(runFfmpeg(made.arg(u"120"_s, u"libx265"_s), h265));
+    const QString url = freeUdpUrl();
+    std::optional<Sender> sender;
+    const auto sendAll = [&] { sender.emplace(h264, url, u"-map 0"_s); };
+    const auto sendSoundAlone = [&] {
+        sender.emplace(h264, url, u"-map 0:a -mpegts_start_pid 257"_s);
+    };
+    VideoRenderer item;
+    const QSignalSpy lost(&item, &VideoRenderer::connectionLost);
+    item.setSize({320, 240});
+    item.setReconnectInterval(60000); // no attempt comes between
+    item.setSource(url);
+    sendAll();
+    item.play();
+    // The heartbeat loses the stream, then packets come that are no picture; or they come at once.
+    for (const bool soundGoesOn : {false, true}) {
+        QTRY_VERIFY_WITH_TIMEOUT(!item.contentRect().isNull(), kRecoverMs);
+        QVERIFY(!item.pictureOld() && item.pictureAge() < PictureWatch::kOldMs);
+        const auto losses = lost.size();
+        sender.reset();
+        if (soundGoesOn)
+            sendSoundAlone();
+        QTRY_VERIFY_WITH_TIMEOUT(item.pictureOld(), kRecoverMs);
+        QVERIFY(item.pictureAge() >= PictureWatch::kOldMs && lost.size() == losses);
+        QTRY_COMPARE_WITH_TIMEOUT(lost.size(), losses + 1, kRecoverMs);
+        QCOMPARE(item.trouble(), soundGoesOn ? u"noNewPicture"_s : u"nothingArrives"_s);
+        QVERIFY(!item.pictureOld());
+        sendSoundAlone();
+        QTest::qWait(kNothingMeanwhileMs);
+        QVERIFY(item.contentRect().isNull() && item.isReconnecting());
+        sendAll();
+    }
+    QTRY_COMPARE_WITH_TIMEOUT(item.status(), kPlaying, kRecoverMs);
+    item.setReconnectInterval(1000);
+    sender.emplace(h265, url, u"-map 0"_s);
+    QTRY_COMPARE_WITH_TIMEOUT(item.contentRect().height(), 120, kRecoverMs);
 }
 
 QTEST_MAIN(TestRenderer)
