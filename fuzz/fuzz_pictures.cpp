@@ -24,11 +24,12 @@ void fuzz::run(Input input)
         for (const auto &picture :
              areUnits ? assembler.addUnits(packet, time) : assembler.addPacket(packet, time)) {
             FUZZ_REQUIRE(!picture.bytes.isEmpty());
-            given += picture.bytes.size();
+            given += picture.isRepeated ? 0 : picture.bytes.size();
             annexb::isKeyPicture(picture.bytes, assembler.codec());
             FUZZ_REQUIRE(annexb::sequenceParameters(picture.bytes, assembler.codec()).size()
                          <= picture.bytes.size());
         }
     }
-    FUZZ_REQUIRE(given <= 2 * taken + kLengthStep); // start codes may become longer, nothing else
+    // One picture may be given as far as it has come, and then whole.
+    FUZZ_REQUIRE(given <= 2 * taken);
 }

@@ -139,6 +139,8 @@ bool DecodeTask::takePacket()
     for (const PictureAssembler::Complete &picture : std::as_const(pictures)) {
         if (!mayRun())
             break;
+        if (picture.restarts)
+            avcodec_flush_buffers(m_stream->codec());
         if (fillPicture(picture))
             decode(*m_picture);
         av_packet_unref(m_picture.get());
@@ -154,6 +156,8 @@ bool DecodeTask::fillPicture(const PictureAssembler::Complete &complete)
     m_picture->pts = complete.time;
     if (annexb::isKeyPicture(complete.bytes, m_stream->assembler()->codec()))
         m_picture->flags |= AV_PKT_FLAG_KEY;
+    if (complete.isRepeated)
+        m_picture->flags |= AV_PKT_FLAG_DISCARD;
     return true;
 }
 
@@ -164,7 +168,8 @@ void DecodeTask::decode(const AVPacket &packet)
     // A packet that the decoder refuses is dropped: the next key frame mends the picture.
     if (avcodec_send_packet(m_stream->codec(), &packet) >= 0)
         receivePictures(arrivedUs);
-    if (m_sink && mayRun())
+    const bool isNew = (packet.flags & AV_PKT_FLAG_DISCARD) == 0;
+    if (m_sink && isNew && mayRun())
         m_sink->takePacket(m_sinkStream, packet, arrivedUs);
 }
 

@@ -1,6 +1,8 @@
 #pragma once
 
 #include "AnnexB.h"
+#include "SenderHabits.h"
+#include "SliceStart.h"
 
 #include <QByteArray>
 #include <QList>
@@ -10,24 +12,26 @@
 /// Joins what arrives of an H.264 or H.265 stream, a network packet's worth at a time, into whole
 /// pictures.
 ///
-/// The packets do not tell where a picture ends; that is certain only when the next one begins,
-/// an interval later. But a sender fills every packet of a picture except the last of each slice,
-/// and most encoders cut all pictures into the same number of slices: the first packet with room
-/// left in the last slice ends the picture. The assembler watches a stream until it has seen the
-/// rule hold kTrialPictures times in a row, two of them on slices in several packets, and from then
-/// on gives pictures away at once. A sender that breaks the rule after that costs one picture, and
-/// waits for the next picture's beginning are back for good. Lost packets do not count as a
-/// breach; a picture that lacks some is complete when the next begins.
+/// The packets do not tell where a picture ends; that is certain only when the next one begins, an
+/// interval later. SenderHabits learns from a stream whether that can be told earlier, and from
+/// then on pictures are given away with their last packet. Whatever a sender does, the pictures are
+/// those that FFmpeg's own parsing of the same packets gives, or better ones, after two seconds at
+/// the latest; a sender that cannot be foreseen costs no more than the interval. When more of a
+/// picture comes after it was given away, the pictures since the last key picture are given once
+/// more, then the whole picture, so that the decoder has seen every one of them whole; and no
+/// picture is given away early any more. Lost packets are no such breach; a picture that lacks some
+/// is complete when the next begins.
 class PictureAssembler
 {
 public:
     using Codec = annexb::Codec;
-    static constexpr int kTrialPictures = 20;
 
     struct Complete
     {
         QByteArray bytes;
-        std::int64_t time = 0; ///< media time, as of its packets
+        std::int64_t time = 0;   ///< media time, as of its packets
+        bool restarts = false;   ///< the decoder has to forget what it has seen before this one
+        bool isRepeated = false; ///< was given before, and is only for the decoder to see
     };
     using Pictures = QList<Complete>;
 
@@ -43,41 +47,51 @@ public:
     Codec codec() const { return m_codec; }
 
     /// True while pictures are given away at their last packet.
-    bool closesEarly() const { return m_rule == Rule::Trusted; }
+    bool closesEarly() const { return m_habits.isTrusted(SenderHabits::Kind::Other); }
 
 private:
-    enum class Rule : std::uint8_t { OnTrial, Trusted, Broken };
-
     /// What of a picture has come so far.
     struct Picture
     {
         QByteArray bytes;
         std::int64_t time = 0;
-        int slices = 0;
+        std::uint32_t macroblock = 0; // of the newest slice
+        bool lacksBeginning = false;
+        bool mayRestart = false;
         bool endsInSlice = false;
-        bool lastSliceInPieces = false;
-        bool lookedComplete = false; // by the rule, at its newest packet
+        SenderHabits::Ended end;
     };
 
     Pictures addStart(QByteArrayView units, std::int64_t time);
-    void addPiece(QByteArrayView piece, std::int64_t time);
+    void addPiece(QByteArrayView piece, std::int64_t time, Pictures &complete);
     void addUnit(QByteArrayView unit, std::int64_t time, Pictures &complete);
-    bool beginsPicture(QByteArrayView header) const;
-    bool isFirstSlice(QByteArrayView header) const;
-    bool hasRoomLeft(qsizetype payloadBytes);
+    void addSlice(QByteArrayView unit, QByteArrayView header, std::int64_t time,
+                  Pictures &complete);
+    void addBetweenSlices(QByteArrayView unit, QByteArrayView header, Pictures &complete);
+    bool beginsPicture(const SliceStart &slice, std::int64_t time) const;
+    bool isOfAnotherPicture(std::int64_t time) const;
+    void beginPicture(const SliceStart &slice, std::int64_t time);
+    void meetLaterPart(std::int64_t time, bool isKnown);
+    void takeBack();
     void applyRule(bool hasRoom, Pictures &complete);
-    void meetLaterPart(std::int64_t time);
-    void append(QByteArrayView bytes);
     void closeAtNext(Pictures &complete);
-    Complete takePicture();
+    void give(const Picture &picture, Pictures &complete);
+    void keepForRepetition(const Picture &picture);
 
     Codec m_codec;
-    Rule m_rule = Rule::OnTrial;
-    int m_held = 0;         // how often in a row the rule did
-    int m_heldInPieces = 0; // of these, on slices in several packets
-    int m_slices = 0;       // of every picture, as far as is known
-    qsizetype m_fullBytes = 0;
+    SenderHabits m_habits;
     Picture m_picture;
-    std::int64_t m_closedTime = 0; // of the picture given away last
-    bool m_hasClosed = false;      // one was, by the rule
+    QByteArray m_ahead; // units that belong to this picture or the next: the next slice will tell
+    bool m_pieceIsAhead = false; // where a further piece belongs
+
+    Picture m_closed;             // given away by the rule, while nothing of the next has come
+    bool m_hasClosed = false;     // there is such a one
+    bool m_isDoubtful = false;    // whether it was complete
+    int m_picturesOfTime = 0;     // begun with the same time as the newest one
+    int m_picturesOfTimeMax = 0;  // two for fields
+    std::int64_t m_begunTime = 0; // of the newest
+
+    QList<Complete> m_group; // since the last key picture; empty when it is too long
+    qsizetype m_groupBytes = 0;
+    bool m_repeats = false; // the group ahead of the next picture
 };
