@@ -346,6 +346,11 @@ ApplicationWindow {
                 pointingEnabled: !videoRenderer.status.includes("重连")
                                  && !statusLine.text.includes("重连")
                 pictureLive: videoRenderer.playing && videoRenderer.contentRect.width > 0
+                             && !videoRenderer.pictureOld
+            }
+            OldPictureMark {
+                objectName: "oldPictureMark"
+                video: videoRenderer
             }
             VideoTrouble {
                 objectName: "videoTrouble"

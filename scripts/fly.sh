@@ -13,6 +13,7 @@ settings_icon=(1055 44)
 tcp_button=(1030 233)
 gimbal_page=(650 94)
 data_button=(965 118)
+upright_button=(784 156)
 video_middle=(420 360)
 
 display_file=$(mktemp)
@@ -84,6 +85,20 @@ hold e 1
 sleep 1.5
 after=$(attitude)
 shot 5-after
+
+# What the operator sees when something is wrong, and before something is dangerous.
+pod "video stall" >/dev/null
+sleep 1.3
+shot 6-old-picture
+pod "video resume" >/dev/null
+click "${settings_icon[@]}"
+click "${upright_button[@]}"
+shot 7-asked-first
+xdotool key Escape
+click "${settings_icon[@]}"
+pod "control drop rst" >/dev/null
+sleep 1.3
+shot 8-lost-link
 
 echo "pod before: $before"
 echo "pod after:  $after"

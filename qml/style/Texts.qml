@@ -49,6 +49,10 @@ QtObject {
         return pick("设置文件已损坏，已恢复默认设置", "The settings file was damaged; the defaults are used")
             + (keptAs !== "" ? pick("，原文件保存为 ", ". It is kept as ") + keptAs : "");
     }
+    function oldPicture(seconds: real): string {
+        const age = seconds.toFixed(1);
+        return pick("画面停住 " + age + " 秒", "Picture stands still for " + age + " s");
+    }
     // By the words of the video item's trouble.
     readonly property var troubles: ({
         refused: pick("连接被拒绝", "Connection refused"),

@@ -124,7 +124,13 @@ void TestSimulatedPod::clickOnAControlPointsNowhere()
     QTest::mouseDClick(m_ui->window(), Qt::LeftButton, {}, m_ui->centre(u"videoRenderer"_s));
     QVERIFY(m_ui->pod().next(1).startsWith(u"10 00 "));
     m_ui->play(u"tap W; sent "_s + kSteering);
-    // Without a picture a click is answered in the status line.
+    // Without a live picture a click is answered in the status line.
+    m_sim.fault(u"video stall"_s);
+    m_ui->play(u"see oldPictureMark visible true; click videoRenderer; "
+               "see statusText text 没有实时画面，点击无效; tap W; sent "_s
+               + kSteering);
+    m_sim.fault(u"video resume"_s);
+    m_ui->play(u"see oldPictureMark visible false"_s);
     m_ui->video()->stop();
     m_ui->play(u"click videoRenderer; see statusText text 没有实时画面，点击无效; tap W; sent "_s
                + kSteering);
