@@ -37,6 +37,7 @@ ApplicationWindow {
     property int xspeed: 0
     property int yspeed: 0
     property bool isPodInfoValuesShow: false
+    property bool isHeadUpShown: true
 
     property bool streamStarted: false
     // What the pod has told is no longer what it does.
@@ -149,12 +150,18 @@ ApplicationWindow {
         oldDevicePort = kept.readNumber(kept.tcp, "devicePort", Validation.largestPort, 2000);
         oldBaudRate = kept.readNumber(kept.com, "baudRate", Validation.largestBaudRate, 115200);
         oldLanguageIndex = kept.readNumber(kept.general, "languageIndex", 1, 0);
+        isHeadUpShown = kept.readNumber(kept.view, "headUpLine", 1, 1) === 1;
     }
 
     function showDrawer(shown: bool) {
         podControlDrawer.visible = shown;
         podControlDrawer.opened = shown;
         videoRenderer.forceActiveFocus();
+    }
+
+    function showHeadUp(shown: bool) {
+        isHeadUpShown = shown;
+        storedSettings.store(storedSettings.view, "headUpLine", shown ? 1 : 0);
     }
 
     function showKeys() {
@@ -381,6 +388,17 @@ ApplicationWindow {
         anchors.bottom: parent.bottom
         anchors.bottomMargin: 25 + attemptsHeight
         visible: mainWindow.isPodInfoValuesShow
+    }
+    HeadUpLine {
+        id: headUpLine
+        objectName: "headUpLine"
+        x: mainWindow.margin
+        y: mainWindow.margin
+        z: 1
+        room: Math.min(podControlDrawer.visible ? podControlDrawer.x : parent.width,
+                       podSettings.groundX) - 2 * mainWindow.margin
+        video: videoRenderer
+        visible: mainWindow.isHeadUpShown
     }
     ToolStrip {
         id: podControlsTools

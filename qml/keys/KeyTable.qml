@@ -25,6 +25,7 @@ QtObject {
         {name: "drawer", key: "F2", run: () => mainWindow.showDrawer(!podControlDrawer.visible)},
         {name: "values", key: "I",
          run: () => mainWindow.isPodInfoValuesShow = !mainWindow.isPodInfoValuesShow},
+        {name: "headUp", key: "F3", run: () => mainWindow.showHeadUp(!mainWindow.isHeadUpShown)},
         {name: "fullScreen", key: "F11", run: () => mainWindow.toggleFullScreen()}
     ]
     // The keys in force by the names of their actions.

@@ -105,6 +105,26 @@ QtObject {
     readonly property string stopTracking: pick("停止跟踪", "Stop tracking")
     readonly property string trackingReady: pick("指点跟踪：点击目标开始，点此停止", "Point tracking: click a target to start, here to stop")
 
+    // Head-up line
+    readonly property string mode: pick("模式", "Mode")
+    readonly property var workModes: ({
+        Follow: pick("跟随", "Follow"), Lock: pick("锁定", "Lock"), Down: pick("向下", "Down"),
+        Unknown: pick("未知", "Unknown")
+    })
+    readonly property string laserRange: pick("测距", "Laser")
+    readonly property string tracking: pick("跟踪", "Tracking")
+    readonly property string trackingHeld: pick("已锁定目标", "Target held")
+    readonly property string trackingAwaits: pick("待点选", "Click a target")
+    readonly property string off: pick("关", "off")
+    readonly property string podRecording: pick("吊舱录像", "Pod records")
+    readonly property string link: pick("链路", "Link")
+    readonly property string video: pick("视频", "Video")
+    readonly property string noVideo: pick("无画面", "no picture")
+    function lossOf(share: string): string { return pick("丢失 ", "loss ") + share; }
+    readonly property string headUpLine: pick("抬头信息", "Head-up line")
+    readonly property string tipHeadUp: pick("在视频上方显示或隐藏模式、变倍、链路和视频状态",
+        "Show or hide mode, zoom, link and video state over the video")
+
     // Keys, by the names of the table of keys and of the steering commands
     readonly property string sent: pick("已发送: ", "Sent: ")
     readonly property string yawCentre: pick("仅航向回中", "Centre yaw only")
@@ -133,6 +153,7 @@ QtObject {
         stopTracking: stopTracking, help: pick("快捷键一览", "Show the keys"),
         drawer: pick("打开或关闭设置面板", "Open or close the drawer"),
         values: pick("显示或隐藏姿态数据", "Show or hide the attitude"),
+        headUp: pick("显示或隐藏抬头信息", "Show or hide the head-up line"),
         fullScreen: pick("全屏", "Full screen")
     })
     readonly property var steeringActions: ({

@@ -19,6 +19,7 @@ QtObject {
     readonly property color linkChip: "#FFFFFF"
     readonly property color linkGround: "#E6000000"
     readonly property color alarm: "#E6B00020"
+    readonly property color recording: "#FF6B6B"
     // What was true once, but has not been heard of for a while.
     readonly property color stale: "orange"
 
@@ -41,6 +42,7 @@ QtObject {
     readonly property int entryHeight: 35
     readonly property int radius: 4
     readonly property int panelRadius: 8
+    readonly property int headUpFontSize: 12
     readonly property int tipDelayMs: 500
 
     // The drawer

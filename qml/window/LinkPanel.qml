@@ -8,6 +8,7 @@ Rectangle {
 
     // What the tips leave uncovered besides the panel.
     property Item tipsBeside: podSettings
+    readonly property real groundX: x + ground.x
 
     signal settingsClicked()
 

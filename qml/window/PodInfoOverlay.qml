@@ -43,7 +43,7 @@ Rectangle {
         InfoCaption { text: "Lon:" }
         InfoValue { objectName: "lonValue"; text: cMain.targetLongitude.toFixed(podInfo.positionDigits) }
         InfoCaption { text: "Alt:" }
-        InfoValue { objectName: "altValue"; text: cMain.targetAltitude.toFixed(0) }
+        InfoValue { objectName: "altValue"; text: cMain.targetAltitude.toFixed(0); unit: " m" }
     }
 
     HoverHandler {

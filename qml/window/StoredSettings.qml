@@ -10,6 +10,7 @@ Item {
     readonly property alias com: comSettings
     readonly property alias general: generalSettings
     readonly property alias keys: keySettings
+    readonly property alias view: viewSettings
 
     // What the operator should know of the file; empty when all is well.
     readonly property string trouble:
@@ -50,6 +51,11 @@ Item {
     Settings {
         id: generalSettings
         category: "General"
+        location: "file:device_config.ini"
+    }
+    Settings {
+        id: viewSettings
+        category: "View"
         location: "file:device_config.ini"
     }
     Settings {

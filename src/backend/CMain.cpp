@@ -235,6 +235,8 @@ bool CMain::send(const QByteArray &frame)
         emit sbusDataError(QStringLiteral("未连接，无法发送数据"));
         return false;
     }
+    ++m_linkStatistics.framesOut;
+    m_linkStatistics.bytesOut += quint64(frame.size());
     m_transport->sendData(frame);
     return true;
 }

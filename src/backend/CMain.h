@@ -1,11 +1,13 @@
 #pragma once
 
+#include "LinkStatistics.h"
 #include "async/Wish.h"
 #include "motion/MotionLedger.h"
 #include "protocol/CommandCatalogue.h"
 #include "protocol/InboundFrames.h"
 #include "protocol/SettingFrames.h"
 
+#include <QElapsedTimer>
 #include <QJsonObject>
 #include <QObject>
 #include <QTimer>
@@ -198,6 +200,8 @@ public:
     /// an existing device.
     Q_INVOKABLE bool isSerialPort(const QString &name) const;
 
+    Q_INVOKABLE LinkStatistics linkStatistics() const;
+
     QString message() const { return m_message; }
     double yaw() const { return m_yaw; }
     double pitch() const { return m_pitch; }
@@ -345,6 +349,8 @@ private:
     int m_transportSignalDepth = 0; // above 0 while a signal of the transport is being handled
     QTimer *m_sbusReadTimer = nullptr;
     QTimer *m_staleTimer = nullptr;
+    LinkStatistics m_linkStatistics;
+    QElapsedTimer m_sinceStatus; // invalid before the first
     LocalUpgrade *m_localUpgrade = nullptr;
     OnlineUpgrade *m_onlineUpgrade = nullptr;
 

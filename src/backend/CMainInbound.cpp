@@ -13,6 +13,8 @@
 void CMain::handleDataReceived(const QByteArray &data)
 {
     const QScopedValueRollback depth(m_transportSignalDepth, m_transportSignalDepth + 1);
+    ++m_linkStatistics.framesIn;
+    m_linkStatistics.bytesIn += quint64(data.size());
     const protocol::InboundFrame frame = protocol::decodeInbound(data);
     if (std::holds_alternative<protocol::SbusMap>(frame))
         qCDebug(defaultLog) << "SBUS:" << data.first(protocol::kSbusReply.length).toHex();
@@ -82,8 +84,18 @@ void CMain::apply(const protocol::TruncatedFrame &frame)
              << "应有长度:" << frame.kind.length;
 }
 
+LinkStatistics CMain::linkStatistics() const
+{
+    LinkStatistics statistics = m_linkStatistics;
+    if (m_sinceStatus.isValid())
+        statistics.statusAgeMs = double(m_sinceStatus.nsecsElapsed()) / 1e6;
+    return statistics;
+}
+
 void CMain::apply(const protocol::StatusFrame &status)
 {
+    ++m_linkStatistics.statusFrames;
+    m_sinceStatus.start();
     watchStatus(true);
     m_motions.statusArrived(QDeadlineTimer::current().deadline());
     applyAttitude(status);

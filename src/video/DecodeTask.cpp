@@ -164,10 +164,12 @@ bool DecodeTask::fillPicture(const PictureAssembler::Complete &complete)
 void DecodeTask::decode(const AVPacket &packet)
 {
     const qint64 arrivedUs = PlaybackState::nowUs();
-    m_state->countReceived();
+    m_state->countReceived(packet.size);
     // A packet that the decoder refuses is dropped: the next key frame mends the picture.
     if (avcodec_send_packet(m_stream->codec(), &packet) >= 0)
         receivePictures(arrivedUs);
+    else
+        m_state->countDamaged();
     const bool isNew = (packet.flags & AV_PKT_FLAG_DISCARD) == 0;
     if (m_sink && isNew && mayRun())
         m_sink->takePacket(m_sinkStream, packet, arrivedUs);
@@ -177,6 +179,8 @@ void DecodeTask::receivePictures(qint64 arrivedUs)
 {
     while (avcodec_receive_frame(m_stream->codec(), m_frame.get()) >= 0) {
         const qint64 decodedUs = PlaybackState::nowUs();
+        if ((m_frame->flags & AV_FRAME_FLAG_CORRUPT) != 0 || m_frame->decode_error_flags != 0)
+            m_state->countDamaged();
         const QImage picture = m_stream->converter().convert(m_frame.get());
         m_state->countDecoded(double(decodedUs - arrivedUs) / 1000,
                               double(PlaybackState::nowUs() - decodedUs) / 1000);

@@ -326,7 +326,10 @@ void FFmpegPlayer::cleanup(Waiting waiting)
 VideoStatistics FFmpegPlayer::statistics() const
 {
     VideoStatistics statistics = m_state->statistics();
-    statistics.transport = m_stream ? m_stream->transport() : VideoTransport::None;
+    if (m_stream) {
+        statistics.transport = m_stream->transport();
+        statistics.codec = QString::fromLatin1(avcodec_get_name(m_stream->codec()->codec_id));
+    }
     return statistics;
 }
 

@@ -103,10 +103,17 @@ void PlaybackState::storeFrame(quint64 generation, const QImage &image, qint64 a
     m_currentFrameTaken = false;
 }
 
-void PlaybackState::countReceived()
+void PlaybackState::countReceived(int bytes)
 {
     const std::lock_guard lock(m_frameMutex);
     ++m_statistics.received;
+    m_statistics.receivedBytes += quint64(bytes);
+}
+
+void PlaybackState::countDamaged()
+{
+    const std::lock_guard lock(m_frameMutex);
+    ++m_statistics.damaged;
 }
 
 void PlaybackState::countDecoded(double decodeMs, double convertMs)

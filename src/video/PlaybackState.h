@@ -58,7 +58,9 @@ public:
 
     void packetArrived(quint64 generation);
     void storeFrame(quint64 generation, const QImage &image, qint64 arrivedUs);
-    void countReceived();
+    void countReceived(int bytes);
+    /// Of a picture that the decoder refused, or had to mend.
+    void countDamaged();
     void countDecoded(double decodeMs, double convertMs);
     /// Tells the handler. False when the loss was reported already, or nothing is playing.
     bool reportLoss(quint64 generation);

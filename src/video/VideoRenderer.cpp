@@ -219,8 +219,10 @@ void VideoRenderer::takePlayingState(bool playing)
 void VideoRenderer::takeConnectionLoss()
 {
     // A stream that was closed or replaced meanwhile is nobody's loss.
-    if (m_player->isPlaying())
+    if (m_player->isPlaying()) {
+        ++m_painted.losses;
         onConnectionLost();
+    }
 }
 
 void VideoRenderer::takePictureLoss()
@@ -345,6 +347,8 @@ VideoStatistics VideoRenderer::statistics() const
     statistics.presented = m_painted.presented;
     statistics.paintMs = m_painted.paintMs;
     statistics.ageMs = m_painted.ageMs;
+    statistics.losses = m_painted.losses;
+    statistics.size = m_currentFrame.size();
     return statistics;
 }
 

@@ -91,8 +91,6 @@ public:
     /// The stream runs, but the picture on the screen is no longer what the camera sees.
     bool pictureOld() const;
 
-    VideoStatistics statistics() const;
-
     /// Opens and plays the source; returns when that succeeded or failed.
     Q_INVOKABLE void play();
     Q_INVOKABLE void pause();
@@ -107,6 +105,7 @@ public:
     Q_INVOKABLE void setMaxDelay(int maxDelayMs);
     /// The address as it may be shown, without its password.
     Q_INVOKABLE QString masked(const QString &address) const;
+    Q_INVOKABLE VideoStatistics statistics() const;
 
 signals:
     void sourceChanged();

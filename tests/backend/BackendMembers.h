@@ -32,7 +32,7 @@ setKjgZoomTo setRcxZoomTo; void(): gimbalSetOn gimbalSetOff gimbalSetReboot; voi
 gimbalSetToPitchYaw; void(int): setHZH setWC; void(): rtspRecovery; void(int): setProtocl
 setFrequency adjust_up adjust_down adjust_left adjust_right; void(): beginUpdate completeUpdate;
 void(QString,int,QString): updateFirmwareByCom; QJsonObject(): getMapData; bool(QString)
-const: isSerialPort; bool R connectionChanged:
+const: isSerialPort; LinkStatistics() const: linkStatistics; bool R connectionChanged:
 isConnected; QString RW messageChanged: message; QString RW connectionTypeChanged: connectionType;
 double R attitudeChanged: yaw pitch roll; bool R statusChanged: recording; QString R statusChanged:
 workMode; double R zoomChanged: zoom zoomint; bool R trackingChanged: tracking; double R

@@ -280,7 +280,12 @@ void TestCMain::delivery_data()
 void TestCMain::repliesAreToldAgainAndClearedWithTheLink()
 {
     // The other kind of status says nothing of the camera.
+    const LinkStatistics before = m_backend->linkStatistics();
     QVERIFY(deliver(kFull01) && deliver(kFull03));
+    const LinkStatistics after = m_backend->linkStatistics();
+    QCOMPARE(after.statusFrames, before.statusFrames + 2);
+    QCOMPARE(after.bytesIn, before.bytesIn + quint64(kFull01.size() + kFull03.size()));
+    QVERIFY(after.statusAgeMs >= 0 && after.framesOut == before.framesOut);
     QCOMPARE(m_backend->workMode(), u"Down"_s);
     QCOMPARE(m_backend->zoom(), 30.7);
     m_raised->take();

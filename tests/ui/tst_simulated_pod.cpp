@@ -3,6 +3,7 @@
 #include "UiHarness.h"
 #include "firmware/online/OnlineUpgrade.h"
 
+#include <QRegularExpression>
 #include <QTest>
 
 #include <memory>
@@ -65,6 +66,11 @@ void TestSimulatedPod::initTestCase()
         u"page 0; type urlInput %1; click urlButton; kept RTSP/rtspIp %1; "
         "see videoRenderer source %1; set podControlDrawer visible 0"_s.arg(m_sim.rtspUrl()));
     QTRY_VERIFY_WITH_TIMEOUT(!m_ui->video()->contentRect().isEmpty(), kWaitMs);
+    static const QRegularExpression pattern(
+        u"^1280×720 [1-9]\\d* fps \\d+ ms 丢失 \\d+(\\.\\d)? %$"_s);
+    QTRY_VERIFY_WITH_TIMEOUT(
+        pattern.match(m_ui->property(u"headUpVideoValue"_s, "text").toString()).hasMatch(),
+        kWaitMs);
 }
 
 void TestSimulatedPod::clickPointsIntoThePicture()

@@ -33,6 +33,19 @@ constexpr auto kRows = std::to_array<Row>({
      "see yawValue color #ffa500; see zoomText color #ffa500; see recordbutton old true; "
      "reply ee010000000000000000000000000000000000000000000000000000; "
      "see yawValue color #ffffff; cut; see yawValue color #ffa500; see zoomText color #ffa500"},
+    {"head-up line",
+     "see headUpModeValue text 未知; see headUpLinkValue text 未连接; see headUpVideoValue text "
+     "无画面; "
+     "see headUpModeValue color #ffa500; connect; "
+     // Range 123.4 m, tracking, zoom ratio 2.5, recording, looking down; then silence
+     "reply ee0100d2040000000000000301000000000000000000001900010002; "
+     "see headUpModeValue text 向下; see headUpZoomValue text 2.5×; see headUpLaserValue text "
+     "123.4 m; "
+     "see headUpTrackingValue text 已锁定目标; see headUpRecordingValue text 0:01; "
+     "see headUpModeValue color #ffffff; "
+     "see headUpModeValue color #ffa500; see headUpLinkValue color #ffa500; "
+     "tap F3; see headUpLine visible false; kept View/headUpLine 0; page 1; click headUpButton; "
+     "see headUpLine visible true"},
     {"stored settings",
      "see videoRenderer source bad://stream; page 0; see ipInput text 10.1.2.3; "
      "see portInput text 4001; see baudRateInput text 57600; page 1; "

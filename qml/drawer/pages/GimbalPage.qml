@@ -41,6 +41,18 @@ DrawerPage {
                 }
             }
             DrawerButton {
+                objectName: "headUpButton"
+                Layout.fillWidth: true
+                Layout.columnSpan: 2
+                active: mainWindow.isHeadUpShown
+                text: Texts.headUpLine
+                tip: Texts.tipHeadUp
+                onClicked: {
+                    mainWindow.showHeadUp(!mainWindow.isHeadUpShown);
+                    drawerActions.giveFocusBack();
+                }
+            }
+            DrawerButton {
                 objectName: "uprightButton"
                 Layout.fillWidth: true
                 Layout.preferredWidth: 1
