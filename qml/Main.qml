@@ -38,6 +38,7 @@ ApplicationWindow {
     property int yspeed: 0
     property bool isPodInfoValuesShow: false
     property bool isHeadUpShown: true
+    property bool isStatisticsShown: false
 
     property bool streamStarted: false
     // What the pod has told is no longer what it does.
@@ -399,6 +400,18 @@ ApplicationWindow {
                        podSettings.groundX) - 2 * mainWindow.margin
         video: videoRenderer
         visible: mainWindow.isHeadUpShown
+    }
+    Loader {
+        // Beside the buttons at the left edge, below the banner.
+        x: 70
+        y: 120
+        width: 270
+        z: 1
+        active: mainWindow.isStatisticsShown
+        sourceComponent: StatisticsPanel {
+            objectName: "statisticsPanel"
+            video: videoRenderer
+        }
     }
     ToolStrip {
         id: podControlsTools

@@ -244,7 +244,12 @@ void shootKeys(const QDir &folder, const Language &language)
 {
     Scene scene(folder, kThermalModel, language.index);
     scene.connectOverTcp();
-    scene.ui().play(u"tap F1; click key_photo; tap R"_s);
+    scene.ui().play(u"tap F4"_s);
+    scene.point(kNowhere);
+    constexpr int kPlotMs = 12000;
+    QTest::qWait(kPlotMs);
+    scene.shoot(u"statistics"_s + language.suffix);
+    scene.ui().play(u"tap F4; tap F1; click key_photo; tap R"_s);
     scene.point(kNowhere);
     scene.shoot(u"keys"_s + language.suffix);
 }

@@ -26,6 +26,8 @@ QtObject {
         {name: "values", key: "I",
          run: () => mainWindow.isPodInfoValuesShow = !mainWindow.isPodInfoValuesShow},
         {name: "headUp", key: "F3", run: () => mainWindow.showHeadUp(!mainWindow.isHeadUpShown)},
+        {name: "statistics", key: "F4",
+         run: () => mainWindow.isStatisticsShown = !mainWindow.isStatisticsShown},
         {name: "fullScreen", key: "F11", run: () => mainWindow.toggleFullScreen()}
     ]
     // The keys in force by the names of their actions.

@@ -125,6 +125,23 @@ QtObject {
     readonly property string tipHeadUp: pick("在视频上方显示或隐藏模式、变倍、链路和视频状态",
         "Show or hide mode, zoom, link and video state over the video")
 
+    // Statistics
+    readonly property string statistics: pick("统计", "Statistics")
+    readonly property string tipStatistics: pick("在视频上显示或隐藏视频与链路的统计",
+        "Show or hide statistics of video and link over the video")
+    readonly property list<string> transports: ["-", "UDP", "RTSP/UDP", "RTSP/TCP", pick("其他", "other")]
+    readonly property string statStream: pick("视频流", "Stream")
+    readonly property string statReceived: pick("收到画面", "Received")
+    readonly property string statDecoded: pick("已解码", "Decoded")
+    readonly property string statShown: pick("已显示", "Shown")
+    readonly property string statReplaced: pick("被更新取代", "Replaced")
+    readonly property string statDamaged: pick("受损", "Damaged")
+    readonly property string statLosses: pick("视频中断", "Stream losses")
+    readonly property string statTimes: pick("解码/转换/绘制", "Dec/conv/paint")
+    readonly property string statLinkIn: pick("链路接收", "Link in")
+    readonly property string statLinkOut: pick("链路发送", "Link out")
+    readonly property string statAge: pick("显示时延时", "Age")
+
     // Keys, by the names of the table of keys and of the steering commands
     readonly property string sent: pick("已发送: ", "Sent: ")
     readonly property string yawCentre: pick("仅航向回中", "Centre yaw only")
@@ -154,6 +171,7 @@ QtObject {
         drawer: pick("打开或关闭设置面板", "Open or close the drawer"),
         values: pick("显示或隐藏姿态数据", "Show or hide the attitude"),
         headUp: pick("显示或隐藏抬头信息", "Show or hide the head-up line"),
+        statistics: pick("显示或隐藏统计", "Show or hide the statistics"),
         fullScreen: pick("全屏", "Full screen")
     })
     readonly property var steeringActions: ({

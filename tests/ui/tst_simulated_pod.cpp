@@ -71,6 +71,10 @@ void TestSimulatedPod::initTestCase()
     QTRY_VERIFY_WITH_TIMEOUT(
         pattern.match(m_ui->property(u"headUpVideoValue"_s, "text").toString()).hasMatch(),
         kWaitMs);
+    m_ui->play(
+        u"tap F4; see statistic0 text RTSP/UDP, h264, 1280×720; see statistic6 text 0; "
+        "see statistic7 text 0; page 1; click statisticsButton; set podControlDrawer visible 0"_s);
+    QVERIFY(!m_ui->window()->findChild<QObject *>(u"statisticsPanel"_s));
 }
 
 void TestSimulatedPod::clickPointsIntoThePicture()

@@ -43,12 +43,24 @@ DrawerPage {
             DrawerButton {
                 objectName: "headUpButton"
                 Layout.fillWidth: true
-                Layout.columnSpan: 2
+                Layout.preferredWidth: 1
                 active: mainWindow.isHeadUpShown
                 text: Texts.headUpLine
                 tip: Texts.tipHeadUp
                 onClicked: {
                     mainWindow.showHeadUp(!mainWindow.isHeadUpShown);
+                    drawerActions.giveFocusBack();
+                }
+            }
+            DrawerButton {
+                objectName: "statisticsButton"
+                Layout.fillWidth: true
+                Layout.preferredWidth: 1
+                active: mainWindow.isStatisticsShown
+                text: Texts.statistics
+                tip: Texts.tipStatistics
+                onClicked: {
+                    mainWindow.isStatisticsShown = !mainWindow.isStatisticsShown;
                     drawerActions.giveFocusBack();
                 }
             }
