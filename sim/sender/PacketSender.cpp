@@ -14,8 +14,8 @@
 
 namespace {
 
-constexpr qsizetype kFrameHeader = 4;  // of what RTSP interleaves
-constexpr char kAddress[] = "address"; // the property of a client
+constexpr qsizetype kFrameHeader = 4;       // of what RTSP interleaves
+constexpr const char *kAddress = "address"; // the property of a client
 
 using Codec = unit_stream::Codec;
 
@@ -32,7 +32,7 @@ QByteArray mediaOf(const SenderManner &manner, Codec codec)
 {
     const int type =
         manner.pesBytes > 0 ? RtpPackets::kTransportStreamType : RtpPackets::kUnitsType;
-    const QByteArray media = "m=video 0 RTP/AVP " + QByteArray::number(type) + "\r\n";
+    QByteArray media = "m=video 0 RTP/AVP " + QByteArray::number(type) + "\r\n";
     if (manner.pesBytes > 0)
         return media;
     return media
@@ -71,7 +71,7 @@ QByteArray takeRequest(QByteArray &bytes)
     const qsizetype end = bytes.indexOf("\r\n\r\n");
     if (end < 0 || bytes.startsWith('$'))
         return {};
-    const QByteArray request = bytes.left(end + 2);
+    QByteArray request = bytes.left(end + 2);
     bytes.remove(0, end + 4);
     return request;
 }
@@ -124,7 +124,7 @@ void PacketSender::serve(QTcpSocket *client)
 void PacketSender::answer(QTcpSocket *client, const QByteArray &request)
 {
     const QByteArrayList words = request.left(request.indexOf('\r')).split(' ');
-    const QByteArray method = words[0];
+    const QByteArray &method = words[0];
     QByteArray status = "200 OK";
     QByteArray rest = "\r\n";
     if (method == "OPTIONS") {

@@ -31,7 +31,7 @@ const Format &formatOf(Codec codec)
 /// The header of a packet that joins units.
 QByteArray joinHeader(Codec codec)
 {
-    return codec == Codec::H264 ? QByteArray("\x78") : QByteArray("\x60\x01");
+    return codec == Codec::H264 ? QByteArray::fromHex("78") : QByteArray::fromHex("6001");
 }
 
 /// What replaces the header of a unit in each of its pieces.

@@ -1,9 +1,11 @@
 #include "UnitStream.h"
 
+#include <array>
+
 namespace unit_stream {
 namespace {
 
-constexpr char kStartCode[] = {0, 0, 1};
+constexpr std::array<char, 3> kStartCode = {0, 0, 1};
 
 Unit h264Unit(const QByteArray &bytes)
 {
@@ -34,7 +36,7 @@ QList<Picture> picturesOf(const QByteArray &stream, Codec codec)
 {
     QList<Picture> pictures;
     bool hasSlice = true; // so that the first unit begins a picture
-    const QByteArrayView startCode(kStartCode, sizeof kStartCode);
+    const QByteArrayView startCode(kStartCode.data(), qsizetype(kStartCode.size()));
     for (qsizetype at = stream.indexOf(startCode); at >= 0;) {
         const qsizetype begin = at + startCode.size();
         at = stream.indexOf(startCode, begin);

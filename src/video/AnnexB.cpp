@@ -1,10 +1,40 @@
 #include "AnnexB.h"
 
+#include "BitReader.h"
+
+#include <algorithm>
+
 namespace annexb {
 
 namespace {
 
-constexpr char kRecoveryPoint = 6; // the message of H.264 that says where decoding may begin
+constexpr int kRecoveryPoint = 6; // the message that says where decoding may begin
+
+/// A number that goes on while its bytes have all bits set.
+std::uint32_t messageNumber(BitReader &bits)
+{
+    std::uint32_t value = 0;
+    for (std::uint32_t byte = 255; byte == 255 && !bits.atEnd(); value += byte)
+        byte = bits.bits(8);
+    return value;
+}
+
+/// The length of the recovery point that the messages of H.265 in `header` tell of.
+std::optional<int> recoveryPicturesOf(QByteArrayView header)
+{
+    BitReader bits(header.sliced(std::min<qsizetype>(2, header.size())));
+    while (!bits.atEnd()) {
+        const std::uint32_t type = messageNumber(bits);
+        const std::uint32_t bytes = messageNumber(bits);
+        if (type == kRecoveryPoint) {
+            const std::uint32_t number = bits.number(); // signed: the odd ones are positive
+            return number % 2 == 1 ? int(number / 2 + 1) : 0;
+        }
+        for (std::uint32_t i = 0; i < bytes && !bits.atEnd(); ++i)
+            bits.bits(8);
+    }
+    return std::nullopt;
+}
 
 /// Calls `visit` with every unit up to the first slice, until it returns false.
 template<typename Visit>
@@ -71,6 +101,17 @@ bool isKeyPicture(QByteArrayView picture, Codec codec)
         return !isKey;
     });
     return isKey;
+}
+
+std::optional<int> recoveryPictures(QByteArrayView picture)
+{
+    std::optional<int> pictures;
+    visitUntilSlice(picture, Codec::H265, [&](QByteArrayView, QByteArrayView header) {
+        if (unitType(header, Codec::H265) == h265::PrefixSei)
+            pictures = recoveryPicturesOf(header);
+        return !pictures;
+    });
+    return pictures;
 }
 
 QByteArray sequenceParameters(QByteArrayView picture, Codec codec)

@@ -4,6 +4,7 @@
 #include <QByteArrayView>
 
 #include <cstdint>
+#include <optional>
 
 /// H.264 and H.265 as a row of units, each behind a start code. A `header` is a unit from behind
 /// its start code on, and holds a byte at least.
@@ -49,6 +50,10 @@ bool isSlice(QByteArrayView header, Codec codec);
 
 /// Whether a decoder can begin with this picture.
 bool isKeyPicture(QByteArrayView picture, Codec codec);
+
+/// H.265 only: after how many further pictures one that decoding begins with here is whole; nothing
+/// where the picture is no recovery point.
+std::optional<int> recoveryPictures(QByteArrayView picture);
 
 /// The sequence parameter sets that stand ahead of the picture's first slice; they tell its size.
 QByteArray sequenceParameters(QByteArrayView picture, Codec codec);

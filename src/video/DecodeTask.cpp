@@ -166,16 +166,19 @@ void DecodeTask::decode(const AVPacket &packet)
     const qint64 arrivedUs = PlaybackState::nowUs();
     m_state->countReceived(packet.size);
     // A packet that the decoder refuses is dropped: the next key frame mends the picture.
-    if (avcodec_send_packet(m_stream->codec(), &packet) >= 0)
-        receivePictures(arrivedUs);
-    else
-        m_state->countDamaged();
+    const KeyGate::Pass pass = m_stream->keyGate().admit(packet, arrivedUs);
+    if (pass != KeyGate::Pass::Drop) {
+        if (avcodec_send_packet(m_stream->codec(), &packet) >= 0)
+            receivePictures(arrivedUs, pass == KeyGate::Pass::Show);
+        else
+            m_state->countDamaged();
+    }
     const bool isNew = (packet.flags & AV_PKT_FLAG_DISCARD) == 0;
     if (m_sink && isNew && mayRun())
         m_sink->takePacket(m_sinkStream, packet, arrivedUs);
 }
 
-void DecodeTask::receivePictures(qint64 arrivedUs)
+void DecodeTask::receivePictures(qint64 arrivedUs, bool shown)
 {
     while (avcodec_receive_frame(m_stream->codec(), m_frame.get()) >= 0) {
         const qint64 decodedUs = PlaybackState::nowUs();
@@ -184,7 +187,7 @@ void DecodeTask::receivePictures(qint64 arrivedUs)
         const QImage picture = m_stream->converter().convert(m_frame.get());
         m_state->countDecoded(double(decodedUs - arrivedUs) / 1000,
                               double(PlaybackState::nowUs() - decodedUs) / 1000);
-        if (!picture.isNull())
+        if (shown && !picture.isNull())
             m_state->storeFrame(m_generation, picture, arrivedUs);
         av_frame_unref(m_frame.get());
     }

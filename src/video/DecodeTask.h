@@ -29,7 +29,7 @@ private:
     bool takePacket();
     bool fillPicture(const PictureAssembler::Complete &complete);
     void decode(const AVPacket &packet);
-    void receivePictures(qint64 arrivedUs);
+    void receivePictures(qint64 arrivedUs, bool shown);
     void nap(int ms) const;
 
     std::shared_ptr<PlaybackState> m_state;

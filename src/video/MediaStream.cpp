@@ -309,6 +309,7 @@ private:
 
 MediaStream::MediaStream(Parts parts)
     : m_parts(std::move(parts))
+    , m_keyGate(m_parts.codec->codec_id)
 {
 }
 

@@ -2,6 +2,7 @@
 
 #include "FFmpegPointers.h"
 #include "FrameConverter.h"
+#include "KeyGate.h"
 #include "PictureAssembler.h"
 #include "StreamOptions.h"
 #include "StreamTrouble.h"
@@ -75,12 +76,15 @@ public:
     /// The pictures that came while the stream was analysed; once.
     PictureAssembler::Pictures takeHead() { return std::exchange(m_parts.head, {}); }
 
+    KeyGate &keyGate() { return m_keyGate; }
+
     FrameConverter &converter() { return m_converter; }
 
     std::mutex inUse;
 
 private:
     Parts m_parts;
+    KeyGate m_keyGate;
     FrameConverter m_converter;
 };
 

@@ -4,7 +4,6 @@
 #include <utility>
 
 using namespace annexb;
-using Kind = SenderHabits::Kind;
 
 namespace {
 
@@ -39,7 +38,10 @@ bool precedesSlices(int type, Codec codec)
                                       || type == h265::PrefixSei;
 }
 
-Kind kindOf(const SliceStart &slice) { return slice.isKey ? Kind::Key : Kind::Other; }
+PictureKind kindOf(const SliceStart &slice)
+{
+    return slice.isKey ? PictureKind::Key : PictureKind::Other;
+}
 
 } // namespace
 

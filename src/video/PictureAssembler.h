@@ -47,7 +47,7 @@ public:
     Codec codec() const { return m_codec; }
 
     /// True while pictures are given away at their last packet.
-    bool closesEarly() const { return m_habits.isTrusted(SenderHabits::Kind::Other); }
+    bool closesEarly() const { return m_habits.isTrusted(PictureKind::Other); }
 
 private:
     /// What of a picture has come so far.

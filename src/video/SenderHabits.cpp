@@ -38,20 +38,20 @@ void SenderHabits::learn(const Ended &picture)
         habit.slices = picture.slices;
         habit.isTrusted = false;
     }
-    if (picture.kind == Kind::Key)
-        m_heldAcrossKey = m_habits[std::size_t(Kind::Other)].held > 0;
+    if (picture.kind == PictureKind::Key)
+        m_heldAcrossKey = m_habits[std::size_t(PictureKind::Other)].held > 0;
     judge();
 }
 
 void SenderHabits::judge()
 {
-    Habit &others = m_habits[std::size_t(Kind::Other)];
+    Habit &others = m_habits[std::size_t(PictureKind::Other)];
     m_heldAcrossKey = m_heldAcrossKey && others.held > 0;
     const int wanted = m_heldAcrossKey ? kTrial : kTrialWithoutKey;
     others.isTrusted =
         others.isTrusted
         || (others.held >= wanted << others.raises && others.heldInPieces >= kTrialInPieces);
-    Habit &keys = m_habits[std::size_t(Kind::Key)];
+    Habit &keys = m_habits[std::size_t(PictureKind::Key)];
     const int keysWanted = others.isTrusted ? kKeyTrial : kTrial;
     keys.isTrusted =
         keys.isTrusted

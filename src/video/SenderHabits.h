@@ -5,6 +5,8 @@
 #include <array>
 #include <cstdint>
 
+enum class PictureKind : std::uint8_t { Other, Key };
+
 /// Learns from the pictures of a sender whether their ends can be told from their packets.
 ///
 /// A sender fills every packet of a picture except the last of each slice, and most encoders cut
@@ -20,12 +22,10 @@ public:
     static constexpr int kTrial = 20;
     static constexpr int kTrialWithoutKey = 100;
 
-    enum class Kind : std::uint8_t { Other, Key };
-
     /// A picture at whose end the next one had begun.
     struct Ended
     {
-        Kind kind = Kind::Other;
+        PictureKind kind = PictureKind::Other;
         int slices = 0;
         bool lastSliceInPieces = false;
         bool lookedComplete = false; ///< by the rule, with its last packet
@@ -37,12 +37,12 @@ public:
     bool hasRoom(qsizetype payloadBytes);
 
     /// Whether a picture of so many slices, the last of which ends with room, looks complete.
-    bool looksComplete(Kind kind, int slices) const { return habit(kind).slices == slices; }
+    bool looksComplete(PictureKind kind, int slices) const { return habit(kind).slices == slices; }
 
     /// Whether pictures were seen in several slices.
-    bool cutsSlices(Kind kind) const { return habit(kind).slices > 1; }
+    bool cutsSlices(PictureKind kind) const { return habit(kind).slices > 1; }
 
-    bool isTrusted(Kind kind) const { return !m_isBroken && habit(kind).isTrusted; }
+    bool isTrusted(PictureKind kind) const { return !m_isBroken && habit(kind).isTrusted; }
 
     bool isBroken() const { return m_isBroken; }
 
@@ -65,7 +65,7 @@ private:
         bool isTrusted = false;
     };
 
-    const Habit &habit(Kind kind) const { return m_habits[std::size_t(kind)]; }
+    const Habit &habit(PictureKind kind) const { return m_habits[std::size_t(kind)]; }
     void judge();
 
     std::array<Habit, 2> m_habits;

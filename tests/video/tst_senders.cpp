@@ -91,6 +91,7 @@ private slots:
     void initTestCase();
     void picturesAreThoseOfFfmpeg_data();
     void picturesAreThoseOfFfmpeg();
+    void recoveryPointsAreAwaited();
 
 private:
     QTemporaryDir m_folder;
@@ -117,6 +118,7 @@ void TestSenders::initTestCase()
         {u"refresh.h264"_s, x264 + u" -g 400 -x264-params intra-refresh=1:keyint=40"_s},
         {u"plain.h265"_s, x265 + u"bframes=0"_s},
         {u"sliced.h265"_s, x265 + u"bframes=0:slices=4"_s},
+        {u"refresh.h265"_s, x265 + u"bframes=0:intra-refresh=1:keyint=40"_s},
         {u"reordered.h265"_s, x265 + u"bframes=2"_s},
     };
     for (const auto &[name, arguments] : streams) {
@@ -145,12 +147,16 @@ void TestSenders::picturesAreThoseOfFfmpeg_data()
         {u"payload=500&lose=5"_s, false},
         {u"pes=1000"_s, false},
         {u"payload=300&skip=20"_s, true},
+        {u"pes=1000&skip=20"_s, false},
     };
     for (const QString &stream : m_truth.keys()) {
-        for (const auto &[manner, atOnce] : manners)
+        for (const auto &[manner, atOnce] : manners) {
+            if (stream == u"refresh.h265" && manner.contains(u"skip"))
+                continue; // has no picture like the first any more
             QTest::newRow(qPrintable(stream + u' ' + manner))
                 << stream << manner
                 << (atOnce && !stream.startsWith(u"sized") && !stream.startsWith(u"late"));
+        }
     }
 }
 
@@ -173,13 +179,23 @@ void TestSenders::picturesAreThoseOfFfmpeg()
                              .arg(seen.size());
     // The newest picture may wait for the next one.
     QVERIFY2(intact(seen) > 0 && intact(seen) >= intact(expected) - 1, qPrintable(told));
+    // One picture may be given away too early, and the last one of a transport stream is cut off.
     // What is shown of pictures that lack packets depends on the memory they are decoded into.
-    const qsizetype breaches = stream.startsWith(u"late") ? 1 : 0;
-    const auto damaged = seen.size() - intact(seen) - breaches;
+    const qsizetype allowed =
+        (stream.startsWith(u"late") ? 1 : 0) + (manner.startsWith(u"pes") ? 1 : 0);
     if (!manner.contains(u"lose"))
-        QVERIFY2(damaged <= expected.size() - intact(expected), qPrintable(told));
+        QVERIFY2(seen.size() - intact(seen) <= allowed, qPrintable(told));
     QFETCH(const bool, atOnce);
     QVERIFY2(!atOnce || seen.last() == truth.last(), qPrintable(told));
+}
+
+// There the encoder tells when the whole picture has been refreshed; until then it is patchy.
+void TestSenders::recoveryPointsAreAwaited()
+{
+    const QString url = m_sim->rtspUrl() + u"refresh.h265?skip=20"_s;
+    const qsizetype shown = picturesOfPlayer(url).size();
+    QVERIFY2(shown > 0 && shown <= picturesOfFfmpeg(url.toUtf8()).size() - 40,
+             qPrintable(QString::number(shown)));
 }
 
 QTEST_GUILESS_MAIN(TestSenders)
