@@ -316,6 +316,8 @@ ApplicationWindow {
             reconnectInterval: 5000
             maxReconnectAttempts: 100
             focus: true
+            Accessible.role: Accessible.Graphic
+            Accessible.name: Texts.video
 
             onErrorOccurred: error => {
                 console.log("错误:", error);

@@ -184,6 +184,7 @@ QtObject {
     readonly property string backendMissing: pick("错误: cMain 未初始化",
         "Error: cMain is not initialised")
     readonly property string ok: pick("确定", "OK")
+    readonly property string progress: pick("进度", "Progress")
     readonly property string cancel: pick("取消", "Cancel")
     readonly property string tipCancel: pick("不执行", "Do nothing")
     readonly property string tipConfirm: pick("执行", "Do it")

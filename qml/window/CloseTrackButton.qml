@@ -20,6 +20,7 @@ Item {
         leftInset: 0
         rightInset: 0
         focusPolicy: Qt.NoFocus
+        Accessible.name: buttonTip.text
         background: Rectangle {
             color: closeTrackBtn.pressed ? Theme.titleHovered : Theme.panel
             radius: Theme.radius
@@ -36,6 +37,7 @@ Item {
         onClicked: podActions.stopTracking()
 
         Tip {
+            id: buttonTip
             edge: Qt.RightEdge
             shown: closeTrackBtn.hovered && !closeTrackBtn.pressed
             text: cMain.tracking ? Texts.stopTracking : Texts.trackingReady

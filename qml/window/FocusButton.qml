@@ -18,6 +18,7 @@ Button {
     leftInset: 0
     rightInset: 0
     focusPolicy: Qt.NoFocus
+    Accessible.name: tip
     display: AbstractButton.IconOnly
     icon.width: 20
     icon.height: 20

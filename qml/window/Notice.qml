@@ -11,6 +11,8 @@ Rectangle {
 
     onTextChanged: dismissed = false
 
+    Accessible.role: Accessible.AlertMessage
+    Accessible.name: text
     visible: text !== "" && !dismissed
     height: noticeText.implicitHeight + 2 * noticeText.anchors.margins
     color: Theme.linkGround

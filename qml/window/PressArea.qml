@@ -9,11 +9,16 @@ MouseArea {
     property alias tip: pressTip.text
     property alias tipEdge: pressTip.edge
     property alias tipBeside: pressTip.beside
+    // What assistive programs call it.
+    property string name: tip
     readonly property color shade: pressed ? Theme.pressed
                                            : containsMouse ? Theme.hovered : "transparent"
 
     anchors.fill: parent
     hoverEnabled: true
+    Accessible.role: Accessible.Button
+    Accessible.name: name
+    Accessible.onPressAction: clicked(null)
 
     Tip {
         id: pressTip

@@ -67,6 +67,8 @@ Rectangle {
         Text {
             id: statusText
             objectName: "statusText"
+            Accessible.role: Accessible.AlertMessage
+            Accessible.name: text
             Layout.fillWidth: true
             font.pixelSize: 10
             verticalAlignment: Text.AlignVCenter

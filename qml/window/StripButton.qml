@@ -25,6 +25,7 @@ Rectangle {
     }
     PressArea {
         id: mouse
+        name: stripButton.tip
         // An open menu stands where the tip would.
         tip: podControlsTools.menuOpen ? "" : stripButton.tip
         onClicked: stripButton.clicked()

@@ -23,6 +23,7 @@ Button {
     bottomInset: 0
     spacing: 0
     focusPolicy: Qt.NoFocus
+    Accessible.name: tip
     background: Rectangle {
         radius: 6
         color: titleButton.hovered ? titleButton.hoverColor : "transparent"

@@ -7,10 +7,12 @@ ProgressBar {
     id: bar
 
     property bool leftward: false
+    property string axis: ""
 
     width: 60
     height: 12
     padding: 0
+    Accessible.name: axis + (leftward ? " -" : " +")
 
     background: Rectangle {
         color: Theme.drawerDisabledFill

@@ -20,6 +20,7 @@ Button {
     leftPadding: 10
     rightPadding: 10
     focusPolicy: Qt.NoFocus
+    Accessible.description: tip
     font.capitalization: Font.MixedCase
     font.pixelSize: Theme.drawerFontSize
 

@@ -31,6 +31,8 @@ ComboBox {
     displayText: currentIndex < 0 && !editable ? Texts.notChosen : currentText
     focusPolicy: editable ? Qt.ClickFocus : Qt.NoFocus
     font.pixelSize: Theme.drawerFontSize
+    Accessible.name: tip
+    Accessible.description: displayText
     onActivated: index => {
         chosen(index);
         showChoice();
@@ -66,6 +68,8 @@ ComboBox {
         font: box.font
         readOnly: !box.editable
         enabled: box.editable
+        Accessible.ignored: !box.editable
+        Accessible.name: box.tip
         inputMethodHints: box.inputMethodHints
         selectByMouse: true
         selectedTextColor: "white"
@@ -95,6 +99,7 @@ ComboBox {
         leftPadding: 8
         rightPadding: 8
         highlighted: box.highlightedIndex === index
+        text: modelData
         background: Rectangle {
             color: entry.highlighted ? Theme.drawerHover : "transparent"
         }

@@ -19,6 +19,7 @@ TextField {
     rightPadding: 8
     color: enabled && !readOnly ? Theme.drawerText : Theme.drawerMuted
     font.pixelSize: Theme.drawerFontSize
+    Accessible.name: tip
     placeholderTextColor: Theme.drawerMuted
     selectByMouse: true
     selectedTextColor: "white"

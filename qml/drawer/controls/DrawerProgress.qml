@@ -9,6 +9,8 @@ Rectangle {
     readonly property real shown: Math.max(0, Math.min(100, percent))
 
     implicitHeight: 20
+    Accessible.role: Accessible.ProgressBar
+    Accessible.name: Texts.progress + " " + percentText.text
     color: Theme.progressBackground
     border.color: Theme.progressBorder
     radius: 4
@@ -23,6 +25,7 @@ Rectangle {
         radius: 3
     }
     Text {
+        id: percentText
         anchors.centerIn: parent
         color: "white"
         font.pixelSize: 12

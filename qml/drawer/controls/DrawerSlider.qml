@@ -14,6 +14,7 @@ Slider {
     padding: 0
     focusPolicy: Qt.NoFocus
     live: true
+    Accessible.name: tip
     onPressedChanged: {
         if (!pressed)
             released(Math.round(value));

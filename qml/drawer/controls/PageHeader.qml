@@ -18,6 +18,8 @@ RowLayout {
     Text {
         id: titleText
         objectName: "pageTitle"
+        Accessible.role: Accessible.StaticText
+        Accessible.name: text
         Layout.fillWidth: true
         Layout.leftMargin: Theme.drawerMargin
         color: Theme.drawerText
@@ -31,6 +33,7 @@ RowLayout {
         Layout.rightMargin: header.linkPanelWidth + Theme.gap
         flat: true
         text: "✕"
+        Accessible.name: Texts.tipCloseDrawer
         tip: Texts.tipCloseDrawer
         onClicked: header.closeClicked()
     }

@@ -21,6 +21,8 @@ FormRow {
     DrawerSwitch {
         id: control
         objectName: row.objectName + "Switch"
+        Accessible.name: row.label
+        Accessible.description: row.tip
         onFlipped: on => {
             if (drawerActions.perform(on ? row.open : row.close))
                 row.switched(on);

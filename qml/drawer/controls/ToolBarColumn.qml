@@ -41,6 +41,7 @@ Rectangle {
                 topInset: 0
                 bottomInset: 0
                 focusPolicy: Qt.NoFocus
+                Accessible.name: Texts.pageTitles[index]
                 onClicked: bar.pageChosen(index)
 
                 DrawerTip {

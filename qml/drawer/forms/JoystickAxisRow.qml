@@ -29,17 +29,20 @@ RowLayout {
         spacing: 2
 
         DeflectionBar {
+            axis: row.axis
             objectName: "progressBar_" + row.axis.toLowerCase() + "_left"
             leftward: true
             value: Math.max(0, -row.deflection)
         }
         DeflectionBar {
+            axis: row.axis
             objectName: "progressBar_" + row.axis.toLowerCase() + "_right"
             value: Math.max(0, row.deflection)
         }
     }
     DrawerChoice {
         objectName: "axisFunction_" + row.axis.toLowerCase()
+        Accessible.name: row.axis + ": " + tip
         choice: row.axisFunction
         model: Texts.axisFunctions
         tip: Texts.tipAxisFunction

@@ -39,6 +39,7 @@ RowLayout {
     DrawerChoice {
         objectName: "btn" + row.number + "_1"
         Layout.preferredWidth: 1
+        Accessible.name: Texts.joystickButton(row.number) + ": " + tip
         choice: row.shortAction + 1
         model: Texts.buttonActions
         tip: Texts.tipShortPress
@@ -47,6 +48,7 @@ RowLayout {
     DrawerChoice {
         objectName: "combo" + row.number + "_2"
         Layout.preferredWidth: 1
+        Accessible.name: Texts.joystickButton(row.number) + ": " + tip
         choice: row.longAction + 1
         model: Texts.buttonActions
         tip: Texts.tipLongPress

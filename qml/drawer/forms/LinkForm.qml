@@ -66,6 +66,7 @@ Section {
         }
         DrawerButton {
             objectName: form.buttonName
+            Accessible.name: text + " " + form.caption
             active: form.linked
             enabled: !linkOpener.running
             primary: true

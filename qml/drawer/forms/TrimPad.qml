@@ -21,6 +21,7 @@ GridLayout {
         required property string direction
         objectName: direction + "button" + pad.set
         implicitWidth: 40
+        Accessible.name: pad.caption + ": " + tip
         leftPadding: 0
         rightPadding: 0
     }

@@ -77,6 +77,7 @@ DrawerPage {
 
                 SbusChannelChoice {
                     objectName: "sbusChoice" + row.index
+                    Accessible.name: row.label
                     enabled: sbusMemory.isRead
                     channel: page.map[row.index] ?? -1
                     channelCount: page.channelCount
