@@ -4,6 +4,7 @@
 
 namespace {
 
+constexpr char kSyncByte = 0x47;
 constexpr int kMapPid = 0x1000;
 constexpr int kVideoPid = 0x100;
 constexpr qsizetype kHeaderBytes = 4;
@@ -93,7 +94,7 @@ QByteArray TransportMux::packet(int pid, bool begins, const QByteArray &payload)
         padding = bigEndian(quint64(room - 1), 1)
                   + (room > 1 ? QByteArray(1, '\0') + QByteArray(room - 2, '\xff') : QByteArray());
     const quint64 counter = quint64(m_counters[pid]++) & 0x0FU;
-    const QByteArray packet = QByteArray("\x47")
+    const QByteArray packet = QByteArray(1, kSyncByte)
                               + bigEndian((begins ? 0x4000U : 0U) | quint64(pid), 2)
                               + bigEndian((pads ? 0x30U : 0x10U) | counter, 1) + padding + payload;
     return packet.leftJustified(kPacketBytes, '\xff');

@@ -104,18 +104,21 @@ void JoystickInput::setBackend(QObject *backend)
     emit backendChanged();
 }
 
-MotionGuard *JoystickInput::guard() const { return m_guard; }
+QObject *JoystickInput::guard() const { return m_guard; }
 
-void JoystickInput::setGuard(MotionGuard *guard)
+void JoystickInput::setGuard(QObject *guard)
 {
-    if (guard == m_guard)
+    auto *const next = qobject_cast<MotionGuard *>(guard);
+    if (guard && !next)
+        qWarning() << "joystick: not a guard:" << guard;
+    if (next == m_guard)
         return;
     releaseAll();
     if (m_guard)
         m_guard->disconnect(this);
-    m_guard = guard;
-    if (guard)
-        connect(guard, &MotionGuard::allReleased, this, &JoystickInput::releaseAll);
+    m_guard = next;
+    if (next)
+        connect(next, &MotionGuard::allReleased, this, &JoystickInput::releaseAll);
     emit guardChanged();
 }
 

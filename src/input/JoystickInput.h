@@ -53,8 +53,8 @@ class JoystickInput : public QObject
     Q_PROPERTY(
         bool laserLightOn READ isLaserLightOn WRITE setLaserLightOn NOTIFY laserLightOnChanged)
 
-    /// Whose motions the axes start; of the same window as the backend.
-    Q_PROPERTY(MotionGuard *guard READ guard WRITE setGuard NOTIFY guardChanged)
+    /// The MotionGuard whose motions the axes start; of the same window as the backend.
+    Q_PROPERTY(QObject *guard READ guard WRITE setGuard NOTIFY guardChanged)
 
 public:
     /// How often a connected device is read.
@@ -96,8 +96,8 @@ public:
 
     void setLaserLightOn(bool on);
 
-    MotionGuard *guard() const;
-    void setGuard(MotionGuard *guard);
+    QObject *guard() const;
+    void setGuard(QObject *guard);
 
     /// A number out of range changes nothing and is warned about.
     Q_INVOKABLE void setAxisFunction(int axis, int function);
