@@ -22,7 +22,7 @@ packages=(
   # a real joystick, where one is present
   libsdl2-dev
   # tests, benchmarks, pictures, checks
-  ffmpeg lrzsz libbenchmark-dev xvfb xauth xdotool imagemagick librsvg2-bin iproute2
+  ffmpeg libimage-exiftool-perl lrzsz libbenchmark-dev xvfb xauth xdotool imagemagick librsvg2-bin iproute2
   clang-format clang-tidy cppcheck
   # fuzzing
   clang llvm libclang-rt-dev

@@ -125,23 +125,6 @@ constexpr bool everyCommandHasItsRow()
 }
 static_assert(everyCommandHasItsRow());
 
-bool constantHolds(const DataByte &data, quint8 byte)
-{
-    return data.source != DataByte::Constant || data.constant == byte;
-}
-
-const CommandSpec *specOf(const QByteArray &frame)
-{
-    using namespace protocol::short_offset;
-    const auto catalogue = protocol::commandCatalogue();
-    const auto row = std::ranges::find_if(catalogue, [&](const CommandSpec &spec) {
-        return spec.command1 == byteAt(frame, Command1) && spec.command2 == byteAt(frame, Command2)
-               && constantHolds(spec.data1, byteAt(frame, Data1))
-               && constantHolds(spec.data2, byteAt(frame, Data2));
-    });
-    return row == catalogue.end() ? nullptr : &*row;
-}
-
 double angleAt(const QByteArray &frame, qsizetype offset)
 {
     return qFromLittleEndian<qint16>(frame.constData() + offset)
@@ -185,7 +168,7 @@ QString Interpreter::execute(const QByteArray &frame)
 
 QString Interpreter::executeShort(const QByteArray &frame)
 {
-    const CommandSpec *spec = specOf(frame);
+    const CommandSpec *spec = protocol::commandOf(frame);
     if (!spec || byteAt(frame, protocol::short_offset::Address) != protocol::kPodAddress)
         return {};
     Context context{m_model, m_hooks, byteAt(frame, protocol::short_offset::Data1),

@@ -238,6 +238,8 @@ bool CMain::send(const QByteArray &frame)
     ++m_linkStatistics.framesOut;
     m_linkStatistics.bytesOut += quint64(frame.size());
     m_transport->sendData(frame);
+    if (m_watcher.sent)
+        m_watcher.sent(frame);
     return true;
 }
 

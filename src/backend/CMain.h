@@ -13,6 +13,9 @@
 #include <QTimer>
 #include <QVariantList>
 
+#include <functional>
+#include <utility>
+
 class ICommunication;
 class LocalUpgrade;
 class OnlineUpgrade;
@@ -258,6 +261,16 @@ public:
     /// awaited by querySbusData() alone.
     bool send(protocol::Command command, int argument0 = 0, int argument1 = 0);
 
+    /// Told of what passes between console and pod, change or no change, on the GUI thread.
+    struct Watcher
+    {
+        std::function<void(const QByteArray &frame)> sent;
+        std::function<void(const protocol::StatusFrame &status)> reported;
+    };
+
+    /// One at a time; an empty one takes the last away.
+    void watch(Watcher watcher) { m_watcher = std::move(watcher); }
+
     void setMessage(const QString &message);
     void setIsEE0A(bool on);
     void setIsTracking(bool on);
@@ -353,6 +366,8 @@ private:
     QElapsedTimer m_sinceStatus; // invalid before the first
     LocalUpgrade *m_localUpgrade = nullptr;
     OnlineUpgrade *m_onlineUpgrade = nullptr;
+
+    Watcher m_watcher;
 
     QString m_message;
     double m_laserDistance = 0;

@@ -109,6 +109,8 @@ void CMain::apply(const protocol::StatusFrame &status)
     applyTarget(status);
     if (status.plane && m_isEE0A)
         applyPlane(*status.plane);
+    if (m_watcher.reported)
+        m_watcher.reported(status);
 }
 
 void CMain::applyAttitude(const protocol::StatusFrame &status)

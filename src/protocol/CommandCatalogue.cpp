@@ -1,7 +1,9 @@
 #include "CommandCatalogue.h"
 
+#include "Bytes.h"
 #include "ShortFrame.h"
 
+#include <algorithm>
 #include <array>
 
 namespace protocol {
@@ -110,6 +112,11 @@ quint8 dataValue(DataByte data, int argument0, int argument1)
     Q_UNREACHABLE();
 }
 
+bool constantHolds(const DataByte &data, quint8 byte)
+{
+    return data.source != DataByte::Constant || data.constant == byte;
+}
+
 } // namespace
 
 std::span<const CommandSpec> commandCatalogue() { return kCatalogue; }
@@ -117,6 +124,17 @@ std::span<const CommandSpec> commandCatalogue() { return kCatalogue; }
 const CommandSpec &commandSpec(Command command)
 {
     return kCatalogue[static_cast<std::size_t>(command)];
+}
+
+const CommandSpec *commandOf(QByteArrayView frame)
+{
+    using namespace short_offset;
+    const auto *const row = std::ranges::find_if(kCatalogue, [&](const CommandSpec &spec) {
+        return spec.command1 == byteAt(frame, Command1) && spec.command2 == byteAt(frame, Command2)
+               && constantHolds(spec.data1, byteAt(frame, Data1))
+               && constantHolds(spec.data2, byteAt(frame, Data2));
+    });
+    return row == kCatalogue.end() ? nullptr : row;
 }
 
 QByteArray buildCommand(Command command, int argument0, int argument1)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QByteArrayView>
 
 #include <cstddef>
 #include <span>
@@ -108,6 +109,9 @@ struct CommandSpec
 std::span<const CommandSpec> commandCatalogue();
 
 const CommandSpec &commandSpec(Command command);
+
+/// The command that a whole short frame carries; null when there is none.
+const CommandSpec *commandOf(QByteArrayView frame);
 
 /// Builds the frame of a command. Arguments are cut to their low 8 bits, never clamped; those that
 /// the command does not carry are ignored.

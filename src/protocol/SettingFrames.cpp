@@ -1,6 +1,9 @@
 #include "SettingFrames.h"
 
+#include "Bytes.h"
+#include "CommandCatalogue.h"
 #include "LongFrame.h"
+#include "ShortFrame.h"
 
 #include <QVarLengthArray>
 
@@ -47,6 +50,19 @@ QByteArray buildSetPitchYaw(int pitchDegrees, int yawDegrees)
     appendAngle(payload, pitchDegrees);
     appendAngle(payload, yawDegrees);
     return buildLongFrame(kSetPitchYaw.type, payload);
+}
+
+std::string_view commandName(QByteArrayView frame)
+{
+    if (frame.size() == kShortFrameLength && byteAt(frame, 0) == kShortSync) {
+        const CommandSpec *const spec = commandOf(frame);
+        return spec ? spec->name : std::string_view();
+    }
+    for (const LongCommandSpec &spec : {kSetSbus, kSetTime, kSetPitchYaw, kSetB7N})
+        if (frame.size() == spec.payloadLength + kLongOverhead
+            && byteAt(frame, long_offset::Type) == spec.type)
+            return spec.name;
+    return {};
 }
 
 } // namespace protocol

@@ -12,7 +12,6 @@
 namespace {
 
 constexpr int kCheckMs = 500;
-constexpr int kNumberMax = 9999;
 constexpr qint64 kFullBytes = 1'000'000; // less free than this is why a write failed
 const QStringList kOurFiles = {QStringLiteral("pod_*")};
 
@@ -45,8 +44,9 @@ void RecordingJob::run()
         if (next == WriteQueue::Next::Ended)
             break;
         isFine = (next == WriteQueue::Next::Nothing || write(item, afterGap))
-                 && (!isCheckDue() || checkDisk());
+                 && (!isCheckDue() || (checkDisk() && writeLog()));
     }
+    writeLog();
     m_queue.discard();
     m_file.reset();
     const std::lock_guard lock(m_mutex);
@@ -60,6 +60,10 @@ bool RecordingJob::prepareFolder()
         return fail(recording::Trouble::NoFolder, {});
     for (const QFileInfo &file : folder.entryInfoList(kOurFiles, QDir::Files))
         m_earlierBytes += file.size();
+    // Two in one second, or a clock that was set back.
+    const QString name = m_baseName;
+    for (int i = 2; !folder.entryList({m_baseName + u'*'}, QDir::Files).isEmpty(); ++i)
+        m_baseName = QStringLiteral("%1-%2").arg(name).arg(i);
     return true;
 }
 
@@ -79,7 +83,7 @@ bool RecordingJob::write(const MediaItem &item, bool afterGap)
         result = m_file->write(item);
     }
     if (result != TransportStreamFile::Result::Written)
-        return failWriting();
+        return failWriting(m_file->errorText());
     tellProgress();
     return true;
 }
@@ -94,12 +98,9 @@ bool RecordingJob::needsNextFile(const MediaItem &item, const QByteArray &parame
 bool RecordingJob::openNextFile(const RecordedStream &stream)
 {
     m_closedBytes += m_file ? m_file->bytes() : 0;
-    QString path;
-    do {
-        const QString name =
-            QStringLiteral("%1_%2.ts").arg(m_baseName).arg(++m_number, 2, 10, QLatin1Char('0'));
-        path = QDir(m_options.folder).filePath(name);
-    } while (QFile::exists(path) && m_number < kNumberMax); // of a clock that was set back
+    const QString name =
+        QStringLiteral("%1_%2.ts").arg(m_baseName).arg(++m_number, 2, 10, QLatin1Char('0'));
+    const QString path = QDir(m_options.folder).filePath(name);
     m_file = std::make_unique<TransportStreamFile>();
     if (!m_file->create(path, stream))
         return fail(recording::Trouble::CannotCreate, m_file->errorText());
@@ -109,11 +110,24 @@ bool RecordingJob::openNextFile(const RecordedStream &stream)
     return true;
 }
 
-bool RecordingJob::failWriting()
+/// Bytes that are not the picture's do not make the recording one that is being written.
+bool RecordingJob::writeLog()
+{
+    const QByteArray lines = m_queue.takeLines();
+    if (lines.isEmpty())
+        return true;
+    if (!m_log.isOpen()) {
+        m_log.setFileName(QDir(m_options.folder).filePath(m_baseName + QStringLiteral(".jsonl")));
+        if (!m_log.open(QIODevice::WriteOnly | QIODevice::NewOnly | QIODevice::Unbuffered))
+            return fail(recording::Trouble::CannotCreate, m_log.errorString());
+    }
+    return m_log.write(lines) == lines.size() || failWriting(m_log.errorString());
+}
+
+bool RecordingJob::failWriting(const QString &detail)
 {
     const bool isFull = QStorageInfo(m_options.folder).bytesAvailable() < kFullBytes;
-    return fail(isFull ? recording::Trouble::DiskFull : recording::Trouble::WriteFailed,
-                m_file->errorText());
+    return fail(isFull ? recording::Trouble::DiskFull : recording::Trouble::WriteFailed, detail);
 }
 
 bool RecordingJob::isCheckDue() { return m_sinceCheck.hasExpired(kCheckMs); }
@@ -145,6 +159,8 @@ void RecordingJob::tellProgress()
 bool RecordingJob::fail(recording::Trouble trouble, const QString &detail)
 {
     const std::lock_guard lock(m_mutex);
+    if (m_status.trouble != recording::Trouble::None)
+        return false; // what follows from the first
     m_status.trouble = trouble;
     m_status.detail = detail;
     return false;

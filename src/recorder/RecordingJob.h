@@ -28,7 +28,8 @@ private:
     bool write(const MediaItem &item, bool afterGap);
     bool needsNextFile(const MediaItem &item, const QByteArray &parameters, bool afterGap) const;
     bool openNextFile(const RecordedStream &stream);
-    bool failWriting();
+    bool failWriting(const QString &detail);
+    bool writeLog();
     bool checkDisk();
     bool isCheckDue();
     void tellProgress();
@@ -42,6 +43,7 @@ private:
     std::unique_ptr<TransportStreamFile> m_file;
     std::shared_ptr<const RecordedStream> m_stream; // of m_file
     QByteArray m_parameters;                        // likewise
+    QFile m_log;                                    // of events, one line each
     int m_number = 0;                               // of the newest file
     qint64 m_closedBytes = 0;                       // of the files before
     qint64 m_earlierBytes = 0;                      // of the recordings before

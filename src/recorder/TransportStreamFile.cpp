@@ -9,6 +9,20 @@ namespace {
 constexpr int kBufferBytes = 1 << 16;
 constexpr int kVideo = 0; // places in the file
 constexpr int kTelemetry = 1;
+constexpr int kSynchronous = 0; // FFmpeg's profile of telemetry that bears the picture's time
+
+/// What stands ahead of each set in a stream of this kind, and the muxer leaves to its user:
+/// service, running number, that the set is whole, and its length.
+QByteArray accessUnitHeader(quint8 number, int size)
+{
+    constexpr char kWhole = char(0xDF);
+    QByteArray header(1, '\0');
+    header.append(char(number));
+    header.append(kWhole);
+    header.append(char(size >> 8));
+    header.append(char(size));
+    return header;
+}
 
 } // namespace
 
@@ -45,6 +59,7 @@ bool TransportStreamFile::openMuxer(const RecordedStream &stream)
     AVCodecParameters telemetry{};
     telemetry.codec_type = AVMEDIA_TYPE_DATA;
     telemetry.codec_id = AV_CODEC_ID_SMPTE_KLV;
+    telemetry.profile = kSynchronous;
     if (!muxer->pb || !addStream(*stream.parameters) || !addStream(telemetry))
         return fail(ffmpegErrorText(AVERROR(ENOMEM)));
     const int result = avformat_write_header(muxer, nullptr);
@@ -63,7 +78,9 @@ bool TransportStreamFile::addStream(const AVCodecParameters &parameters)
 
 TransportStreamFile::Result TransportStreamFile::write(const MediaItem &item)
 {
-    const ffmpeg::PacketPtr packet(av_packet_clone(item.packet.get()));
+    const ffmpeg::PacketPtr packet = item.isVideo
+                                         ? ffmpeg::PacketPtr(av_packet_clone(item.packet.get()))
+                                         : accessUnit(*item.packet);
     if (!packet) {
         fail(ffmpegErrorText(AVERROR(ENOMEM)));
         return Result::Failed;
@@ -80,6 +97,18 @@ TransportStreamFile::Result TransportStreamFile::write(const MediaItem &item)
     if (m_error.isEmpty())
         fail(ffmpegErrorText(result));
     return Result::Failed;
+}
+
+ffmpeg::PacketPtr TransportStreamFile::accessUnit(const AVPacket &set)
+{
+    const QByteArray header = accessUnitHeader(m_sets++, set.size);
+    ffmpeg::PacketPtr unit(av_packet_alloc());
+    if (!unit || av_new_packet(unit.get(), int(header.size()) + set.size) < 0)
+        return nullptr;
+    std::copy_n(set.data, set.size, std::ranges::copy(header, unit->data).out);
+    unit->pts = set.pts;
+    unit->dts = set.dts;
+    return unit;
 }
 
 template<typename Byte>

@@ -38,11 +38,13 @@ private:
     static int writeBytes(void *self, Byte *data, int size);
     bool addStream(const AVCodecParameters &parameters);
     bool openMuxer(const RecordedStream &stream);
+    ffmpeg::PacketPtr accessUnit(const AVPacket &set);
     bool fail(const QString &text);
 
     QFile m_file;
     std::unique_ptr<AVFormatContext, MuxerDeleter> m_muxer;
     PacketTimes m_times{0};
+    quint8 m_sets = 0; // written, as they are numbered
     qint64 m_bytes = 0;
     QString m_error;
 };

@@ -27,6 +27,19 @@ void WriteQueue::add(const MediaItem &item)
     m_changed.notify_one();
 }
 
+void WriteQueue::addLine(const QByteArray &line)
+{
+    const std::lock_guard lock(m_mutex);
+    if (!m_hasEnded && m_lines.size() + line.size() < kLinesBytesMax)
+        m_lines += line + '\n';
+}
+
+QByteArray WriteQueue::takeLines()
+{
+    const std::lock_guard lock(m_mutex);
+    return std::exchange(m_lines, {});
+}
+
 void WriteQueue::dropAll()
 {
     for (const MediaItem &item : m_items)

@@ -2,6 +2,8 @@
 
 #include "MediaItem.h"
 
+#include <QByteArray>
+
 #include <condition_variable>
 #include <deque>
 #include <mutex>
@@ -12,6 +14,7 @@ class WriteQueue
 {
 public:
     static constexpr qint64 kBytesMax = qint64(96) * 1024 * 1024;
+    static constexpr qint64 kLinesBytesMax = qint64(8) * 1024 * 1024;
 
     explicit WriteQueue(qint64 bytesMax = kBytesMax)
         : m_bytesMax(bytesMax)
@@ -20,6 +23,10 @@ public:
 
     /// Each stream's items are taken from its first key picture on.
     void add(const MediaItem &item);
+    /// A line of the log; beyond kLinesBytesMax the newest are thrown away.
+    void addLine(const QByteArray &line);
+    /// All lines that wait, each with its end.
+    QByteArray takeLines();
     /// Nothing more is taken in; what is there is still given out.
     void end();
     /// The same, and nothing is given out.
@@ -40,6 +47,7 @@ private:
     mutable std::mutex m_mutex;
     std::condition_variable m_changed;
     std::deque<MediaItem> m_items;
+    QByteArray m_lines;
     qint64 m_bytes = 0;
     std::shared_ptr<const RecordedStream> m_stream; // of the newest item
     bool m_needsKey = true;

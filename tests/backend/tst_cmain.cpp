@@ -181,9 +181,13 @@ void TestCMain::commands()
 {
     const QList<QStringList> rows = table(kCommands);
     QStringList names;
+    QByteArray watched;
+    m_backend->watch({[&](const QByteArray &frame) { watched = frame; }, {}});
     for (const QStringList &row : rows) {
         QVERIFY(call(*m_backend, row));
         const QByteArray sent = m_pod->receive(row.last().size() / 2);
+        QCOMPARE(watched, sent);
+        QCOMPARE(QLatin1StringView(protocol::commandName(sent)), row.first());
         QCOMPARE(row.first() + u' ' + QString::fromLatin1(sent.toHex()),
                  row.first() + u' ' + row.last());
         names << row.first();
@@ -191,6 +195,7 @@ void TestCMain::commands()
     for (const protocol::CommandSpec &spec : protocol::commandCatalogue())
         QVERIFY2(names.contains(QLatin1StringView(spec.name)), spec.name.data());
     QCOMPARE(m_raised->take(), QString());
+    m_backend->watch({});
 
     m_backend->disconnect();
     m_raised->take();

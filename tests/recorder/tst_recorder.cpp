@@ -5,17 +5,23 @@
 #include "Files.h"
 #include "PodSim.h"
 #include "UdpStreams.h"
+#include "recorder/FlightEvents.h"
 #include "recorder/PacketTimes.h"
 #include "recorder/StreamRecorder.h"
 #include "recorder/WriteQueue.h"
 #include "video/FFmpegPlayer.h"
 
 #include <QDir>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QSignalSpy>
+#include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QtEndian>
 
 #include <algorithm>
+#include <cmath>
 #include <tuple>
 
 using namespace Qt::StringLiterals;
@@ -134,6 +140,7 @@ private slots:
     void liveStreamIsRecordedFromBeforeTheStart();
     void changesGoOnInTheNextFile();
     void troublesEndTheRecording();
+    void telemetryIsReadByOthers();
 };
 
 void TestRecorder::boundsAreKept()
@@ -309,6 +316,85 @@ void TestRecorder::troublesEndTheRecording()
     QTRY_COMPARE_WITH_TIMEOUT(bench.recorder->status().state, State::Writing, kWaitMs);
     QVERIFY(QDir(good + u"/a"_s).removeRecursively());
     QTRY_COMPARE_WITH_TIMEOUT(bench.recorder->status().trouble, Trouble::FileGone, kWaitMs);
+}
+
+// Another program's reading of the sets, in the picture's time; beside it our own.
+void TestRecorder::telemetryIsReadByOthers()
+{
+    if (QStandardPaths::findExecutable(u"exiftool"_s).isEmpty())
+        QSKIP("needs exiftool");
+    // Yaw, pitch, roll, range, latitude, longitude, altitude.
+    constexpr qint64 kTimeMs = 1'700'000'000'123;
+    using Row = std::tuple<double, double, double, double, double, double, int>;
+    const QList<Row> rows = {
+        {0, 0, 0, 0.1, 0, 1e-7, 0},
+        {-90, -90, -0.1, 5e6, -90, -180, -900},
+        {359.9, 180, 3276.7, 1234.5, 90, 180, 19000},
+        {12.3, -45.6, 7.8, 0, 47.3769123, 8.5417321, 408},
+        {-3276.8, 12, 0, 7, 0, 0, 5}, // no target
+    };
+    const PodSim sim({u"--size"_s, u"320x240"_s});
+    Bench bench;
+    QVERIFY(bench.play(sim.rtspUrl()));
+    QVERIFY(bench.plays(60));
+    bench.recorder->addEvent("before");
+    bench.start();
+    QByteArrayList sets;
+    for (const auto &[yaw, pitch, roll, range, latitude, longitude, altitude] : rows) {
+        protocol::StatusFrame status;
+        status.yaw = yaw;
+        status.pitch = pitch;
+        status.roll = roll;
+        status.laserDistance = range;
+        status.targetLatitude = latitude;
+        status.targetLongitude = longitude;
+        status.targetAltitude = altitude;
+        sets += klv::encode(recording::geometryOf(status, u"C-Alder-0102000307"_s, kTimeMs));
+        bench.recorder->addTelemetry(sets.last());
+        QVERIFY(bench.plays(2));
+    }
+    bench.recorder->addEvent("after");
+    bench.recorder->stop();
+    bench.player.stop();
+    const QString log = QString(bench.files()[0]).replace(u"_01.ts"_s, u".jsonl"_s);
+    QTRY_COMPARE(contentOf(log), "before\nafter\n");
+    const QString taken = bench.folder.filePath(u"sets"_s);
+    QVERIFY(runFfmpeg(u"-i %1 -map 0:d -c copy -f data"_s.arg(bench.files()[0]), taken));
+    QCOMPARE(contentOf(taken), sets.join());
+
+    ChildProcess tool(u"exiftool"_s, {u"-ee"_s, u"-j"_s, u"-n"_s, u"-g3"_s, bench.files()[0]});
+    QByteArray text;
+    while (const auto line = tool.readLine(kWaitMs))
+        text += *line;
+    const QJsonObject read = QJsonDocument::fromJson(text)[0].toObject();
+    for (int i = 0; i < rows.size(); ++i) {
+        const auto &[yaw, pitch, roll, range, latitude, longitude, altitude] = rows[i];
+        const QJsonObject one = read[u"Doc%1"_s.arg(i + 1)].toObject();
+        const auto has = [&](const QString &name, double value, double resolution) {
+            return std::abs(one[name].toDouble(1e9) - value) <= resolution;
+        };
+        QCOMPARE(one[u"GPSDateTime"_s], u"2023:11:14 22:13:20.123000Z"_s);
+        QVERIFY(has(u"SensorRelativeAzimuthAngle"_s, std::fmod(yaw + 3600, 360), 1e-7));
+        QVERIFY(has(u"SensorRelativeElevationAngle"_s, pitch, 1e-7));
+        QVERIFY(has(u"SensorRelativeRollAngle"_s, std::fmod(roll + 3600, 360), 1e-7));
+        const bool hasTarget = latitude != 0 || longitude != 0;
+        QCOMPARE(one.contains(u"SlantRange"_s), range > 0);
+        QCOMPARE(one.contains(u"TargetLocationLatitude"_s), hasTarget);
+        QVERIFY(range == 0 || has(u"SlantRange"_s, range, 0.0012));
+        QVERIFY(!hasTarget || has(u"TargetLocationLatitude"_s, latitude, 4.2e-8));
+        QVERIFY(!hasTarget || has(u"TargetLocationLongitude"_s, longitude, 8.4e-8));
+        QVERIFY(!hasTarget || has(u"TargetLocationElevation"_s, altitude, 0.31));
+        // Our own reading gives the same bytes again; the checksum by words, padded.
+        QCOMPARE(klv::encode(*klv::decodeUasDatalink(sets[i])), sets[i]);
+        QByteArray summed = sets[i].chopped(2);
+        summed.append(summed.size() % 2, '\0');
+        quint32 sum = 0;
+        for (qsizetype at = 0; at < summed.size(); at += 2)
+            sum += qFromBigEndian<quint16>(summed.constData() + at);
+        QCOMPARE(one[u"Checksum"_s].toInt(), int(sum & 0xFFFF));
+        sets[i][30] = char(~sets[i][30]);
+        QVERIFY(!klv::decodeUasDatalink(sets[i]));
+    }
 }
 
 QTEST_GUILESS_MAIN(TestRecorder)
