@@ -104,7 +104,7 @@ void fuzz::run(Input input)
     // The end of the file is a loss; told under a lock, it may but set the flag.
     const auto state = std::make_shared<PlaybackState>([](quint64) { s_abort->store(true); });
     state->setPlaying(true);
-    DecodeTask(state, stream, state->beginGeneration()).run();
+    DecodeTask(state, stream, state->beginGeneration(), nullptr).run();
     FUZZ_REQUIRE(stream->isAborted());
     const QImage picture = state->currentFrame().image;
     FUZZ_REQUIRE(picture.isNull() || isDrawn(picture));
