@@ -13,7 +13,7 @@ class PacketTimes
 public:
     static constexpr AVRational kTimeBase = {1, 90000};
     /// A step this much forward, or kBackMax backward, is no step but another stream's time.
-    static constexpr std::int64_t kForwardMax = 10 * 90000;
+    static constexpr std::int64_t kForwardMax = std::int64_t{10} * 90000;
     static constexpr std::int64_t kBackMax = 90000;
 
     /// `reorder`: by how many pictures the decoder's order differs from that of showing.

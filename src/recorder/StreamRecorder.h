@@ -17,7 +17,7 @@ class StreamRecorder : public PacketSink
 public:
     StreamRecorder() = default;
     ~StreamRecorder() override;
-    Q_DISABLE_COPY_MOVE(StreamRecorder)
+    Q_DISABLE_COPY(StreamRecorder)
 
     /// How far before start() a recording begins, as far as the ring's bytes reach.
     void setPreRoll(int seconds);

@@ -14,7 +14,7 @@ class TransportStreamFile
 public:
     TransportStreamFile() = default;
     ~TransportStreamFile();
-    Q_DISABLE_COPY_MOVE(TransportStreamFile)
+    Q_DISABLE_COPY(TransportStreamFile)
 
     /// Makes the file, which must not exist. False on a failure.
     bool create(const QString &path, const RecordedStream &stream);
