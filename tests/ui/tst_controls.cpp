@@ -146,33 +146,10 @@ constexpr auto kDrags = std::to_array<Row>({
     {"80 -80", "00 0a 80 80"},
 });
 
-/// A way to set the pod in motion and to let go of it again, and what else may end it.
-struct Hold
-{
-    const char *begin;
-    const char *letGo;
-    const char *frames;
-    const char *stop;
-    const char *ends = "";
-};
-
-constexpr auto kHolds = std::to_array<Hold>({
-    {"down W", "up W", "00 08 00 80, 00 00 00 00", "00 00 00 00", "set videoRenderer focus 0; "},
-    {"down E", "up E", "00 40 04 00, 00 60 00 00", "00 60 00 00", "set videoRenderer focus 0; "},
-    // Once more soon after its release
-    {"drag 80 0", "drop 80 0", "00 02 80 00, 00 00 00 00, 00 00 00 00", "00 00 00 00"},
-    {"wheel 120", "", "00 40 04 00, 00 60 00 00", "00 60 00 00"},
-    {"menu zoomButton zoomMenu; press mouseIn", "release mouseIn", "00 40 04 00, 00 60 00 00",
-     "00 60 00 00", "set zoomMenu visible 0; set mouseIn visible 0; move videoRenderer; ungrab; "},
-    {"backend isManualFocus 1; press plusButton", "release plusButton", "1d 02 00 00, 1d 04 00 00",
-     "1d 04 00 00",
-     "backend isManualFocus 0; set plusButton enabled 0; move videoRenderer; ungrab; "},
-});
-
 } // namespace
 
-/// From each of the operator's gestures to the bytes on the control link, good input and bad; a
-/// press has one stop, whatever ends it. One interface serves all rows that leave no traces.
+/// From each of the operator's gestures to the bytes on the control link, good input and bad. One
+/// interface serves all rows that leave no traces.
 class TestControls : public QObject
 {
     Q_OBJECT
@@ -235,15 +212,6 @@ void TestControls::pressHasOneStop_data()
 {
     QTest::addColumn<QString>("steps");
     const auto add = [](const QString &steps) { QTest::newRow(qPrintable(steps)) << steps; };
-    for (const auto &[begin, letGo, frames, stop, ends] : kHolds) {
-        const QString all =
-            QString::asprintf("deactivate; minimise; close; quit; %s%s", ends, letGo);
-        for (const QString &end : all.split(u"; "_s)) {
-            add(QString::asprintf("%s; %s; await %s; %s; see stopTimer running false; "
-                                  "see wheelStopTimer running false; moved %s",
-                                  begin, qPrintable(end), stop, letGo, frames));
-        }
-    }
     // The delayed stop of a drag leaves a held key moving.
     add(u"drag 80 0; drop 80 0; see stopTimer running true; down W; see stopTimer running false; "
         "up W; "
