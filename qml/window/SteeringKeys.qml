@@ -12,27 +12,34 @@ QtObject {
         [Qt.Key_E]: "zoomIn"
     })
 
+    // Also those whose motion was ended from outside: only a fresh press begins one.
+    property var keysDown: new Set()
+
     function press(event: var) {
         const command = commands[event.key];
         if (!command)
             return;
         event.accepted = true;
         // A window system may leave repeated presses unmarked; a key that is down stays down.
-        const source = group + event.key;
-        if (!event.isAutoRepeat && !motion.isHeld(source))
-            motion.press(source, command);
+        if (event.isAutoRepeat || keysDown.has(event.key))
+            return;
+        keysDown.add(event.key);
+        motion.press(group + event.key, command);
     }
 
     function release(event: var) {
         if (!commands[event.key])
             return;
         event.accepted = true;
-        if (!event.isAutoRepeat)
-            motion.release(group + event.key);
+        if (event.isAutoRepeat)
+            return;
+        keysDown.delete(event.key);
+        motion.release(group + event.key);
     }
 
     // For when the keyboard is taken away: the key-ups will not arrive.
     function releaseAll() {
+        keysDown.clear();
         motion.releaseGroup(group);
     }
 }

@@ -23,7 +23,10 @@ Item {
     readonly property string dragSource: "drag"
     readonly property string wheelSource: "wheel"
 
-    // A drag that was ended from outside sends nothing more until the next press.
+    // A drag that was ended from outside sends nothing more until the next press, even if the
+    // handler takes the held button for the beginning of another drag.
+    property bool pressIsFresh: false
+    property bool dragging: false
     property bool dragEnded: false
 
     // Item position to the pod's coordinates over the picture; null beside the picture.
@@ -51,6 +54,10 @@ Item {
     }
 
     function beginDrag() {
+        if (!pressIsFresh)
+            return;
+        pressIsFresh = false;
+        dragging = true;
         dragEnded = false;
         console.log("开始拖拽");
         const pressed = dragHandler.centroid.scenePressPosition;
@@ -97,6 +104,7 @@ Item {
 
     function endDrag() {
         console.log("结束拖拽");
+        dragging = false;
         cutDragShort();
         stopTimer.restart();
     }
@@ -133,7 +141,7 @@ Item {
         onActiveChanged: {
             if (active)
                 gestures.beginDrag();
-            else
+            else if (gestures.dragging)
                 gestures.endDrag();
         }
         onTranslationChanged: gestures.followDrag(translation.x, translation.y)
@@ -144,7 +152,11 @@ Item {
         id: ownPress
         acceptedButtons: Qt.LeftButton
         enabled: !mainWindow.pressTaken
-        onActiveChanged: if (active) gestures.pressedAt = Date.now()
+        onActiveChanged: {
+            gestures.pressIsFresh = active;
+            if (active)
+                gestures.pressedAt = Date.now();
+        }
     }
     WheelHandler {
         id: wheelHandler

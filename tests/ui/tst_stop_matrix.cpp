@@ -23,31 +23,32 @@ constexpr int kSpareAxis = 4; // it has no function
 const QByteArray kSettings = "[RTSP]\nrtspIp=\n[Joystick]\naxisXFunction=yaw\naxisZFunction=zoom\n"
                              "axisRFunction=focus\n";
 
-/// A way to set the pod in motion and to let go of it again. What is held by the same hand cannot
-/// be held at the same time.
+/// A way to set the pod in motion, what still comes of it while it is held, and how it is let go
+/// of. What is held by the same hand cannot be held at the same time.
 struct Start
 {
     const char *name;
     motion::Kind kind;
     const char *hand;
     const char *begin;
+    const char *goOn;
     const char *letGo;
     int stops = 1;
 };
 
 constexpr auto kStarts = std::to_array<Start>({
-    {"key W", motion::Kind::Move, "keys", "down W", "up W"},
-    {"key E", motion::Kind::Zoom, "keys", "down E", "up E"},
+    {"key W", motion::Kind::Move, "keys", "down W", "repeat W", "up W"},
+    {"key E", motion::Kind::Zoom, "keys", "down E", "repeat E", "up E"},
     // Once more soon after its release
-    {"drag", motion::Kind::Move, "pointer", "drag 80 0", "drop 80 0", 2},
-    {"wheel", motion::Kind::Zoom, "pointer", "wheel 120", ""},
-    {"zoom entry", motion::Kind::Zoom, "pointer", "menu zoomButton zoomMenu; press mouseIn",
+    {"drag", motion::Kind::Move, "pointer", "drag 80 0", "dragto 80 80", "drop 80 80", 2},
+    {"wheel", motion::Kind::Zoom, "pointer", "wheel 120", "", ""},
+    {"zoom entry", motion::Kind::Zoom, "pointer", "menu zoomButton zoomMenu; press mouseIn", "",
      "release mouseIn"},
     {"focus button", motion::Kind::Focus, "pointer", "backend isManualFocus 1; press plusButton",
-     "release plusButton"},
-    {"stick, yaw", motion::Kind::Move, "stick", "stick 0 1", "stick 0 0"},
-    {"stick, zoom", motion::Kind::Zoom, "stick", "stick 2 1", "stick 2 0"},
-    {"stick, focus", motion::Kind::Focus, "stick", "stick 3 1", "stick 3 0"},
+     "", "release plusButton"},
+    {"stick, yaw", motion::Kind::Move, "stick", "stick 0 1", "stick 0 0.7", "stick 0 0"},
+    {"stick, zoom", motion::Kind::Zoom, "stick", "stick 2 1", "stick 2 -1", "stick 2 0"},
+    {"stick, focus", motion::Kind::Focus, "stick", "stick 3 1", "stick 3 -1", "stick 3 0"},
 });
 
 /// What ends a motion, or comes between it and its release; before a new link, "forget" what went
@@ -68,11 +69,10 @@ constexpr auto kEnds = std::to_array<End>({
     {"message box", "set customDialog visible 1"},
     {"drawer", "set podControlDrawer visible 1"},
     {"focus taken", "set videoRenderer focus 0", "keys"},
-    {"repeated by the system", "repeat %1", "keys"},
     {"menu closed", "set zoomMenu visible 0", "pointer"},
     {"control hidden", "set mouseIn visible 0; set mouseIn visible 1; backend isManualFocus 0",
      "pointer"},
-    {"pointer moved away", "move videoRenderer", "pointer"},
+    {"pointer moved away", "dragto -300 -150", "pointer"},
     {"pointer taken", "ungrab", "pointer"},
     {"stick pulled out", "unplug", "stick"},
     {"link lost", "cut; forget; connect"},
@@ -211,7 +211,7 @@ void TestStopMatrix::play(const QString &steps)
         const QStringList words = step.split(u' ');
         if (words[0] == "stick"_L1) {
             SDL_JoystickSetVirtualAxis(m_stick, words[1].toInt(),
-                                       Sint16(words[2].toInt() * SDL_JOYSTICK_AXIS_MAX));
+                                       Sint16(words[2].toDouble() * SDL_JOYSTICK_AXIS_MAX));
             awaitLook();
         } else if (words[0] == "unplug"_L1) {
             SDL_JoystickClose(std::exchange(m_stick, nullptr));
@@ -250,9 +250,11 @@ void TestStopMatrix::everyEndStops()
     const QString stop = stopOf(start.kind);
     play(textOf(start.begin));
     QTRY_VERIFY_WITH_TIMEOUT(moves(start.kind), kWaitMs);
-    play(textOf(end.steps).replace(u"%1"_s, textOf(start.name).right(1)));
-    if (m_stick || textOf(start.hand) != "stick"_L1)
+    play(textOf(end.steps));
+    if (m_stick || textOf(start.hand) != "stick"_L1) {
+        play(textOf(start.goOn));
         play(textOf(start.letGo));
+    }
     settle(start.kind);
     const QStringList received = frames(start.kind);
     const qsizetype first = received.indexOf(stop);
