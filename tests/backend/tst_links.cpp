@@ -422,6 +422,18 @@ void TestLinks::vanishedPeerIsNoticed()
     QVERIFY(timer.elapsed() < 10000); // what an operator may have to wait
     QVERIFY(loopback(u"up"_s) && connectTcp());
     QCOMPARE(m_pod->receive(7), kStops.first(7));
+    // Dead and then closed by hand: what was written into it stays owed, a stop like a motion.
+    const std::pair<std::function<void()>, int> closings[] = {
+        {[this] { m_backend->zoomIn(4), m_backend->zoomStop(); }, 14},
+        {[this] { m_backend->manualFocusNear(); }, 21},
+    };
+    for (const auto &[fly, owed] : closings) {
+        QVERIFY(loopback(u"down"_s));
+        fly();
+        m_backend->disconnect();
+        QVERIFY(loopback(u"up"_s) && connectTcp());
+        QCOMPARE(m_pod->receive(owed), kStops.first(owed));
+    }
 }
 
 QTEST_GUILESS_MAIN(TestLinks)
