@@ -3,11 +3,14 @@
 #include "UiHarness.h"
 
 #include <QDesktopServices>
+#include <QRandomGenerator>
 #include <QRegularExpression>
+#include <QSettings>
 #include <QTest>
 #include <QTimer>
 
 #include <array>
+#include <memory>
 
 using namespace Qt::StringLiterals;
 
@@ -138,6 +141,7 @@ private slots:
         QFETCH(QByteArray, settings);
         UiHarness(settings, false).play(steps);
     }
+    void anyStreamAddressIsKept();
     void linkFormsConnectStoreAndTell();
     void unknownCommandIsWarnedOf();
     void pageTurnedWhileConnecting();
@@ -156,6 +160,32 @@ void TestWindow::showsWhatIsSo_data()
     QTest::addColumn<QByteArray>("settings");
     for (const Row &row : kRows)
         QTest::newRow(row.name) << QString::fromUtf8(row.steps) << QByteArray(row.settings);
+}
+
+void TestWindow::anyStreamAddressIsKept()
+{
+    const QString printable = u"@=\\\",;%?&#:/[]{}()'` +~$*|<>^!吊\u00e9x1"_s;
+    QRandomGenerator random(18);
+    const auto some = [&] {
+        QString text;
+        for (int length = random.bounded(1, 12); length > 0; --length)
+            text += printable.at(random.bounded(printable.size()));
+        return text;
+    };
+    const auto ui = std::make_unique<UiHarness>(UiHarness::kNoStream, false);
+    ui->play(u"page 0"_s);
+    QString address;
+    for (int run = 0; run < 1000; ++run) {
+        address = (u"rtsp://me:%1@127.0.0.1:1/"_s.arg(some()) + some() + u'?' + some()).trimmed();
+        ui->object(u"urlInput"_s)->setProperty("text", address);
+        // Then once more as it is shown, without its password.
+        for (int time = 0; time < 2; ++time)
+            QMetaObject::invokeMethod(ui->object(u"urlButton"_s), "clicked");
+        const QSettings kept(u"device_config.ini"_s, QSettings::IniFormat);
+        QCOMPARE(kept.value(u"RTSP/rtspIp"_s).toString(), address);
+    }
+    const UiHarness next(contentOf(u"device_config.ini"_s), false);
+    QCOMPARE(next.property(u"window"_s, "rtspUrl").toString(), address);
 }
 
 void TestWindow::linkFormsConnectStoreAndTell()

@@ -15,7 +15,9 @@ Section {
         const shown = mainWindow.shownUrl(current);
         const at = shown.indexOf("***");
         const end = current.length - (shown.length - at - 3);
-        return at < 0 || shown === current ? typed : typed.replace("***", current.slice(at, end));
+        // By a function: as a text, "$&" and its like in the password would be filled in.
+        return at < 0 || shown === current
+            ? typed : typed.replace("***", () => current.slice(at, end));
     }
 
     function apply() {
