@@ -40,6 +40,9 @@ rtspIp=$rtsp
 deviceIp=127.0.0.1
 devicePort=$control
 
+[Recording]
+folder=$PWD/run/recordings
+
 [%General]
 languageIndex=${PODCONSOLE_LANGUAGE:-0}
 INI

@@ -3,6 +3,7 @@ import QtQuick.Window
 import QtQuick.Controls
 import QtQuick.Layouts
 import QtQuick.Controls.Material
+import FlightRecorder
 import MotionGuard
 import VideoRenderer
 import "keys"
@@ -152,6 +153,14 @@ ApplicationWindow {
         oldBaudRate = kept.readNumber(kept.com, "baudRate", Validation.largestBaudRate, 115200);
         oldLanguageIndex = kept.readNumber(kept.general, "languageIndex", 1, 0);
         isHeadUpShown = kept.readNumber(kept.view, "headUpLine", 1, 1) === 1;
+        readRecorderSettings();
+    }
+
+    function readRecorderSettings() {
+        const kept = storedSettings;
+        flightRecorder.folder = kept.recording.value("folder", "");
+        flightRecorder.secondsBefore = kept.readNumber(kept.recording, "secondsBefore", 60, 10);
+        flightRecorder.quota = kept.readNumber(kept.recording, "quota", 100000, 20);
     }
 
     function showDrawer(shown: bool) {
@@ -242,8 +251,16 @@ ApplicationWindow {
     SteeringKeys {
         id: steeringKeys
     }
+    FlightRecorder {
+        id: flightRecorder
+        objectName: "recorder"
+        backend: cMain
+        video: videoRenderer
+        onFailed: statusLine.showError(() => Texts.recorderTrouble(trouble, detail))
+    }
     PodActions {
         id: podActions
+        recorder: flightRecorder
     }
     KeyTable {
         id: keyTable
@@ -401,7 +418,18 @@ ApplicationWindow {
         room: Math.min(podControlDrawer.visible ? podControlDrawer.x : parent.width,
                        podSettings.groundX) - 2 * mainWindow.margin
         video: videoRenderer
+        recorder: flightRecorder
         visible: mainWindow.isHeadUpShown
+        onRecordHereClicked: podActions.recordHere()
+    }
+    RecorderSign {
+        objectName: "recorderSign"
+        anchors.left: parent.left
+        anchors.leftMargin: mainWindow.margin
+        anchors.bottom: parent.bottom
+        anchors.bottomMargin: 30
+        z: 1
+        recorder: flightRecorder
     }
     Loader {
         // Beside the buttons at the left edge, below the banner.
@@ -426,6 +454,7 @@ ApplicationWindow {
     PodControlDrawer {
         id: podControlDrawer
         objectName: "podControlDrawer"
+        recorder: flightRecorder
         width: 450
         color: Theme.drawer
         radius: 4
@@ -440,6 +469,7 @@ ApplicationWindow {
         onUrlChanged: newUrl => mainWindow.applyUrl(newUrl)
         onPageChanged: page => console.log("切换到页面:", page)
         onClosed: mainWindow.showDrawer(false)
+        onRecordHereClicked: podActions.recordHere()
     }
     LinkPanel {
         id: podSettings
@@ -494,7 +524,11 @@ ApplicationWindow {
         anchors.margins: mainWindow.margin
         width: Math.min(420, podControlsTools.x - 2 * mainWindow.margin)
         z: 2
+        readonly property string recorderTrouble: flightRecorder.trouble === ""
+            ? "" : Texts.recorderTrouble(flightRecorder.trouble, flightRecorder.detail)
         text: storedSettings.trouble
+              + (storedSettings.trouble !== "" && recorderTrouble !== "" ? "\n" : "")
+              + recorderTrouble
     }
     DragMarkers {
         id: dragMarkers

@@ -1,4 +1,5 @@
 import QtQuick
+import FlightRecorder
 import "drawer/controls"
 import "drawer/pages"
 import "drawer"
@@ -16,6 +17,9 @@ Rectangle {
     signal urlChanged(string newUrl)
     signal pageChanged(int page)
     signal closed()
+    signal recordHereClicked()
+
+    required property FlightRecorder recorder
 
     property bool opened: false
     property int currentPage: pageInfo

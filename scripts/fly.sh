@@ -11,6 +11,7 @@ fault_port=$2
 # Where the controls stand in the window of 1080 x 720, which lies at the display's origin.
 settings_icon=(1055 44)
 tcp_button=(1030 233)
+connection_page=(650 60)
 gimbal_page=(650 94)
 data_button=(965 118)
 upright_button=(784 156)
@@ -85,6 +86,21 @@ hold e 1
 sleep 1.5
 after=$(attitude)
 shot 5-after
+
+# A recording on this computer, with the pod's telemetry beside the picture.
+rm -rf run/recordings
+xdotool key shift+r
+sleep 2
+hold a 0.7
+shot 9-recording
+xdotool key shift+r
+recorded() { ffprobe -v error -show_entries stream=codec_name -of csv=p=0 run/recordings/*.ts 2>&1; }
+holds_both() { [[ $(recorded | grep . | sort -u | tr '\n' ' ') == 'h264 klv ' ]]; }
+wait_for "recording" 50 holds_both
+click "${settings_icon[@]}"
+click "${connection_page[@]}"
+shot 10-recorded
+click "${settings_icon[@]}"
 
 # What the operator sees when something is wrong, and before something is dangerous.
 pod "video stall" >/dev/null

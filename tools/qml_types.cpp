@@ -5,6 +5,7 @@
 #include "help/Manual.h"
 #include "input/JoystickInput.h"
 #include "motion/MotionGuard.h"
+#include "recorder/FlightRecorder.h"
 #include "settings/SettingsFile.h"
 #include "video/VideoRenderer.h"
 
@@ -30,6 +31,7 @@ struct Type
 const QList<Type> &types()
 {
     static const QList<Type> list = {
+        {u"FlightRecorder"_s, FlightRecorder::staticMetaObject},
         {u"Joystick"_s, JoystickInput::staticMetaObject},
         {u"Manual"_s, Manual::staticMetaObject},
         {u"MotionGuard"_s, MotionGuard::staticMetaObject},

@@ -39,10 +39,10 @@ QtObject {
     readonly property string tipReconnect: pick("重新连接到同一目标", "Connect to the same target again")
     readonly property string closeInUpgrade: pick("固件正在升级，现在关闭可能损坏吊舱。\n仍要关闭？",
         "A firmware update is running. Closing now may damage the pod.\nClose anyway?")
-    function since(seconds: int): string {
-        const time = Math.floor(seconds / 60) + ":" + String(seconds % 60).padStart(2, "0");
-        return pick("，已 ", " for ") + time;
+    function clock(seconds: real): string {
+        return Math.floor(seconds / 60) + ":" + String(Math.floor(seconds) % 60).padStart(2, "0");
     }
+    function since(seconds: int): string { return pick("，已 ", " for ") + clock(seconds); }
     readonly property string settingsUnwritable: pick("设置无法保存：文件夹只读或磁盘已满",
         "Settings cannot be saved: the folder is read-only or the disk is full")
     function settingsDamaged(keptAs: string): string {
@@ -125,6 +125,50 @@ QtObject {
     readonly property string tipHeadUp: pick("在视频上方显示或隐藏模式、变倍、链路和视频状态",
         "Show or hide mode, zoom, link and video state over the video")
 
+    // Recording on this computer; states and troubles by the words of its class
+    readonly property string recordsHere: pick("本机录像", "Recorded here")
+    readonly property string startHere: pick("开始本机录像", "Record here")
+    readonly property string stopHere: pick("停止本机录像", "Stop recording here")
+    readonly property string startedHere: pick("本机录像已开始: ", "Recording on this computer: ")
+    readonly property string stoppedHere: pick("本机录像已停止: ", "Recording stopped: ")
+    readonly property var recorderStates: ({
+        Waiting: pick("没有画面可录", "no picture to record"),
+        Stalled: pick("磁盘没有写入", "the disk takes nothing")
+    })
+    readonly property var recorderTroubles: ({
+        NoFolder: pick("文件夹不存在且无法创建", "the folder is missing and cannot be made"),
+        CannotCreate: pick("无法在文件夹中创建文件", "no file can be made in the folder"),
+        FileGone: pick("录像文件或文件夹已被删除", "the file or its folder was removed"),
+        WriteFailed: pick("写入失败", "writing failed"),
+        DiskFull: pick("磁盘空间不足", "the disk is full"),
+        QuotaReached: pick("已达到录像总量上限", "the quota of all recordings is reached")
+    })
+    function recorderTrouble(trouble: string, detail: string): string {
+        return pick("本机录像已停止：", "Recording on this computer has ended: ")
+            + (recorderTroubles[trouble] ?? trouble) + (detail !== "" ? " (" + detail + ")" : "");
+    }
+    function megabytes(bytes: real): string { return (bytes / 1e6).toFixed(1) + " MB"; }
+    readonly property string recorderSection: pick("本机录像", "Recording on this computer")
+    readonly property string recorderFolder: pick("文件夹", "Folder")
+    readonly property string recorderBefore: pick("提前 (秒)", "Before (s)")
+    readonly property string recorderQuota: pick("上限 (GB)", "Quota (GB)")
+    readonly property string recorderSet: pick("本机录像设置已保存", "Recording settings kept")
+    readonly property string recorderSetNext: pick("本机录像设置已保存，下次录像生效",
+        "Recording settings kept, for the next recording")
+    readonly property string badSeconds: pick("请输入正确的提前时间: 0-60 秒",
+        "Please enter correct seconds before the start: 0-60")
+    readonly property string badQuota: pick("请输入正确的录像总量上限: 1-100000 GB",
+        "Please enter a correct quota: 1-100000 GB")
+    readonly property string tipRecorderFolder: pick("录像保存的文件夹，留空为视频文件夹",
+        "Where the recordings go; empty for the videos folder")
+    readonly property string tipRecorderBefore: pick("录像包含按下之前的秒数",
+        "How many seconds before the press a recording begins")
+    readonly property string tipRecorderQuota: pick("文件夹内全部录像的总量上限，达到后停止，不删除文件",
+        "All recordings in the folder together; at the limit a recording ends, nothing is deleted")
+    readonly property string tipRecorderSet: pick("保存录像设置", "Keep these settings")
+    readonly property string tipRecordHere: pick("把收到的视频和吊舱数据录到本机",
+        "Record the received video and the pod's data on this computer")
+
     // Statistics
     readonly property string statistics: pick("统计", "Statistics")
     readonly property string tipStatistics: pick("在视频上显示或隐藏视频与链路的统计",
@@ -164,7 +208,9 @@ QtObject {
                     key + " is the key of \"" + action + "\": nothing was changed");
     }
     readonly property var keyActions: ({
-        photo: photo, record: pick("开始或停止录像", "Start or stop recording"), centre: center,
+        photo: photo, record: pick("开始或停止录像", "Start or stop recording"),
+        recordHere: pick("开始或停止本机录像", "Start or stop recording on this computer"),
+        centre: center,
         lookDown: down, yawCentre: yawCentre, pitchDown: pitchDown, yawFollow: yawFollow,
         yawLock: yawLock, fpv: fpv, faster: pick("加快", "Faster"), slower: pick("减慢", "Slower"),
         stopTracking: stopTracking, help: pick("快捷键一览", "Show the keys"),

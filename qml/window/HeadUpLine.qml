@@ -1,4 +1,5 @@
 import QtQuick
+import FlightRecorder
 import VideoRenderer
 import "../style"
 
@@ -7,8 +8,11 @@ Rectangle {
     id: headUp
 
     required property VideoRenderer video
+    required property FlightRecorder recorder
     // Where the line may stand, in pixels.
     required property real room
+
+    signal recordHereClicked()
 
     readonly property int readEveryMs: 500
     readonly property bool narrow: room < 700
@@ -28,11 +32,6 @@ Rectangle {
 
     function secondsText(ms: real): string {
         return (ms / 1000).toFixed(1) + " s";
-    }
-
-    function clockText(ms: real): string {
-        const seconds = Math.max(0, Math.floor(ms / 1000));
-        return Math.floor(seconds / 60) + ":" + String(seconds % 60).padStart(2, "0");
     }
 
     function linkText(): string {
@@ -98,9 +97,31 @@ Rectangle {
             captionNeeded: true
             caption: Texts.podRecording
             value: headUp.recordingSince > 0
-                   ? headUp.clockText(headUp.now - headUp.recordingSince) : Texts.off
+                   ? Texts.clock(Math.max(0, headUp.now - headUp.recordingSince) / 1000)
+                   : Texts.off
             color: headUp.recordingSince > 0 ? Theme.recording : Theme.value
             old: mainWindow.podStateOld
+        }
+        // Also its control.
+        Item {
+            width: recorderItem.width
+            height: recorderItem.height
+
+            HeadUpItem {
+                id: recorderItem
+                objectName: "headUpRecorder"
+                captionNeeded: true
+                caption: Texts.recordsHere
+                value: headUp.recorder.running ? Texts.clock(headUp.recorder.seconds) : Texts.off
+                color: headUp.recorder.running ? Theme.recording : Theme.value
+                old: headUp.recorder.running && headUp.recorder.state !== "Writing"
+            }
+            PressArea {
+                objectName: "headUpRecorderButton"
+                tip: headUp.recorder.running ? Texts.stopHere : Texts.startHere
+                tipEdge: Qt.BottomEdge
+                onClicked: headUp.recordHereClicked()
+            }
         }
         HeadUpItem {
             objectName: "headUpLink"

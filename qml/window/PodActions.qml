@@ -1,10 +1,14 @@
 import QtQuick
+import FlightRecorder
 import "../style"
 
 // What the operator has the pod do from the window, with the pointer or with a key: each tells in the
-// status line that it was sent; a refusal is told there by the window.
+// status line that it was sent; a refusal is told there by the window. Also the recording on this
+// computer, which is begun and ended in the same ways.
 QtObject {
     id: podActions
+
+    required property FlightRecorder recorder
 
     // By what setHZH and setWC call them: text and log line.
     readonly property var pictures: [["thermalInVisible", "可见光嵌入热成像"],
@@ -38,6 +42,16 @@ QtObject {
             send("stopRecord", "停止录像", () => cMain.stopRecord());
         else
             send("startRecord", "开始录像", () => cMain.startRecord());
+    }
+    function recordHere() {
+        if (recorder.running) {
+            recorder.stop();
+            statusLine.reportForAWhile("stoppedHere", Theme.statusGood, recorder.file);
+        } else {
+            recorder.start();
+            if (recorder.running)
+                statusLine.reportForAWhile("startedHere", Theme.statusGood, recorder.usedFolder());
+        }
     }
     function centre() { send("center", "一键回中", () => cMain.oneKeyCenter()); }
     function lookDown() { send("down", "一键向下", () => cMain.oneKeyDown()); }

@@ -11,6 +11,7 @@ Item {
     readonly property alias general: generalSettings
     readonly property alias keys: keySettings
     readonly property alias view: viewSettings
+    readonly property alias recording: recordingSettings
 
     // What the operator should know of the file; empty when all is well.
     readonly property string trouble:
@@ -56,6 +57,11 @@ Item {
     Settings {
         id: viewSettings
         category: "View"
+        location: "file:device_config.ini"
+    }
+    Settings {
+        id: recordingSettings
+        category: "Recording"
         location: "file:device_config.ini"
     }
     Settings {

@@ -6,6 +6,7 @@
 #include "help/Manual.h"
 #include "input/JoystickInput.h"
 #include "motion/MotionGuard.h"
+#include "recorder/FlightRecorder.h"
 #include "settings/SettingsFile.h"
 #include "video/VideoRenderer.h"
 
@@ -31,6 +32,7 @@ void prepareInterface()
 {
     qmlRegisterType<VideoRenderer>("VideoRenderer", 1, 0, "VideoRenderer");
     qmlRegisterType<MotionGuard>("MotionGuard", 1, 0, "MotionGuard");
+    qmlRegisterType<FlightRecorder>("FlightRecorder", 1, 0, "FlightRecorder");
     qmlRegisterType<SettingsFile>("SettingsFile", 1, 0, "SettingsFile");
     qmlRegisterType<Manual>("Manual", 1, 0, "Manual");
     qmlRegisterType<JoystickInput>("Joystick", 1, 0, "JoystickInput");

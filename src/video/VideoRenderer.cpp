@@ -172,6 +172,11 @@ void VideoRenderer::setRtspTransport(const QString &transport)
 
 void VideoRenderer::setTimeout(int timeoutMs) { m_player->setTimeout(timeoutMs); }
 
+void VideoRenderer::setPacketSink(std::shared_ptr<PacketSink> sink)
+{
+    m_player->setPacketSink(std::move(sink));
+}
+
 void VideoRenderer::setFrameInterval(int msec) { m_player->setFrameInterval(msec); }
 
 void VideoRenderer::setMaxDelay(int maxDelayMs) { m_player->setMaxDelay(maxDelayMs); }

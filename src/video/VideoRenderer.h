@@ -12,6 +12,7 @@
 #include <memory>
 
 class FFmpegPlayer;
+class PacketSink;
 class PictureWatch;
 class QThread;
 class QTimer;
@@ -90,6 +91,9 @@ public:
     int pictureAge() const;
     /// The stream runs, but the picture on the screen is no longer what the camera sees.
     bool pictureOld() const;
+
+    /// Is handed every packet from the next play() on; null takes it away.
+    void setPacketSink(std::shared_ptr<PacketSink> sink);
 
     /// Opens and plays the source; returns when that succeeded or failed.
     Q_INVOKABLE void play();

@@ -31,6 +31,7 @@ private slots:
     void init() { UiHarness::failOnAnyWarning(); }
     void clickPointsIntoThePicture();
     void clickOnAControlPointsNowhere();
+    void recordsOnThisComputer();
     void onlineUpgrade();
     void localUpgrade();
     void cleanupTestCase() { m_ui.reset(); }
@@ -144,6 +145,45 @@ void TestSimulatedPod::clickOnAControlPointsNowhere()
     m_ui->video()->stop();
     m_ui->play(u"click videoRenderer; see statusText text 没有实时画面，点击无效; tap W; sent "_s
                + kSteering);
+}
+
+void TestSimulatedPod::recordsOnThisComputer()
+{
+    m_ui->video()->play();
+    QTRY_VERIFY_WITH_TIMEOUT(!m_ui->video()->contentRect().isEmpty(), kWaitMs);
+    const QString folder = m_folder.filePath(u"recordings"_s);
+    m_ui->play(
+        u"page 0; type recorderQuota 0; click recorderSetButton; box 请输入正确的录像总量上限; "
+        "tap Escape; type recorderQuota 3; type recorderSeconds 5; type recorderFolder %1; "
+        "click recorderSetButton; kept Recording/folder %1; kept Recording/secondsBefore 5; "
+        "kept Recording/quota 3; set podControlDrawer visible 0; see headUpRecorderValue text 关; "
+        "tap Shift+R; see recorder state Writing; see recorderSign visible true; tap P; "
+        "reply ee0100d2040000000000000301000000000000000000001900010002; "
+        // What is not written is not called so.
+        "see headUpRecorderValue color #ff6b6b"_s.arg(folder));
+    m_sim.fault(u"video stall"_s);
+    m_ui->play(u"see recorder state Waiting; see headUpRecorderValue color #ffa500"_s);
+    m_sim.fault(u"video resume"_s);
+    m_ui->play(u"see recorder state Writing; click headUpRecorderButton; "
+               "see recorder state Off; see recorderSign visible false; see noticeText text "_s);
+    const QString file = m_ui->property(u"recorder"_s, "file").toString();
+    QVERIFY2(file.startsWith(folder + u"/pod_"_s), qPrintable(file));
+    ChildProcess probe(u"ffprobe"_s,
+                       {u"-v"_s, u"error"_s, u"-show_entries"_s, u"stream=codec_name"_s, u"-of"_s,
+                        u"csv=p=0"_s,
+                        QString(file).replace(QRegularExpression(u"_\\d+.ts$"_s), u"_01.ts"_s)});
+    QCOMPARE(probe.readLine(kWaitMs), "h264");
+    QCOMPARE(probe.readLine(kWaitMs), "klv");
+    const QByteArray log = contentOf(file.left(file.lastIndexOf(u'_')) + u".jsonl"_s);
+    for (const char *event : {"\"name\":\"takePhoto\"", "\"range\":123.4", "\"playing\":true"})
+        QVERIFY2(log.contains(event), log);
+    // Its end by itself is told, and stays told.
+    m_ui->play(u"tap Shift+R; see recorder state Writing"_s);
+    QVERIFY(QDir(folder).removeRecursively());
+    m_ui->play(u"see recorderSign visible false; see noticeText text "
+               "本机录像已停止：录像文件或文件夹已被删除; page 0; click recorderButton; "
+               "see recorder state Writing; see noticeText text ; click recorderButton; "
+               "see recorder state Off; set podControlDrawer visible 0"_s);
 }
 
 void TestSimulatedPod::onlineUpgrade()

@@ -24,6 +24,7 @@ DrawerPage {
     StreamForm {}
     TcpForm {}
     SerialForm {}
+    RecordingForm {}
     EncoderForm {
         id: b7nsettinglayout
         visible: Models.hasEncoder(podversionlabel.version)
