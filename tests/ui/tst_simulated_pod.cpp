@@ -153,7 +153,8 @@ void TestSimulatedPod::recordsOnThisComputer()
     QTRY_VERIFY_WITH_TIMEOUT(!m_ui->video()->contentRect().isEmpty(), kWaitMs);
     const QString folder = m_folder.filePath(u"recordings"_s);
     m_ui->play(
-        u"page 0; type recorderQuota 0; click recorderSetButton; box 请输入正确的录像总量上限; "
+        u"page 0; set infoPage contentY 250; type recorderQuota 0; click recorderSetButton; box "
+        u"请输入正确的录像总量上限; "
         "tap Escape; type recorderQuota 3; type recorderSeconds 5; type recorderFolder %1; "
         "click recorderSetButton; kept Recording/folder %1; kept Recording/secondsBefore 5; "
         "kept Recording/quota 3; set podControlDrawer visible 0; see headUpRecorderValue text 关; "
@@ -181,7 +182,8 @@ void TestSimulatedPod::recordsOnThisComputer()
     m_ui->play(u"tap Shift+R; see recorder state Writing"_s);
     QVERIFY(QDir(folder).removeRecursively());
     m_ui->play(u"see recorderSign visible false; see noticeText text "
-               "本机录像已停止：录像文件或文件夹已被删除; page 0; click recorderButton; "
+               "本机录像已停止：录像文件或文件夹已被删除; page 0; "
+               "set infoPage contentY 250; click recorderButton; "
                "see recorder state Writing; see noticeText text ; click recorderButton; "
                "see recorder state Off; set podControlDrawer visible 0"_s);
 }

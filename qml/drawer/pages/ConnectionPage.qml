@@ -24,9 +24,9 @@ DrawerPage {
     StreamForm {}
     TcpForm {}
     SerialForm {}
-    RecordingForm {}
     EncoderForm {
         id: b7nsettinglayout
         visible: Models.hasEncoder(podversionlabel.version)
     }
+    RecordingForm {}
 }
