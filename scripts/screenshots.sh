@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Takes the pictures of docs/images anew: the real interface on the simulated pod, without a
 # display. Everything in that folder is replaced, or with an argument what that names.
-# Usage: screenshots.sh [window|states|drag|menus|drawer|upgrade|keys]
+# Usage: screenshots.sh [window|states|drag|menus|drawer|upgrade|keys|recorder]
 set -euo pipefail
 cd "$(dirname "$0")/.."
 

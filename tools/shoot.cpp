@@ -1,6 +1,6 @@
 // Takes the pictures of docs/images: the real interface, connected to the simulated pod and showing
 // its video, is brought into each state and grabbed. It also says what the interface logged.
-// Usage: shoot FOLDER [window|states|drag|menus|drawer|upgrade|keys]
+// Usage: shoot FOLDER [window|states|drag|menus|drawer|upgrade|keys|recorder]
 
 #include "PodSim.h"
 #include "UiHarness.h"
@@ -56,7 +56,8 @@ QByteArray settingsFor(const PodSim &pod, int language)
 {
     return "[RTSP]\nrtspIp=" + pod.rtspUrl().toUtf8()
            + "\n[TCP]\ndeviceIp=127.0.0.1\ndevicePort=" + QByteArray::number(pod.controlPort())
-           + "\n[%General]\nlanguageIndex=" + QByteArray::number(language) + '\n';
+           + "\n[Recording]\nfolder=recordings\n[%General]\nlanguageIndex="
+           + QByteArray::number(language) + '\n';
 }
 
 /// One console with one simulated pod.
@@ -254,6 +255,18 @@ void shootKeys(const QDir &folder, const Language &language)
     scene.shoot(u"keys"_s + language.suffix);
 }
 
+void shootRecorder(const QDir &folder, const Language &language)
+{
+    constexpr int kSomeMs = 4000;
+    Scene scene(folder, kThermalModel, language.index);
+    scene.connectOverTcp();
+    scene.ui().play(u"tap Shift+R; see recorder state Writing"_s);
+    QTest::qWait(kSomeMs);
+    scene.ui().play(u"page 0"_s);
+    scene.point(kNowhere);
+    scene.shoot(u"recorder"_s + language.suffix);
+}
+
 void shootDrawer(const QDir &folder, const Language &language)
 {
     Scene scene(folder, kEncoderModel, language.index);
@@ -318,7 +331,8 @@ int main(int argc, char *argv[])
     const auto twice = {InBoth("menus"_L1, shootMenus),
                         {"drawer"_L1, shootDrawer},
                         {"upgrade"_L1, shootUpgrade},
-                        {"keys"_L1, shootKeys}};
+                        {"keys"_L1, shootKeys},
+                        {"recorder"_L1, shootRecorder}};
     for (const auto &[name, shoot] : once) {
         if (wanted(name))
             shoot(folder);
