@@ -470,6 +470,7 @@ ApplicationWindow {
         onPageChanged: page => console.log("切换到页面:", page)
         onClosed: mainWindow.showDrawer(false)
         onRecordHereClicked: podActions.recordHere()
+        onSnapshotClicked: podActions.snapshot()
     }
     LinkPanel {
         id: podSettings

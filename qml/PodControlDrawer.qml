@@ -18,6 +18,7 @@ Rectangle {
     signal pageChanged(int page)
     signal closed()
     signal recordHereClicked()
+    signal snapshotClicked()
 
     required property FlightRecorder recorder
 

@@ -12,6 +12,7 @@ QtObject {
         {name: "photo", key: "P", run: () => podActions.photo()},
         {name: "record", key: "R", run: () => podActions.record()},
         {name: "recordHere", key: "Shift+R", run: () => podActions.recordHere()},
+        {name: "snapshot", key: "Shift+P", run: () => podActions.snapshot()},
         {name: "centre", key: "C", run: () => podActions.centre()},
         {name: "lookDown", key: "X", run: () => podActions.lookDown()},
         {name: "yawCentre", key: "Shift+C", run: () => podActions.yawCentre()},

@@ -131,6 +131,11 @@ QtObject {
     readonly property string stopHere: pick("停止本机录像", "Stop recording here")
     readonly property string startedHere: pick("本机录像已开始: ", "Recording on this computer: ")
     readonly property string stoppedHere: pick("本机录像已停止: ", "Recording stopped: ")
+    readonly property string snapshot: pick("截图", "Snapshot")
+    readonly property string snapshotTaken: pick("截图已保存: ", "Snapshot: ")
+    readonly property string snapshotFailed: pick("截图无法保存: ", "The snapshot could not be written: ")
+    readonly property string tipSnapshot: pick("把当前画面连同吊舱数据存到录像文件夹",
+        "Keep the picture of this moment, with the pod's data, in the folder of the recordings")
     readonly property var recorderStates: ({
         Waiting: pick("没有画面可录", "no picture to record"),
         Stalled: pick("磁盘没有写入", "the disk takes nothing")
@@ -210,7 +215,7 @@ QtObject {
     readonly property var keyActions: ({
         photo: photo, record: pick("开始或停止录像", "Start or stop recording"),
         recordHere: pick("开始或停止本机录像", "Start or stop recording on this computer"),
-        centre: center,
+        snapshot: pick("在本机保存截图", "Snapshot to this computer"), centre: center,
         lookDown: down, yawCentre: yawCentre, pitchDown: pitchDown, yawFollow: yawFollow,
         yawLock: yawLock, fpv: fpv, faster: pick("加快", "Faster"), slower: pick("减慢", "Slower"),
         stopTracking: stopTracking, help: pick("快捷键一览", "Show the keys"),

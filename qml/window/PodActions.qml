@@ -18,6 +18,15 @@ QtObject {
     readonly property int highestSpeed: 255
 
     property bool refused: false
+    property Connections snapshots: Connections {
+        target: podActions.recorder
+        function onSnapshotTaken(path: string) {
+            statusLine.report("snapshotTaken", Theme.statusGood, path);
+        }
+        function onSnapshotFailed(detail: string) {
+            statusLine.showError(() => Texts.snapshotFailed + detail);
+        }
+    }
     property Connections refusals: Connections {
         target: cMain
         function onSbusDataError() { podActions.refused = true; }
@@ -52,6 +61,10 @@ QtObject {
             if (recorder.running)
                 statusLine.reportForAWhile("startedHere", Theme.statusGood, recorder.usedFolder());
         }
+    }
+    function snapshot() {
+        if (!recorder.takeSnapshot())
+            statusLine.reportForAWhile("noPicture", Theme.statusWarning);
     }
     function centre() { send("center", "一键回中", () => cMain.oneKeyCenter()); }
     function lookDown() { send("down", "一键向下", () => cMain.oneKeyDown()); }

@@ -1,10 +1,13 @@
 #include "FlightRecorder.h"
 
 #include "FlightEvents.h"
+#include "Snapshot.h"
 #include "StreamRecorder.h"
+#include "async/BackgroundCall.h"
 #include "backend/CMain.h"
 #include "video/VideoRenderer.h"
 
+#include <QCoreApplication>
 #include <QDateTime>
 #include <QDebug>
 #include <QDir>
@@ -154,6 +157,33 @@ void FlightRecorder::stop()
     look();
 }
 
+bool FlightRecorder::takeSnapshot()
+{
+    if (m_video == nullptr || !m_video->playing() || m_video->pictureOld()
+        || m_video->picture().isNull())
+        return false;
+    recording::Snapshot snapshot{m_video->picture(), QDateTime::currentDateTime(), {}};
+    if (m_backend && m_backend->isConnected() && !m_backend->statusStale()
+        && m_lastGeometry.timeUs > 0)
+        snapshot.geometry = m_lastGeometry;
+    runInBackground([self = QPointer(this), snapshot, folder = usedFolder()] {
+        QString error;
+        const QString path = snapshot.writeInto(folder, error);
+        // Only the GUI's thread may look whether the recorder is still there.
+        QMetaObject::invokeMethod(
+            QCoreApplication::instance(),
+            [self, path, error] {
+                if (self && path.isEmpty())
+                    emit self->snapshotFailed(error);
+                else if (self)
+                    emit self->snapshotTaken(path);
+            },
+            Qt::QueuedConnection);
+    });
+    addEvent(QStringLiteral("snapshot"), {});
+    return true;
+}
+
 void FlightRecorder::look()
 {
     const bool wasRunning = isRunning();
@@ -191,8 +221,8 @@ void FlightRecorder::takeStatus(const protocol::StatusFrame &status)
     if (now < m_telemetryDueMs - kTelemetryMs)
         return;
     m_telemetryDueMs = std::max(m_telemetryDueMs, now) + kTelemetryMs;
-    m_recorder->addTelemetry(
-        klv::encode(recording::geometryOf(status, m_backend->versionno(), nowMs())));
+    m_lastGeometry = recording::geometryOf(status, m_backend->versionno(), nowMs());
+    m_recorder->addTelemetry(klv::encode(m_lastGeometry));
 }
 
 void FlightRecorder::takeVideoState()

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "RecordingStatus.h"
+#include "klv/UasDatalink.h"
 #include "protocol/InboundFrames.h"
 
 #include <QElapsedTimer>
@@ -99,6 +100,9 @@ public:
     /// Begins a recording; does nothing while one runs.
     Q_INVOKABLE void start();
     Q_INVOKABLE void stop();
+    /// Writes the picture on the screen, in its own size, to the folder; what came of it is told
+    /// later. False when there is no picture, or it is not what the camera sees now.
+    Q_INVOKABLE bool takeSnapshot();
 
 signals:
     void backendChanged();
@@ -107,6 +111,9 @@ signals:
     void statusChanged();
     /// A recording was ended by what `trouble` tells.
     void failed();
+    void snapshotTaken(QString path);
+    /// With the system's words.
+    void snapshotFailed(QString detail);
 
 private:
     void look();
@@ -126,5 +133,6 @@ private:
     QElapsedTimer m_clock;
     qint64 m_telemetryDueMs = 0;
     bool m_wasConnected = false;
-    QJsonObject m_lastStatus; // of the pod, as it was logged
+    QJsonObject m_lastStatus;           // of the pod, as it was logged
+    klv::UasDatalinkSet m_lastGeometry; // of any time
 };

@@ -87,6 +87,9 @@ public:
     /// picture comes or the operator asks for something else. Empty when nothing is known.
     QString trouble() const { return keyOf(m_trouble); }
 
+    /// The picture being shown, in its own size; null without one.
+    QImage picture() const { return m_currentFrame; }
+
     /// Milliseconds since the picture on the screen came; told only while it is old.
     int pictureAge() const;
     /// The stream runs, but the picture on the screen is no longer what the camera sees.

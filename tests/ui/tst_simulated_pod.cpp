@@ -178,6 +178,18 @@ void TestSimulatedPod::recordsOnThisComputer()
     const QByteArray log = contentOf(file.left(file.lastIndexOf(u'_')) + u".jsonl"_s);
     for (const char *event : {"\"name\":\"takePhoto\"", "\"range\":123.4", "\"playing\":true"})
         QVERIFY2(log.contains(event), log);
+    // 22.5 and -1 degrees
+    m_ui->play(u"reply ee010000000000000000000000403a690d806967ff00000000000000"_s);
+    QTRY_COMPARE_WITH_TIMEOUT(m_ui->backend().targetLongitude(), -1.0, kWaitMs);
+    m_ui->play(u"tap Shift+P"_s);
+    QDir recordings(folder);
+    QTRY_COMPARE_WITH_TIMEOUT(recordings.entryList({u"*.png"_s}).size(), 1, kWaitMs);
+    const QString picture = recordings.filePath(recordings.entryList({u"*.png"_s}).first());
+    m_ui->play(u"see statusText text 截图已保存: "_s + picture);
+    QCOMPARE(QImage(picture).size(), QSize(1280, 720));
+    ChildProcess reader(u"exiftool"_s,
+                        {u"-n"_s, u"-p"_s, u"$GPSDestLatitude $GPSDestLongitude"_s, picture});
+    QCOMPARE(reader.readLine(kWaitMs), "22.5 -1");
     // Its end by itself is told, and stays told.
     m_ui->play(u"tap Shift+R; see recorder state Writing"_s);
     QVERIFY(QDir(folder).removeRecursively());

@@ -86,6 +86,15 @@ Section {
                                                : root.recorder.file
         }
         DrawerButton {
+            objectName: "snapshotButton"
+            text: Texts.snapshot
+            tip: Texts.tipSnapshot
+            onClicked: {
+                root.snapshotClicked();
+                drawerActions.giveFocusBack();
+            }
+        }
+        DrawerButton {
             objectName: "recorderButton"
             primary: true
             active: root.recorder.running
