@@ -1,7 +1,6 @@
 #include "ReconnectAttempt.h"
 
 #include "FFmpegPlayer.h"
-#include "VideoRenderer.h"
 
 #include <QDebug>
 
@@ -22,11 +21,11 @@ struct Pending
 
 } // namespace
 
-ReconnectAttempt::ReconnectAttempt(VideoRenderer *item, FFmpegPlayer *player,
+ReconnectAttempt::ReconnectAttempt(FFmpegPlayer *player, Report report,
                                    std::shared_ptr<ReconnectCancelled> cancelled, QString source,
                                    int number)
-    : m_item(item)
-    , m_player(player)
+    : m_player(player)
+    , m_report(std::move(report))
     , m_cancelled(std::move(cancelled))
     , m_source(std::move(source))
     , m_number(number)
@@ -37,8 +36,8 @@ void ReconnectAttempt::abandon()
 {
     {
         const std::lock_guard lock(m_mutex);
-        m_item = nullptr;
         m_player = nullptr;
+        m_report = {};
     }
     m_wake.notify_all();
 }
@@ -65,9 +64,9 @@ bool ReconnectAttempt::run()
         qDebug() << "[ReconnectWorker] 打开结果:" << opened;
     }
     if (opened)
-        setPlayerTimeout(VideoRenderer::kStreamTimeoutUs);
+        setPlayerTimeout(kStreamTimeoutUs);
     if (!isCancelled())
-        report(opened ? &VideoRenderer::onReconnectSuccess : &VideoRenderer::onReconnectFailed);
+        report(opened);
     return true;
 }
 
@@ -112,20 +111,20 @@ void ReconnectAttempt::pause(int ms)
     m_wake.wait_for(lock, std::chrono::milliseconds(ms), [this] { return m_player == nullptr; });
 }
 
-void ReconnectAttempt::report(void (VideoRenderer::*slot)())
+void ReconnectAttempt::report(bool opened)
 {
-    auto posted = [self = shared_from_this(), slot] {
+    auto posted = [self = shared_from_this(), opened] {
         self->m_hasReported = true;
-        VideoRenderer *item = nullptr;
+        Report tell;
         {
             const std::lock_guard lock(self->m_mutex);
-            item = self->m_item;
+            tell = self->m_report;
         }
-        if (item)
-            (item->*slot)();
+        if (tell)
+            tell(opened);
     };
 
     const std::lock_guard lock(m_mutex);
-    if (m_item)
-        QMetaObject::invokeMethod(m_item, std::move(posted), Qt::QueuedConnection);
+    if (m_player)
+        QMetaObject::invokeMethod(m_player, std::move(posted), Qt::QueuedConnection);
 }

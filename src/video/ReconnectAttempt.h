@@ -9,23 +9,29 @@
 #include <mutex>
 
 class FFmpegPlayer;
-class VideoRenderer;
 
 /// Set when a running attempt is stopped, and never cleared: from then on every attempt of the
 /// item ends silently.
 using ReconnectCancelled = std::atomic<int>;
 
 /// One attempt to re-open the stream, run on a reconnect thread while the player stays on the GUI
-/// thread. Item and thread own it together. Whatever the thread wants of the GUI thread it posts
-/// and waits for; abandon() ends that wait at once and turns what is still queued into nothing, so
-/// that neither side ever waits for, or touches, the other after it has gone.
+/// thread. Whoever began it and its thread own it together. Whatever the thread wants of the GUI
+/// thread it posts and waits for; abandon() ends that wait at once and turns what is still queued
+/// into nothing, so that neither side ever waits for, or touches, the other after it has gone.
 class ReconnectAttempt : public std::enable_shared_from_this<ReconnectAttempt>
 {
 public:
-    ReconnectAttempt(VideoRenderer *item, FFmpegPlayer *player,
+    /// Of the player, once the stream was opened.
+    static constexpr int kStreamTimeoutUs = 3000000;
+
+    /// Told on the GUI thread whether the stream was opened; not at all by an attempt that was
+    /// cancelled or abandoned.
+    using Report = std::function<void(bool opened)>;
+
+    ReconnectAttempt(FFmpegPlayer *player, Report report,
                      std::shared_ptr<ReconnectCancelled> cancelled, QString source, int number);
 
-    /// GUI thread. The thread finds no item and no player from here on.
+    /// GUI thread. The thread finds no player and nobody to report to from here on.
     void abandon();
 
     /// GUI thread. Whether it has told how it went, and its thread has only to end.
@@ -42,11 +48,11 @@ private:
     /// Runs `call` on the GUI thread and waits for it; false when it failed or was abandoned.
     bool callPlayer(const std::function<bool(FFmpegPlayer &)> &call);
     void pause(int ms);
-    void report(void (VideoRenderer::*slot)());
+    void report(bool opened);
 
     std::mutex m_mutex; // guards the two below
-    VideoRenderer *m_item;
     FFmpegPlayer *m_player;
+    Report m_report;
     std::condition_variable m_wake;
 
     bool m_hasReported = false; // GUI thread only

@@ -219,7 +219,7 @@ void VideoRenderer::onReconnectSuccess()
 {
     qDebug() << "[VideoRenderer] 重连成功";
     const Wishes::Wish wish = m_wishes.next();
-    m_player->setTimeout(kStreamTimeoutUs);
+    m_player->setTimeout(ReconnectAttempt::kStreamTimeoutUs);
     m_player->play();
     if (!wish.isNewest())
         return;
@@ -249,7 +249,13 @@ void VideoRenderer::onReconnectFailed()
 
 void VideoRenderer::startReconnectThread()
 {
-    m_reconnectAttempt = std::make_shared<ReconnectAttempt>(this, m_player, m_reconnectCancelled,
+    const auto report = [this](bool opened) {
+        if (opened)
+            onReconnectSuccess();
+        else
+            onReconnectFailed();
+    };
+    m_reconnectAttempt = std::make_shared<ReconnectAttempt>(m_player, report, m_reconnectCancelled,
                                                             m_source, m_reconnectAttempts);
     m_reconnectThread = new QThread(this);
     auto *worker = new QObject; // its events run on the thread

@@ -48,7 +48,6 @@ class VideoRenderer : public QQuickPaintedItem
 
 public:
     static constexpr int kMinReconnectIntervalMs = 1000;
-    static constexpr int kStreamTimeoutUs = 3000000;
     /// How long stopping waits for a reconnect thread; one that takes longer ends on its own.
     static constexpr int kReconnectThreadWaitMs = 3000;
 
@@ -143,8 +142,6 @@ private slots:
     void onReconnectFailed();
 
 private:
-    friend class ReconnectAttempt; // reports through the last two slots
-
     // What the player tells, as far as it still holds when it arrives.
     void takeFrame(const QImage &frame);
     void takePlayingState(bool playing);
