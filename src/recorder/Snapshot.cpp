@@ -78,8 +78,7 @@ QString xmpOf(const Snapshot &snapshot)
 /// text, CRC; big-endian.
 QByteArray xmpChunk(const QString &xmp)
 {
-    constexpr char kHead[] = "iTXtXML:com.adobe.xmp\0\0\0\0"; // and the literal's own zero
-    const QByteArray body = QByteArray(kHead, sizeof kHead) + xmp.toUtf8();
+    const QByteArray body = QByteArrayLiteral("iTXtXML:com.adobe.xmp\0\0\0\0\0") + xmp.toUtf8();
     const uint32_t crc =
         ~av_crc(av_crc_get_table(AV_CRC_32_IEEE_LE), ~0U,
                 reinterpret_cast<const uint8_t *>(body.constData()), size_t(body.size()));

@@ -118,7 +118,9 @@ void TestLinks::serialLink()
     QVERIFY(link.connectTo(PtyPair().slavePath(), 115200));
     QVERIFY(link.connectTo(m_line->slavePath(), 57600));
     const auto *port = link.findChild<QSerialPort *>();
-    QVERIFY(port->baudRate() == 57600 && port->parity() == QSerialPort::NoParity);
+    QVERIFY(port->baudRate() == 57600 && port->parity() == QSerialPort::NoParity
+            && port->stopBits() == QSerialPort::OneStop && port->dataBits() == QSerialPort::Data8
+            && port->flowControl() == QSerialPort::NoFlowControl);
     link.sendData(QByteArray::fromHex("FF0100080020"));
     link.sendData(QByteArray::fromHex("4A"));
     QTRY_COMPARE_WITH_TIMEOUT(m_line->received(), QByteArray::fromHex("FF01000800204A"), kWaitMs);
@@ -226,6 +228,7 @@ void TestLinks::backendTellsOfItsLink()
     const QString up = kUp + u' ' + kUp;
     QPointer<ICommunication> link = m_backend->findChild<ICommunication *>();
     QVERIFY(m_backend->connectSerial(m_line->slavePath()));
+    QCOMPARE(link->findChild<QSerialPort *>()->baudRate(), 115200);
     QCOMPARE(raised.take(), up);
     QVERIFY(connectTcp());
     QVERIFY2(!link, "the old link outlived the switch");
@@ -241,7 +244,7 @@ void TestLinks::backendTellsOfItsLink()
     QVERIFY(connectTcp());
     m_backend->disconnect();
     QVERIFY(m_backend->isConnected());
-    QTRY_VERIFY_WITH_TIMEOUT((m_backend->disconnect(), !m_backend->isConnected()), kWaitMs);
+    QTRY_VERIFY_WITH_TIMEOUT((m_backend->disconnect(), !m_backend->isConnected()), 2000);
 
     // Undone at once by who hears of it: not connected after all.
     connect(m_backend.get(), &CMain::connectionChanged, this,

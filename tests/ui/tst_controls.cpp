@@ -74,8 +74,9 @@ constexpr auto kFrames = std::to_array<Row>({
     {"page 0; click b7nQueryButton", "21 01 00 00"},
     // Only after a yes; Enter is one, and all else is none
     {"page 1; click rebootButton; box 云台将重启; click dialogButton", "22 02 00 00"},
-    {"page 1; click uprightButton; tap Return", "13 07 00 00"},
-    {"page 1; click invertedButton; tap Escape; click rebootButton; click dialogCancelButton; "
+    {"page 1; click uprightButton; box 切换为正置模式; tap Return", "13 07 00 00"},
+    {"page 1; click invertedButton; box 切换为倒置模式; tap Escape; click rebootButton; click "
+     "dialogCancelButton; "
      "click invertedButton; click dialogButton",
      "13 08 00 00"},
     // Enter in a field leaves the link alone

@@ -3,6 +3,7 @@
 #include "UiHarness.h"
 
 #include <QDesktopServices>
+#include <QElapsedTimer>
 #include <QRandomGenerator>
 #include <QRegularExpression>
 #include <QSettings>
@@ -106,12 +107,19 @@ constexpr auto kRows = std::to_array<Row>({
      // What was sent is still there after a look elsewhere, and forgotten with its link.
      "set customDialog visible 0; page 0; page 3; see sbusChoice12 displayText CH16; "
      "cut; see sbusChoice0 enabled false; connect; click sbusSetButton; sent 1e 00 00 00"},
+    {"channels by their names", // in the order of the pod's map
+     "page 3; see sbusRow0 label 俯仰控制; see sbusRow1 label 航向控制; see sbusRow2 label "
+     "可见光变倍; see sbusRow3 label 手动聚焦; see sbusRow4 label 一键向下; see sbusRow5 label "
+     "一键回中; see sbusRow6 label 拍照/录像; see sbusRow7 label 目标检测、跟踪; see sbusRow8 "
+     "label 画中画、伪彩切换; see sbusRow9 label 热成像电子变倍; see sbusRow10 label 激光测距; "
+     "see sbusRow11 label Light; see sbusRow12 label OSD开关"},
     {"position plan follows the pod",
      "connect; page 5; click mapStartButton; "
      "see planNotice text 吊舱未上报目标位置\n吊舱未上报飞机位置; "
      // 22.5000000 and -1.0000000 degrees in units of 1e-7; the aircraft's are not known.
      "reply ee010000000000000000000000403a690d806967ff00000000000000; "
      "see latitudeField text 22.500000; see longitudeField text -1.000000; "
+     "see latValue text 22.500000; see lonValue text -1.000000; "
      "see planView centreLatitude 22.5; see distanceField text -"},
     {"model with thermal camera, range finder, laser and encoder",
      "connect; reply ee060000630102000307; page 0; see b7nsettinglayout visible true; page 2; "
@@ -231,8 +239,10 @@ void TestWindow::pageTurnedWhileConnecting()
         turned = ui.backend().connectionType() == u"TCP"_s && !ui.backend().isConnected();
         ui.play(u"page 1"_s);
     });
+    QElapsedTimer timer;
+    timer.start();
     ui.play(u"page 0; click tcpButton; box TCP 连接失败"_s);
-    QVERIFY(turned);
+    QVERIFY(turned && timer.elapsed() > 2500 && timer.elapsed() < 5500);
 }
 
 void TestWindow::languageChangesEverythingAndIsKept()

@@ -3,11 +3,13 @@
 #include "Ffmpeg.h"
 #include "LogCatcher.h"
 #include "PodSim.h"
+#include "SilentListener.h"
 #include "UdpStreams.h"
 #include "video/FrameConverter.h"
 #include "video/PictureWatch.h"
 #include "video/VideoRenderer.h"
 
+#include <QElapsedTimer>
 #include <QImage>
 #include <QPainter>
 #include <QRandomGenerator>
@@ -242,6 +244,17 @@ void TestRenderer::bringsStreamsBack()
     QVERIFY(!item.isReconnecting());
     QCOMPARE(item.trouble().isEmpty(), plays || then == "stop"_L1 || attempts == 0);
     QCOMPARE(errors.value(0).value(0).toString(), statuses.endsWith(kGaveUp) ? kGaveUp : QString());
+    if (!plays || then != "reconnect"_L1)
+        return;
+    // The short time-out of an attempt does not outlive it.
+    const SilentListener silent;
+    item.setAutoReconnect(false);
+    item.stop();
+    item.setSource(u"rtsp://127.0.0.1:%1/"_s.arg(silent.port()));
+    QElapsedTimer timer;
+    timer.start();
+    item.play();
+    QVERIFY(timer.elapsed() > 2000);
 }
 
 // A picture that stands still is marked, then lost, whatever else arrives; no old picture counts as

@@ -72,6 +72,7 @@ DrawerPage {
             FormRow {
                 id: row
                 required property int index
+                objectName: "sbusRow" + index
                 label: Texts.sbusLabels[index]
                 labelWidth: Theme.drawerWideLabelWidth
 
