@@ -343,6 +343,7 @@ void TestCMain::sbusQuery()
 {
     const auto timers = m_backend->findChildren<QTimer *>(QString(), Qt::FindDirectChildrenOnly);
     QTimer *timer = *std::ranges::find(timers, 3000, &QTimer::interval);
+    QCOMPARE(std::ranges::count(timers, 2000, &QTimer::interval), 1); // until a status is stale
     m_backend->querySbusData();
     QVERIFY(deliver(kVersion));
     QVERIFY2(timer->isActive(), "another reply ended the wait");

@@ -72,7 +72,8 @@ constexpr auto kRows = std::to_array<Row>({
      "[RTSP]\nrtspIp=\n[%General]\nlanguageIndex=1\n"},
     {"maximised and restored", // by its button, and maximised by the window system
      "click maxButton; see window visibility Maximized; click maxButton; see window visibility "
-     "Windowed; maximise; click maxButton; see window visibility Windowed"},
+     "Windowed; maximise; click maxButton; see window visibility Windowed; "
+     "click minButton; see window visibility Minimized"},
     {"full screen and back",
      "tap F11; see window visibility FullScreen; tap F11; see window visibility Windowed; "
      "maximise; tap F11; see window visibility FullScreen; tap F11; see window visibility "
