@@ -214,7 +214,7 @@ QtObject {
     }
     readonly property var keyActions: ({
         photo: photo, record: pick("开始或停止录像", "Start or stop recording"),
-        recordHere: pick("开始或停止本机录像", "Record on this computer"),
+        recordHere: pick("在本机录像", "Record on this computer"),
         snapshot: pick("在本机保存截图", "Snapshot to this computer"), centre: center,
         lookDown: down, yawCentre: yawCentre, pitchDown: pitchDown, yawFollow: yawFollow,
         yawLock: yawLock, fpv: fpv, faster: pick("加快", "Faster"), slower: pick("减慢", "Slower"),

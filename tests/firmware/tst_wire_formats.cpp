@@ -178,6 +178,7 @@ void TestWireFormats::imagesOfOddSizes()
         return NetPacket::of(hex("01400000") + QByteArray(80 + imageSize, 'x'));
     };
     UpgradeExchange exchange(u"P"_s);
+    QVERIFY(exchange.handleServerPacket(NetPacket::of(hex("014000"))).isEmpty()); // no whole code
     for (const auto &[size, text] : {std::pair(-1, u"报文错误: 收到错误数据长度: 83"_s), {0, {}}}) {
         QCOMPARE(words(exchange.handleServerPacket(packet(size))), text);
         QVERIFY(exchange.carryOut(request).isEmpty()); // there is no image
