@@ -6,11 +6,13 @@
 #include "PodSim.h"
 #include "RtspStub.h"
 #include "UiHarness.h"
+#include "recorder/FlightRecorder.h"
 
 #include <QCommandLineParser>
 #include <QEventLoop>
 #include <QRandomGenerator>
 #include <QTcpServer>
+#include <QTemporaryDir>
 #include <QTemporaryFile>
 #include <QTest>
 #include <QUdpSocket>
@@ -46,6 +48,7 @@ struct Stage
     std::unique_ptr<PodSim> sim;
     std::unique_ptr<RtspStub> stub;
     std::unique_ptr<UiHarness> ui = std::make_unique<UiHarness>(UiHarness::kNoStream, false);
+    QTemporaryDir recordings;
     QTimer disturbance;
     std::jthread serverTrouble;
 
@@ -99,6 +102,17 @@ QString unsentUrl()
 
 void stayIdle(Stage &) {}
 void play(Stage &stage) { stage.playFullHd(); }
+
+void playAndRecord(Stage &stage)
+{
+    stage.playFullHd();
+    auto *const recorder = stage.ui->window()->findChild<FlightRecorder *>();
+    recorder->setFolder(stage.recordings.path());
+    recorder->start();
+    if (!QTest::qWaitFor([recorder] { return recorder->bytes() > 0; }, kWaitMs))
+        bench::fail("nothing is recorded");
+}
+
 void openRefused(Stage &stage) { stage.open(refusedUrl()); }
 void openUnsent(Stage &stage) { stage.open(unsentUrl()); }
 
@@ -158,6 +172,7 @@ struct State
 constexpr auto kStates = std::to_array<State>({
     {"no stream", stayIdle},
     {"playing 1080p60", play},
+    {"playing and recording", playAndRecord},
     {"dead RTSP, reconnecting", openRefused},
     {"silent RTSP, reconnecting", openSilent},
     {"dead UDP, reconnecting", openUnsent},
