@@ -54,6 +54,9 @@ void declare(QCommandLineParser &parser)
         "Instead of the pod, serve the streams in a folder over RTSP; the query of an address says "
         "how they are cut into packets.",
         "folder");
+    add("export",
+        "Write the track of a recording beside it, as GeoJSON and CSV, and do nothing else.",
+        "file");
     add("udp", "Also send the video as MPEG-TS over UDP.", "host:port");
     add("bootloader", "Be the pod's serial bootloader, on a pseudo terminal, and nothing else.");
     add("image", "Where the bootloader puts the firmware it receives.", "file");
@@ -149,6 +152,7 @@ SimOptions parseSimOptions(const QStringList &arguments)
     options.faults = parser.values(QStringLiteral("fault"));
     options.logFile = parser.value(QStringLiteral("log"));
     options.exitWithParent = parser.isSet(QStringLiteral("exit-with-parent"));
+    options.exportFile = parser.value(QStringLiteral("export"));
     readBootloader(parser, options);
     readVideo(parser, options);
     readUpgrade(parser, options);

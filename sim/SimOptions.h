@@ -30,6 +30,8 @@ struct SimOptions
     QString udpHost;      ///< empty: no UDP stream
     quint16 udpPort = 0;
 
+    QString exportFile; ///< not empty: write the track of this recording, and nothing else
+
     bool bootloader = false; ///< be the bootloader alone, as `boot` says
     BootOptions boot;
 

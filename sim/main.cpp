@@ -2,6 +2,7 @@
 #include "Simulator.h"
 #include "bootloader/Bootloader.h"
 #include "faults/FaultPort.h"
+#include "replay/FlightExport.h"
 #include "sender/PacketSender.h"
 #include "upgrade/UpgradePeers.h"
 
@@ -58,6 +59,15 @@ void announce(const QString &line)
     std::fflush(stdout);
 }
 
+int exportFlight(const QString &file)
+{
+    QString error;
+    const QStringList paths = flight_export::writeBeside(file, error);
+    for (const QString &path : paths)
+        announce(path);
+    return paths.isEmpty() ? fail(error) : 0;
+}
+
 std::unique_ptr<SimMode> createMode(const SimOptions &options)
 {
     if (options.bootloader)
@@ -80,6 +90,8 @@ int main(int argc, char *argv[])
     QCoreApplication::setApplicationName(QStringLiteral("podsim"));
     const SimOptions options = parseSimOptions(QCoreApplication::arguments());
 
+    if (!options.exportFile.isEmpty())
+        return exportFlight(options.exportFile);
     const std::unique_ptr<SimMode> mode = createMode(options);
     QString error;
     if (!mode->start(error))

@@ -5,6 +5,7 @@
 #include "Files.h"
 #include "PodSim.h"
 #include "UdpStreams.h"
+#include "protocol/CommandCatalogue.h"
 #include "recorder/FlightEvents.h"
 #include "recorder/PacketTimes.h"
 #include "recorder/StreamRecorder.h"
@@ -12,6 +13,7 @@
 #include "video/FFmpegPlayer.h"
 
 #include <QDir>
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QSignalSpy>
@@ -353,14 +355,35 @@ void TestRecorder::telemetryIsReadByOthers()
         bench.recorder->addTelemetry(sets.last());
         QVERIFY(bench.plays(2));
     }
-    bench.recorder->addEvent("after");
+    const QByteArray photo = protocol::buildCommand(protocol::Command::TakePhoto);
+    const QByteArray command =
+        recording::eventLine(kTimeMs + 1, u"command"_s, recording::particularsOf(photo));
+    bench.recorder->addEvent(command);
     bench.recorder->stop();
     bench.player.stop();
     const QString log = QString(bench.files()[0]).replace(u"_01.ts"_s, u".jsonl"_s);
-    QTRY_COMPARE(contentOf(log), "before\nafter\n");
+    QTRY_COMPARE(contentOf(log), "before\n" + command + '\n');
     const QString taken = bench.folder.filePath(u"sets"_s);
     QVERIFY(runFfmpeg(u"-i %1 -map 0:d -c copy -f data"_s.arg(bench.files()[0]), taken));
     QCOMPARE(contentOf(taken), sets.join());
+
+    // The track, of the same sets
+    ChildProcess track(QStringLiteral(PODSIM_EXECUTABLE), {u"--export"_s, bench.files()[0]});
+    QVERIFY(track.succeeds(kWaitMs));
+    const QByteArrayList lines =
+        contentOf(QString(log).replace(u".jsonl"_s, u".csv"_s)).trimmed().split('\n');
+    QCOMPARE(lines.size(), rows.size() + 2); // the head and the command
+    QVERIFY2(lines[4].startsWith("2023-11-14T22:13:20.123Z,12.300,-45.600,7.800,,47.3769123,"
+                                 "8.5417321,408."),
+             lines[4]);
+    QCOMPARE(lines.last(), "2023-11-14T22:13:20.124Z,,,,,,,,takePhoto,ff 01 12 00 00 00 13");
+    const QJsonValue features = QJsonDocument::fromJson(
+        contentOf(QString(log).replace(u".jsonl"_s, u".geojson"_s)))[u"features"_s];
+    const QJsonValue targets = features[0][u"geometry"_s];
+    QCOMPARE(targets[u"type"_s].toString(), u"LineString"_s);
+    QCOMPARE(targets[u"coordinates"_s].toArray().size(), 4); // of the last there is no target
+    QVERIFY(std::abs(targets[u"coordinates"_s][3][1].toDouble() - 47.3769123) < 1e-6);
+    QCOMPARE(features[1][u"geometry"_s][u"coordinates"_s], targets[u"coordinates"_s][3]);
 
     ChildProcess tool(u"exiftool"_s, {u"-ee"_s, u"-j"_s, u"-n"_s, u"-g3"_s, bench.files()[0]});
     QByteArray text;
