@@ -108,6 +108,7 @@ sleep 1.3
 shot 6-old-picture
 pod "video resume" >/dev/null
 click "${settings_icon[@]}"
+click "${gimbal_page[@]}"
 click "${upright_button[@]}"
 shot 7-asked-first
 xdotool key Escape

@@ -437,6 +437,12 @@ void TestLinks::vanishedPeerIsNoticed()
         QVERIFY(loopback(u"up"_s) && connectTcp());
         QCOMPARE(m_pod->receive(owed), kStops.first(owed));
     }
+    // Nor does it keep the console from ending.
+    QVERIFY(loopback(u"down"_s));
+    m_backend->moveUp(0x20);
+    timer.restart();
+    m_backend.reset();
+    QVERIFY(timer.elapsed() < 2000);
 }
 
 QTEST_GUILESS_MAIN(TestLinks)
