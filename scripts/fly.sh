@@ -14,7 +14,7 @@ tcp_button=(1030 233)
 connection_page=(650 60)
 gimbal_page=(650 94)
 data_button=(965 118)
-upright_button=(784 156)
+upright_button=(784 192)
 video_middle=(420 360)
 
 display_file=$(mktemp)
