@@ -11,8 +11,8 @@ import "style"
 import "window"
 
 // The console's one window: the pod's video, what the operator's gestures on it and the floating
-// controls over it send. The drawer and the files of window/ reach mainWindow, motion, statusLine and
-// storedSettings by these ids.
+// controls over it send. Every file of the interface reaches mainWindow and cMain by these names, and
+// nothing else that it does not own.
 ApplicationWindow {
     id: mainWindow
 
@@ -51,6 +51,9 @@ ApplicationWindow {
     // Where full screen leads back to.
     property bool wasMaximised: false
     readonly property bool typing: activeFocusItem instanceof TextInput
+    readonly property alias video: videoRenderer
+    readonly property alias tips: tipLayer
+    readonly property alias keys: keyTable
 
     width: 1080
     height: 720
@@ -169,6 +172,14 @@ ApplicationWindow {
         videoRenderer.forceActiveFocus();
     }
 
+    function toggleDrawer() { showDrawer(!podControlDrawer.visible); }
+
+    // Keys steer the pod unless the operator is typing or is asked something.
+    function giveFocusBack() {
+        if (!podControlDrawer.asking)
+            videoRenderer.forceActiveFocus();
+    }
+
     function showHeadUp(shown: bool) {
         isHeadUpShown = shown;
         storedSettings.store(storedSettings.view, "headUpLine", shown ? 1 : 0);
@@ -250,6 +261,7 @@ ApplicationWindow {
     }
     SteeringKeys {
         id: steeringKeys
+        guard: motion
     }
     FlightRecorder {
         id: flightRecorder
@@ -261,9 +273,13 @@ ApplicationWindow {
     PodActions {
         id: podActions
         recorder: flightRecorder
+        line: statusLine
     }
     KeyTable {
         id: keyTable
+        actions: podActions
+        motionKeys: steeringKeys
+        settings: storedSettings
     }
     KeyShortcuts {
         table: keyTable
@@ -273,7 +289,7 @@ ApplicationWindow {
         id: keyPage
         active: false
         sourceComponent: KeyPage {
-            table: keyTable
+            table: mainWindow.keys
         }
     }
 
@@ -370,10 +386,12 @@ ApplicationWindow {
                 anchors.fill: parent
                 video: videoRenderer
                 markers: dragMarkers
+                guard: motion
                 pointingEnabled: !videoRenderer.status.includes("重连")
                                  && !statusLine.text.includes("重连")
                 pictureLive: videoRenderer.playing && videoRenderer.contentRect.width > 0
                              && !videoRenderer.pictureOld
+                onClickedWithoutPicture: statusLine.reportForAWhile("noPicture", Theme.statusWarning)
             }
             OldPictureMark {
                 objectName: "oldPictureMark"
@@ -440,12 +458,14 @@ ApplicationWindow {
         active: mainWindow.isStatisticsShown
         sourceComponent: StatisticsPanel {
             objectName: "statisticsPanel"
-            video: videoRenderer
+            video: mainWindow.video
         }
     }
     ToolStrip {
         id: podControlsTools
         objectName: "podControlsTools"
+        guard: motion
+        actions: podActions
         anchors.right: parent.right
         anchors.rightMargin: mainWindow.margin
         anchors.verticalCenter: parent.verticalCenter
@@ -455,6 +475,9 @@ ApplicationWindow {
         id: podControlDrawer
         objectName: "podControlDrawer"
         recorder: flightRecorder
+        guard: motion
+        line: statusLine
+        settings: storedSettings
         width: 450
         color: Theme.drawer
         radius: 4
@@ -480,7 +503,7 @@ ApplicationWindow {
         anchors.margins: mainWindow.margin
         z: 1
         tipsBeside: podControlDrawer.visible ? podControlDrawer : podSettings
-        onSettingsClicked: mainWindow.showDrawer(!podControlDrawer.visible)
+        onSettingsClicked: mainWindow.toggleDrawer()
     }
     LinkBanner {
         id: linkBanner
@@ -494,6 +517,7 @@ ApplicationWindow {
         anchors.top: parent.top
         anchors.topMargin: 50
         z: 3
+        line: statusLine
         closing: podControlDrawer.linkClosing
         onReconnectClicked: podControlDrawer.reconnect()
     }
@@ -506,10 +530,12 @@ ApplicationWindow {
         anchors.topMargin: 50
         z: 999
         visible: cMain.isTracking
+        onStopClicked: podActions.stopTracking()
     }
     ManualFocusButtons {
         id: manualfocusbuttons
         objectName: "manualfocusbuttons"
+        guard: motion
         anchors.left: parent.left
         anchors.leftMargin: 10
         anchors.top: parent.top

@@ -1,14 +1,14 @@
 import QtQuick
 import FlightRecorder
+import MotionGuard
 import "drawer/controls"
 import "drawer/pages"
 import "drawer"
 import "style"
+import "window"
 
 // Everything that is not a gesture on the video, in seven pages: connection, gimbal, camera, SBUS,
-// joystick, positioning, firmware. It lives inside the main window and uses the window's ids
-// (mainWindow, statusLine, videoRenderer and storedSettings); its pages use the ids of this file in
-// turn: root for the state kept across pages, drawerActions for every call.
+// joystick, positioning, firmware. What outlives a page is made here and given to the page.
 //
 // Nothing here holds a motion: each control sends one command per use.
 Rectangle {
@@ -21,25 +21,30 @@ Rectangle {
     signal snapshotClicked()
 
     required property FlightRecorder recorder
+    required property MotionGuard guard
+    required property StatusLine line
+    required property StoredSettings settings
 
+    // Its tips stand beside it.
+    readonly property bool keepsTipsOutside: true
+    readonly property alias asking: customDialog.opened
     property bool opened: false
     property int currentPage: pageInfo
 
     // What was switched last; the pod does not report these.
-    property bool isOSDShow: true
-    property bool isTargetCheck: true
-    property int frameSizeIndex: -1
-    property bool isTrackAutoZoom: false
-    property bool isContinuousDistance: false
-    property bool isClearFrog: false
-    property bool isElectronicZoom: false
-    property bool isLaserLight: false
-    property int kjgZoomToIndex: -1
-    property int rcxZoomToIndex: -1
-    property int protocolIndex: -1
-    property int frequencyIndex: -1
-    // Whose progress the backend is reporting: 0 the online upgrade's, 1 the local one's.
-    property int updateType: 0
+    property alias isOSDShow: sentChoices.isOSDShow
+    property alias isTargetCheck: sentChoices.isTargetCheck
+    property alias frameSizeIndex: sentChoices.frameSizeIndex
+    property alias isTrackAutoZoom: sentChoices.isTrackAutoZoom
+    property alias isContinuousDistance: sentChoices.isContinuousDistance
+    property alias isClearFrog: sentChoices.isClearFrog
+    property alias isElectronicZoom: sentChoices.isElectronicZoom
+    property alias isLaserLight: sentChoices.isLaserLight
+    property alias kjgZoomToIndex: sentChoices.kjgZoomToIndex
+    property alias rcxZoomToIndex: sentChoices.rcxZoomToIndex
+    property alias protocolIndex: sentChoices.protocolIndex
+    property alias frequencyIndex: sentChoices.frequencyIndex
+    property alias updateType: onlineUpgrade.updateType
 
     readonly property int pageInfo: 0
     readonly property int pageCamera: 1
@@ -70,7 +75,7 @@ Rectangle {
         if (visible)
             pageLoader.active = true;
         else
-            drawerActions.giveFocusBack();
+            mainWindow.giveFocusBack();
     }
 
     // Does it only once the operator has confirmed.
@@ -87,7 +92,7 @@ Rectangle {
     MouseArea {
         anchors.fill: parent
         acceptedButtons: Qt.AllButtons
-        onClicked: drawerActions.giveFocusBack()
+        onClicked: mainWindow.giveFocusBack()
         onWheel: wheel => wheel.accepted = true
     }
 
@@ -95,9 +100,15 @@ Rectangle {
         id: customDialog
     }
 
+    SentChoices {
+        id: sentChoices
+    }
+
     DrawerActions {
         id: drawerActions
         box: customDialog
+        guard: root.guard
+        line: root.line
     }
 
     // The pod answers once its link has settled.
@@ -116,15 +127,19 @@ Rectangle {
 
     LinkOpener {
         id: linkOpener
+        actions: drawerActions
+        onOpened: sendversiontimer.restart()
     }
 
     // Outlives its page: leaving the page must not strand a started upgrade.
     OnlineUpgradeRun {
         id: onlineUpgrade
+        actions: drawerActions
     }
 
     SbusMemory {
         id: sbusMemory
+        actions: drawerActions
     }
 
     ToolBarColumn {
@@ -137,7 +152,7 @@ Rectangle {
         currentPage: root.currentPage
         onPageChosen: page => {
             root.currentPage = page;
-            drawerActions.giveFocusBack();
+            mainWindow.giveFocusBack();
         }
     }
 
@@ -171,31 +186,56 @@ Rectangle {
 
     Component {
         id: infoPage
-        ConnectionPage {}
+        ConnectionPage {
+            actions: drawerActions
+            settings: root.settings
+            opener: linkOpener
+            recorder: root.recorder
+            onUrlChanged: newUrl => root.urlChanged(newUrl)
+            onRecordHereClicked: root.recordHereClicked()
+            onSnapshotClicked: root.snapshotClicked()
+        }
     }
     Component {
         id: cameraPage
-        GimbalPage {}
+        GimbalPage {
+            actions: drawerActions
+            settings: root.settings
+            sent: sentChoices
+        }
     }
     Component {
         id: settingsPage
-        FunctionsPage {}
+        FunctionsPage {
+            actions: drawerActions
+            sent: sentChoices
+        }
     }
     Component {
         id: sbussettingPage
-        SbusPage {}
+        SbusPage {
+            actions: drawerActions
+            memory: sbusMemory
+        }
     }
     Component {
         id: joysticksettingPage
-        JoystickPage {}
+        JoystickPage {
+            device: root.joystick
+        }
     }
     Component {
         id: positioningPage
-        PositioningPage {}
+        PositioningPage {
+            actions: drawerActions
+        }
     }
     Component {
         id: firmwareupdatePage
-        FirmwarePage {}
+        FirmwarePage {
+            actions: drawerActions
+            run: onlineUpgrade
+        }
     }
 
     Component.onCompleted: {
@@ -203,6 +243,6 @@ Rectangle {
         // Without the module the component is in error, silently: no joystick then.
         const component = Qt.createComponent("drawer/JoystickSource.qml");
         if (component.status === Component.Ready)
-            joystick = component.createObject(root);
+            joystick = component.createObject(root, {guard: root.guard, sent: sentChoices});
     }
 }

@@ -1,6 +1,8 @@
 import QtQuick
+import MotionGuard
 import "controls"
 import "../style"
+import "../window"
 
 // The one way from a control to the backend. A call that the backend refuses (it says so while the
 // call runs) opens the message box; afterwards the keyboard belongs to the video again.
@@ -8,6 +10,8 @@ QtObject {
     id: actions
 
     required property MessageBox box
+    required property MotionGuard guard
+    required property StatusLine line
 
     property bool running: false
     // The link is being closed on purpose, or replaced.
@@ -28,7 +32,7 @@ QtObject {
     // caller to report or to leave.
     function perform(action: var, loud = true): bool {
         if (!hasBackend) {
-            statusLine.showError(() => Texts.backendMissing);
+            line.showError(() => Texts.backendMissing);
             return false;
         }
         refusal = "";
@@ -41,13 +45,13 @@ QtObject {
         if (refusal !== "" && loud)
             box.show(refusal);
         else
-            giveFocusBack();
+            mainWindow.giveFocusBack();
         return refusal === "";
     }
 
     // For an action that closes the link: what the link keeps moving ends first, and its end is no loss.
     function performClosing(action: var, loud = true): bool {
-        endMotions();
+        guard.releaseAll();
         closing = true;
         try {
             return perform(action, loud);
@@ -56,19 +60,8 @@ QtObject {
         }
     }
 
-    function endMotions() {
-        if (typeof motion !== "undefined")
-            motion.releaseAll();
-    }
-
     // As the status line's report().
     function report(name: string, color: string, detail = "") {
-        statusLine.report(name, color, detail);
-    }
-
-    // Keys steer the pod unless the operator is typing.
-    function giveFocusBack() {
-        if (typeof videoRenderer !== "undefined" && !box.opened)
-            videoRenderer.forceActiveFocus();
+        line.report(name, color, detail);
     }
 }

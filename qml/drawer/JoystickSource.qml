@@ -4,11 +4,14 @@ import Joystick 1.0
 // because a program without the joystick module cannot load it. The two switches that the pod does
 // not report are kept in step with the drawer's.
 JoystickInput {
+    id: source
+
+    required property SentChoices sent
+
     backend: cMain
-    guard: motion
     zoomSpeed: mainWindow.zoomspeed
-    osdOn: root.isOSDShow
-    laserLightOn: root.isLaserLight
-    onOsdOnChanged: root.isOSDShow = osdOn
-    onLaserLightOnChanged: root.isLaserLight = laserLightOn
+    osdOn: source.sent.isOSDShow
+    laserLightOn: source.sent.isLaserLight
+    onOsdOnChanged: source.sent.isOSDShow = osdOn
+    onLaserLightOnChanged: source.sent.isLaserLight = laserLightOn
 }

@@ -6,6 +6,10 @@ import "../style"
 Timer {
     id: opener
 
+    required property DrawerActions actions
+
+    signal opened()
+
     property string type
     property string target
     property int value
@@ -27,30 +31,30 @@ Timer {
         if (running || last === null)
             return;
         const isTcp = last[0] === "TCP";
-        drawerActions.report(isTcp ? "tcpConnecting" : "serialConnecting", "orange",
+        actions.report(isTcp ? "tcpConnecting" : "serialConnecting", "orange",
                              last[1] + (isTcp ? ":" : " ") + last[2]);
         open(...last);
     }
 
     interval: 50 // opening blocks: the line that says so is painted first
     onTriggered: {
-        let opened = false;
+        let isOpen = false;
         // Another opening may begin, with its own texts, before this one has ended.
         const asked = [type, target, value, connectedText, failedText];
         const [done, failed] = [connectedText, failedText];
-        drawerActions.performClosing(() => {
-            opened = type === "TCP" ? cMain.connectTCP(target, value)
+        actions.performClosing(() => {
+            isOpen = type === "TCP" ? cMain.connectTCP(target, value)
                                     : cMain.connectSerial(target, value);
         }, false);
-        if (!drawerActions.hasBackend)
+        if (!actions.hasBackend)
             return;
-        if (opened) {
+        if (isOpen) {
             last = asked;
-            drawerActions.report(done, "green");
-            sendversiontimer.restart();
+            actions.report(done, "green");
+            opened();
         } else {
-            drawerActions.report(failed, "red");
-            customDialog.show(Texts[failed] + (drawerActions.refusal ? "\n" + drawerActions.refusal : ""));
+            actions.report(failed, "red");
+            actions.box.show(Texts[failed] + (actions.refusal ? "\n" + actions.refusal : ""));
         }
     }
 }

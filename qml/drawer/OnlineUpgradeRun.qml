@@ -5,6 +5,10 @@ import QtQuick
 QtObject {
     id: run
 
+    required property DrawerActions actions
+
+    // Whose progress the backend is reporting: 0 the online upgrade's, 1 the local one's.
+    property int updateType: 0
     property int percent: 0
     // The local upgrade's; the backend has one progress for both.
     property int localPercent: 0
@@ -12,24 +16,24 @@ QtObject {
     // Between the backend's first and its last progress.
     readonly property bool transferring: percent > 0 && percent < 100
     readonly property bool running: waiting || transferring
-                                    || (drawerActions.hasBackend && percent < 100
+                                    || (run.actions.hasBackend && percent < 100
                                         && (cMain.onlineUpgradeRunning ?? false))
-    readonly property bool localRunning: drawerActions.hasBackend && (cMain.localUpgradeRunning ?? false)
+    readonly property bool localRunning: run.actions.hasBackend && (cMain.localUpgradeRunning ?? false)
 
     function start() {
         if (localRunning)
             return;
-        const closed = drawerActions.performClosing(() => {
+        const closed = run.actions.performClosing(() => {
             if (cMain.isConnected)
                 cMain.disconnect();
         });
         if (!closed)
             return;
-        root.updateType = 0;
+        updateType = 0;
         percent = 0;
         finishTimer.stop();
         cMain.message = "已关闭串口/TCP连接";
-        drawerActions.report("linkClosed", "orange");
+        run.actions.report("linkClosed", "orange");
         upgradeDelayTimer.start();
     }
 
@@ -37,7 +41,7 @@ QtObject {
         upgradeDelayTimer.stop();
         finishTimer.stop();
         percent = 0;
-        drawerActions.perform(() => cMain.completeUpdate());
+        run.actions.perform(() => cMain.completeUpdate());
     }
 
     property Timer upgradeDelayTimer: Timer {
@@ -45,22 +49,22 @@ QtObject {
         interval: 5000
         onTriggered: {
             console.log("延迟结束，开始升级");
-            drawerActions.perform(() => cMain.beginUpdate());
+            run.actions.perform(() => cMain.beginUpdate());
         }
     }
 
     property Timer finishTimer: Timer {
         objectName: "finishTimer"
         interval: 1000
-        onTriggered: drawerActions.report("updateFinished", "green")
+        onTriggered: run.actions.report("updateFinished", "green")
     }
 
     property Connections backend: Connections {
-        target: drawerActions.hasBackend ? cMain : null
+        target: run.actions.hasBackend ? cMain : null
         function onUpgradeProgressChanged() {
             if (isNaN(cMain.upgradeProgress))
                 return;
-            if (root.updateType !== 0) {
+            if (run.updateType !== 0) {
                 run.localPercent = cMain.upgradeProgress;
                 return;
             }

@@ -5,6 +5,8 @@ import QtQuick
 QtObject {
     id: memory
 
+    required property DrawerActions actions
+
     property bool isRead: false
     // Written since it was read: the pod has not confirmed it.
     property bool isWritten: false
@@ -17,7 +19,7 @@ QtObject {
     }
 
     property Connections backend: Connections {
-        target: drawerActions.hasBackend ? cMain : null
+        target: memory.actions.hasBackend ? cMain : null
         function onSbusPitchIndexChanged() {
             memory.channels = Array.from(cMain.sbusChannels);
             memory.isRead = true;

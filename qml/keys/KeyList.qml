@@ -32,7 +32,7 @@ GridLayout {
             required property int modelData
             Layout.preferredWidth: 1
             Action {
-                text: Texts.steeringActions[steeringKeys.commands[parent.modelData]]
+                text: Texts.steeringActions[list.table.motionKeys.commands[parent.modelData]]
             }
             Text {
                 Layout.preferredWidth: list.keyWidth

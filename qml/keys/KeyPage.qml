@@ -48,7 +48,7 @@ Popup {
     onClosed: {
         waiting = "";
         refusal = "";
-        videoRenderer.forceActiveFocus();
+        mainWindow.giveFocusBack();
     }
 
     background: Rectangle {

@@ -1,30 +1,35 @@
 import QtQuick
 import "../style"
+import "../window"
 
 // What the keys do besides steering: the one table from which the shortcuts, the page that shows them
 // and the group of the settings file are made. The keys can be changed, the steering ones cannot.
 QtObject {
     id: keyTable
 
+    required property PodActions actions
+    required property SteeringKeys motionKeys
+    required property StoredSettings settings
+
     // `name` is the text in Texts.keyActions, too, and what the settings file calls it; `also` is a
     // second key that stays.
     readonly property var rows: [
-        {name: "photo", key: "P", run: () => podActions.photo()},
-        {name: "record", key: "R", run: () => podActions.record()},
-        {name: "recordHere", key: "Shift+R", run: () => podActions.recordHere()},
-        {name: "snapshot", key: "Shift+P", run: () => podActions.snapshot()},
-        {name: "centre", key: "C", run: () => podActions.centre()},
-        {name: "lookDown", key: "X", run: () => podActions.lookDown()},
-        {name: "yawCentre", key: "Shift+C", run: () => podActions.yawCentre()},
-        {name: "pitchDown", key: "Shift+X", run: () => podActions.pitchDown()},
-        {name: "yawFollow", key: "1", run: () => podActions.yawFollow()},
-        {name: "yawLock", key: "2", run: () => podActions.yawLock()},
-        {name: "fpv", key: "3", run: () => podActions.fpv()},
-        {name: "faster", key: "PgUp", repeats: true, run: () => podActions.changeSpeed(1)},
-        {name: "slower", key: "PgDown", repeats: true, run: () => podActions.changeSpeed(-1)},
-        {name: "stopTracking", key: "T", run: () => podActions.stopTracking()},
+        {name: "photo", key: "P", run: () => actions.photo()},
+        {name: "record", key: "R", run: () => actions.record()},
+        {name: "recordHere", key: "Shift+R", run: () => actions.recordHere()},
+        {name: "snapshot", key: "Shift+P", run: () => actions.snapshot()},
+        {name: "centre", key: "C", run: () => actions.centre()},
+        {name: "lookDown", key: "X", run: () => actions.lookDown()},
+        {name: "yawCentre", key: "Shift+C", run: () => actions.yawCentre()},
+        {name: "pitchDown", key: "Shift+X", run: () => actions.pitchDown()},
+        {name: "yawFollow", key: "1", run: () => actions.yawFollow()},
+        {name: "yawLock", key: "2", run: () => actions.yawLock()},
+        {name: "fpv", key: "3", run: () => actions.fpv()},
+        {name: "faster", key: "PgUp", repeats: true, run: () => actions.changeSpeed(1)},
+        {name: "slower", key: "PgDown", repeats: true, run: () => actions.changeSpeed(-1)},
+        {name: "stopTracking", key: "T", run: () => actions.stopTracking()},
         {name: "help", key: "F1", also: "?", run: () => mainWindow.showKeys()},
-        {name: "drawer", key: "F2", run: () => mainWindow.showDrawer(!podControlDrawer.visible)},
+        {name: "drawer", key: "F2", run: () => mainWindow.toggleDrawer()},
         {name: "values", key: "I",
          run: () => mainWindow.isPodInfoValuesShow = !mainWindow.isPodInfoValuesShow},
         {name: "headUp", key: "F3", run: () => mainWindow.showHeadUp(!mainWindow.isHeadUpShown)},
@@ -35,7 +40,7 @@ QtObject {
     // The keys in force by the names of their actions.
     property var keys: ({})
 
-    readonly property var steering: Object.keys(steeringKeys.commands).map(Number)
+    readonly property var steering: Object.keys(motionKeys.commands).map(Number)
     readonly property var others: ({
         [Qt.Key_PageUp]: "PgUp", [Qt.Key_PageDown]: "PgDown", [Qt.Key_Home]: "Home",
         [Qt.Key_End]: "End", [Qt.Key_Insert]: "Ins", [Qt.Key_Delete]: "Del"
@@ -72,13 +77,13 @@ QtObject {
         if (owner !== "" && owner !== name)
             return Texts.keyTaken(key, Texts.keyActions[owner]);
         keys = Object.assign({}, keys, {[name]: key});
-        storedSettings.store(storedSettings.keys, name, key);
+        settings.store(settings.keys, name, key);
         return "";
     }
 
     function assignDefaults() {
         for (const row of rows.filter(row => keys[row.name] !== row.key))
-            storedSettings.store(storedSettings.keys, row.name, row.key);
+            settings.store(settings.keys, row.name, row.key);
         read();
     }
 
@@ -90,7 +95,7 @@ QtObject {
             if (isUsable(key) && !Object.values(found).includes(key))
                 found[row.name] = key;
         };
-        rows.forEach(row => give(row, String(storedSettings.keys.value(row.name, ""))));
+        rows.forEach(row => give(row, String(settings.keys.value(row.name, ""))));
         rows.filter(row => !found[row.name]).forEach(row => give(row, row.key));
         keys = found;
     }

@@ -7,6 +7,8 @@ import "../style"
 Item {
     id: closetrackbutton
 
+    signal stopClicked()
+
     width: 40
     height: 40
 
@@ -34,7 +36,7 @@ Item {
             source: cMain.tracking ? "qrc:/src/image/tingzhigenzong.png"
                                    : "qrc:/src/image/kaishigenzong.png"
         }
-        onClicked: podActions.stopTracking()
+        onClicked: closetrackbutton.stopClicked()
 
         Tip {
             id: buttonTip

@@ -1,11 +1,13 @@
 import QtQuick
 import QtQuick.Controls
+import MotionGuard
 import "../style"
 
 // One of the two manual focus buttons: moves the focus while it is pressed.
 Button {
     id: focusButton
 
+    required property MotionGuard guard
     required property string command
     property alias tip: buttonTip.text
     readonly property string source: "button." + command
@@ -29,10 +31,10 @@ Button {
                                    : focusButton.hovered ? Theme.hovered : "transparent"
     }
 
-    onPressed: motion.press(source, command)
+    onPressed: guard.press(source, command)
     // Released, cancelled, slid off, or hidden under the pointer.
-    onDownChanged: if (!down) motion.release(source)
-    onVisibleChanged: if (!visible) motion.release(source)
+    onDownChanged: if (!down) guard?.release(source)
+    onVisibleChanged: if (!visible) guard?.release(source)
 
     Tip {
         id: buttonTip

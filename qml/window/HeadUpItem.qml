@@ -11,6 +11,7 @@ Row {
     // Was true once, but has not been heard of for a while.
     property bool old: false
     property bool captionNeeded: false
+    required property bool narrow
     property color color: Theme.value
 
     spacing: 4
@@ -20,7 +21,7 @@ Row {
         id: captionText
         color: Theme.caption
         font.pixelSize: Theme.headUpFontSize
-        visible: item.captionNeeded || !headUp.narrow
+        visible: item.captionNeeded || !item.narrow
     }
     Text {
         id: valueText

@@ -66,18 +66,21 @@ Rectangle {
         spacing: 1
 
         HeadUpItem {
+            narrow: headUp.narrow
             objectName: "headUpMode"
             caption: Texts.mode
             value: Texts.workModes[cMain.workMode] ?? cMain.workMode
             old: mainWindow.podStateOld
         }
         HeadUpItem {
+            narrow: headUp.narrow
             objectName: "headUpZoom"
             caption: Texts.zoom
             value: cMain.zoom.toFixed(1) + "×"
             old: mainWindow.podStateOld
         }
         HeadUpItem {
+            narrow: headUp.narrow
             objectName: "headUpLaser"
             caption: Texts.laserRange
             captionNeeded: true
@@ -85,6 +88,7 @@ Rectangle {
             old: mainWindow.podStateOld
         }
         HeadUpItem {
+            narrow: headUp.narrow
             objectName: "headUpTracking"
             captionNeeded: true
             caption: Texts.tracking
@@ -93,6 +97,7 @@ Rectangle {
             old: mainWindow.podStateOld
         }
         HeadUpItem {
+            narrow: headUp.narrow
             objectName: "headUpRecording"
             captionNeeded: true
             caption: Texts.podRecording
@@ -108,6 +113,7 @@ Rectangle {
             height: recorderItem.height
 
             HeadUpItem {
+                narrow: headUp.narrow
                 id: recorderItem
                 objectName: "headUpRecorder"
                 captionNeeded: true
@@ -124,12 +130,14 @@ Rectangle {
             }
         }
         HeadUpItem {
+            narrow: headUp.narrow
             objectName: "headUpLink"
             caption: Texts.link
             value: headUp.linkText()
             old: mainWindow.podStateOld
         }
         HeadUpItem {
+            narrow: headUp.narrow
             objectName: "headUpVideo"
             caption: Texts.video
             value: headUp.videoText()

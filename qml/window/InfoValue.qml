@@ -4,7 +4,7 @@ import "../style"
 
 // A value of the overlay and its unit; marked while the pod has not been heard of.
 Text {
-    id: value
+    id: infoValue
 
     property string unit: "°"
 
@@ -13,9 +13,9 @@ Text {
     font.pixelSize: 13
 
     Text {
-        x: value.contentWidth
-        color: value.color
-        font: value.font
-        text: value.unit
+        x: infoValue.contentWidth
+        color: infoValue.color
+        font: infoValue.font
+        text: infoValue.unit
     }
 }

@@ -6,6 +6,7 @@ import "../style"
 Rectangle {
     id: banner
 
+    required property StatusLine line
     // The drawer is closing the link, or opening another.
     required property bool closing
 
@@ -25,7 +26,7 @@ Rectangle {
         lostAt = Date.now();
         reason = lostAt - complaintAt < togetherMs ? complaint : "";
         seconds = 0;
-        statusLine.report("linkLost", Theme.statusError);
+        line.report("linkLost", Theme.statusError);
     }
 
     visible: lost

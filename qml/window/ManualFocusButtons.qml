@@ -1,9 +1,12 @@
 import QtQuick
+import MotionGuard
 import "../style"
 
 // Focus nearer and farther, for as long as a button is pressed.
 Rectangle {
     id: manualfocusbuttons
+
+    required property MotionGuard guard
 
     width: 50
     height: 100
@@ -21,6 +24,7 @@ Rectangle {
             objectName: "plusButton"
             icon.source: "qrc:/src/image/plus.png"
             tip: Texts.focusNear
+            guard: manualfocusbuttons.guard
             command: "manualFocusNear"
         }
         FocusButton {
@@ -28,6 +32,7 @@ Rectangle {
             objectName: "minusButton"
             icon.source: "qrc:/src/image/minus.png"
             tip: Texts.focusFar
+            guard: manualfocusbuttons.guard
             command: "manualFocusFar"
         }
     }

@@ -9,6 +9,7 @@ QtObject {
     id: podActions
 
     required property FlightRecorder recorder
+    required property StatusLine line
 
     // By what setHZH and setWC call them: text and log line.
     readonly property var pictures: [["thermalInVisible", "可见光嵌入热成像"],
@@ -21,10 +22,10 @@ QtObject {
     property Connections snapshots: Connections {
         target: podActions.recorder
         function onSnapshotTaken(path: string) {
-            statusLine.report("snapshotTaken", Theme.statusGood, path);
+            podActions.line.report("snapshotTaken", Theme.statusGood, path);
         }
         function onSnapshotFailed(detail: string) {
-            statusLine.showError(() => Texts.snapshotFailed + detail);
+            podActions.line.showError(() => Texts.snapshotFailed + detail);
         }
     }
     property Connections refusals: Connections {
@@ -38,7 +39,7 @@ QtObject {
         refused = false;
         command();
         if (!refused)
-            statusLine.reportForAWhile("sent", Theme.statusGood, () => Texts[name]);
+            podActions.line.reportForAWhile("sent", Theme.statusGood, () => Texts[name]);
         return !refused;
     }
 
@@ -55,16 +56,16 @@ QtObject {
     function recordHere() {
         if (recorder.running) {
             recorder.stop();
-            statusLine.reportForAWhile("stoppedHere", Theme.statusGood, recorder.file);
+            podActions.line.reportForAWhile("stoppedHere", Theme.statusGood, recorder.file);
         } else {
             recorder.start();
             if (recorder.running)
-                statusLine.reportForAWhile("startedHere", Theme.statusGood, recorder.usedFolder());
+                podActions.line.reportForAWhile("startedHere", Theme.statusGood, recorder.usedFolder());
         }
     }
     function snapshot() {
         if (!recorder.takeSnapshot())
-            statusLine.reportForAWhile("noPicture", Theme.statusWarning);
+            podActions.line.reportForAWhile("noPicture", Theme.statusWarning);
     }
     function centre() { send("center", "一键回中", () => cMain.oneKeyCenter()); }
     function lookDown() { send("down", "一键向下", () => cMain.oneKeyDown()); }
@@ -79,7 +80,7 @@ QtObject {
 
     function changeSpeed(steps: int) {
         cMain.moveSpeed = Math.max(0, Math.min(highestSpeed, cMain.moveSpeed + steps * speedStep));
-        statusLine.reportForAWhile("moveSpeed", Theme.statusGood,
+        line.reportForAWhile("moveSpeed", Theme.statusGood,
                                    () => " " + cMain.moveSpeed + " / " + highestSpeed);
     }
 }

@@ -1,7 +1,10 @@
 import QtQuick
+import MotionGuard
 
 // The keys that steer: each holds its motion for as long as it is down.
 QtObject {
+    required property MotionGuard guard
+
     readonly property string group: "key."
     readonly property var commands: ({
         [Qt.Key_W]: "up",
@@ -24,7 +27,7 @@ QtObject {
         if (event.isAutoRepeat || keysDown.has(event.key))
             return;
         keysDown.add(event.key);
-        motion.press(group + event.key, command);
+        guard.press(group + event.key, command);
     }
 
     function release(event: var) {
@@ -34,12 +37,12 @@ QtObject {
         if (event.isAutoRepeat)
             return;
         keysDown.delete(event.key);
-        motion.release(group + event.key);
+        guard.release(group + event.key);
     }
 
     // For when the keyboard is taken away: the key-ups will not arrive.
     function releaseAll() {
         keysDown.clear();
-        motion.releaseGroup(group);
+        guard.releaseGroup(group);
     }
 }

@@ -8,6 +8,8 @@ Rectangle {
     property alias icon: image.source
     property string tip: ""
     property bool menuOpen: false
+    // An open menu stands where the tip would.
+    required property bool anyMenuOpen
     // What the icon tells was true once, but has not been heard of for a while.
     property bool old: false
 
@@ -26,8 +28,7 @@ Rectangle {
     PressArea {
         id: mouse
         name: stripButton.tip
-        // An open menu stands where the tip would.
-        tip: podControlsTools.menuOpen ? "" : stripButton.tip
+        tip: stripButton.anyMenuOpen ? "" : stripButton.tip
         onClicked: stripButton.clicked()
     }
 }

@@ -15,9 +15,9 @@ Item {
 
     onWantedChanged: {
         if (wanted)
-            tipLayer.show(tip);
+            mainWindow.tips.show(tip);
         else
-            tipLayer.hide(tip);
+            mainWindow.tips.hide(tip);
     }
-    Component.onDestruction: tipLayer?.hide(tip)
+    Component.onDestruction: mainWindow?.tips?.hide(tip)
 }

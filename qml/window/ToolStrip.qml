@@ -1,10 +1,14 @@
 import QtQuick
+import MotionGuard
 import "../style"
 
 // The floating column of buttons at the window's right edge. Each menu entry carries out its
 // command and closes its menu.
 Rectangle {
     id: podControlsTools
+
+    required property MotionGuard guard
+    required property PodActions actions
 
     readonly property var menus: [hzhMenu, wcMenu, zoomMenu, centerMenu, modeMenu]
     readonly property bool menuOpen: menus.some(menu => menu.opened)
@@ -33,22 +37,25 @@ Rectangle {
         StripButton {
             id: photobutton
             objectName: "photobutton"
+            anyMenuOpen: podControlsTools.menuOpen
             icon: "qrc:/src/image/photo.png"
             tip: Texts.photo
-            onClicked: podActions.photo()
+            onClicked: podControlsTools.actions.photo()
         }
         StripButton {
             id: recordbutton
             objectName: "recordbutton"
+            anyMenuOpen: podControlsTools.menuOpen
             icon: mainWindow.showB7NRecordStatus ? "qrc:/src/image/pause-solid.svg"
                                                  : "qrc:/src/image/record.png"
             tip: mainWindow.showB7NRecordStatus ? Texts.stopRecord : Texts.startRecord
             old: mainWindow.showB7NRecordStatus && mainWindow.podStateOld
-            onClicked: podActions.record()
+            onClicked: podControlsTools.actions.record()
         }
         StripButton {
             id: hzhbutton
             objectName: "hzhbutton"
+            anyMenuOpen: podControlsTools.menuOpen
             visible: Models.hasThermal(cMain.versionno)
             icon: "qrc:/src/image/hzh.png"
             tip: Texts.pictureInPicture
@@ -65,34 +72,35 @@ Rectangle {
                     objectName: "mousekjginrcx"
                     icon: "qrc:/src/image/hzh0.png"
                     tip: Texts.thermalInVisible
-                    onTriggered: podControlsTools.run(hzhMenu, () => podActions.showPicture(0))
+                    onTriggered: podControlsTools.run(hzhMenu, () => podControlsTools.actions.showPicture(0))
                 }
                 MenuEntry {
                     id: mousercxincjg
                     objectName: "mousercxincjg"
                     icon: "qrc:/src/image/hzh1.png"
                     tip: Texts.visibleInThermal
-                    onTriggered: podControlsTools.run(hzhMenu, () => podActions.showPicture(1))
+                    onTriggered: podControlsTools.run(hzhMenu, () => podControlsTools.actions.showPicture(1))
                 }
                 MenuEntry {
                     id: mousekjg
                     objectName: "mousekjg"
                     icon: "qrc:/src/image/hzh2.png"
                     tip: Texts.visibleOnly
-                    onTriggered: podControlsTools.run(hzhMenu, () => podActions.showPicture(2))
+                    onTriggered: podControlsTools.run(hzhMenu, () => podControlsTools.actions.showPicture(2))
                 }
                 MenuEntry {
                     id: mousercx
                     objectName: "mousercx"
                     icon: "qrc:/src/image/hzh3.png"
                     tip: Texts.thermalOnly
-                    onTriggered: podControlsTools.run(hzhMenu, () => podActions.showPicture(3))
+                    onTriggered: podControlsTools.run(hzhMenu, () => podControlsTools.actions.showPicture(3))
                 }
             }
         }
         StripButton {
             id: wcbutton
             objectName: "wcbutton"
+            anyMenuOpen: podControlsTools.menuOpen
             visible: Models.hasThermal(cMain.versionno)
             icon: "qrc:/src/image/wc.png"
             tip: Texts.pseudoColour
@@ -109,27 +117,28 @@ Rectangle {
                     objectName: "mousebr"
                     icon: "qrc:/src/image/wc0.png"
                     tip: Texts.whiteHot
-                    onTriggered: podControlsTools.run(wcMenu, () => podActions.showColours(0))
+                    onTriggered: podControlsTools.run(wcMenu, () => podControlsTools.actions.showColours(0))
                 }
                 MenuEntry {
                     id: mousehr
                     objectName: "mousehr"
                     icon: "qrc:/src/image/wc1.png"
                     tip: Texts.blackHot
-                    onTriggered: podControlsTools.run(wcMenu, () => podActions.showColours(1))
+                    onTriggered: podControlsTools.run(wcMenu, () => podControlsTools.actions.showColours(1))
                 }
                 MenuEntry {
                     id: mousecr
                     objectName: "mousecr"
                     icon: "qrc:/src/image/wc2.png"
                     tip: Texts.colourHot
-                    onTriggered: podControlsTools.run(wcMenu, () => podActions.showColours(2))
+                    onTriggered: podControlsTools.run(wcMenu, () => podControlsTools.actions.showColours(2))
                 }
             }
         }
         StripButton {
             id: zoomButton
             objectName: "zoomButton"
+            anyMenuOpen: podControlsTools.menuOpen
             icon: "qrc:/src/image/zoom_bg.png"
             tip: Texts.zoom
             menuOpen: zoomMenu.opened
@@ -153,6 +162,7 @@ Rectangle {
                     objectName: "mouseIn"
                     icon: "qrc:/src/image/zoom_in.png"
                     tip: Texts.zoomIn
+                    guard: podControlsTools.guard
                     source: "menu.zoomIn"
                     command: "zoomIn"
                     onTriggered: zoomMenu.close()
@@ -162,6 +172,7 @@ Rectangle {
                     objectName: "mouseOut"
                     icon: "qrc:/src/image/zoom_out.png"
                     tip: Texts.zoomOut
+                    guard: podControlsTools.guard
                     source: "menu.zoomOut"
                     command: "zoomOut"
                     onTriggered: zoomMenu.close()
@@ -171,6 +182,7 @@ Rectangle {
         StripButton {
             id: centerbutton
             objectName: "centerbutton"
+            anyMenuOpen: podControlsTools.menuOpen
             icon: "qrc:/src/image/one_click_center.png"
             tip: Texts.oneKey
             menuOpen: centerMenu.opened
@@ -186,20 +198,21 @@ Rectangle {
                     objectName: "mouse1"
                     icon: "qrc:/src/image/one_click_center.png"
                     tip: Texts.center
-                    onTriggered: podControlsTools.run(centerMenu, podActions.centre)
+                    onTriggered: podControlsTools.run(centerMenu, podControlsTools.actions.centre)
                 }
                 MenuEntry {
                     id: mouse2
                     objectName: "mouse2"
                     icon: "qrc:/src/image/one_click_down.png"
                     tip: Texts.down
-                    onTriggered: podControlsTools.run(centerMenu, podActions.lookDown)
+                    onTriggered: podControlsTools.run(centerMenu, podControlsTools.actions.lookDown)
                 }
             }
         }
         StripButton {
             id: gimbalbutton
             objectName: "gimbalbutton"
+            anyMenuOpen: podControlsTools.menuOpen
             icon: "qrc:/src/image/mode_button.png"
             tip: Texts.gimbalMode
             menuOpen: modeMenu.opened
@@ -215,21 +228,21 @@ Rectangle {
                     objectName: "mousefollow"
                     icon: "qrc:/src/image/heading_follow.png"
                     tip: Texts.yawFollow
-                    onTriggered: podControlsTools.run(modeMenu, podActions.yawFollow)
+                    onTriggered: podControlsTools.run(modeMenu, podControlsTools.actions.yawFollow)
                 }
                 MenuEntry {
                     id: mouselock
                     objectName: "mouselock"
                     icon: "qrc:/src/image/heading_lock.png"
                     tip: Texts.yawLock
-                    onTriggered: podControlsTools.run(modeMenu, podActions.yawLock)
+                    onTriggered: podControlsTools.run(modeMenu, podControlsTools.actions.yawLock)
                 }
                 MenuEntry {
                     id: mousefpv
                     objectName: "mousefpv"
                     icon: "qrc:/src/image/fpv_mode.png"
                     tip: Texts.fpv
-                    onTriggered: podControlsTools.run(modeMenu, podActions.fpv)
+                    onTriggered: podControlsTools.run(modeMenu, podControlsTools.actions.fpv)
                 }
             }
         }

@@ -1,7 +1,6 @@
 import QtQuick
 import MotionGuard
 import VideoRenderer
-import "../style"
 
 // What the pointer does on the video: click to point or track, drag to steer, wheel to zoom.
 Item {
@@ -9,10 +8,13 @@ Item {
 
     required property VideoRenderer video
     required property DragMarkers markers
+    required property MotionGuard guard
     // While the stream is being reconnected a click would point at a picture that is not there.
     required property bool pointingEnabled
     // What is shown is what the camera sees now.
     required property bool pictureLive
+
+    signal clickedWithoutPicture()
 
     readonly property int deadZone: 10 // pixels on either axis
     readonly property int pointMax: 255
@@ -85,7 +87,7 @@ Item {
             return;
         mainWindow.currentDirection = direction;
         console.log("拖拽方向:", direction);
-        motion.press(dragSource, direction);
+        gestures.guard.press(dragSource, direction);
         if (!moveTimer.running)
             moveTimer.start();
     }
@@ -93,7 +95,7 @@ Item {
     function haltDrag() {
         moveTimer.stop();
         mainWindow.currentDirection = "";
-        motion.release(dragSource);
+        gestures.guard.release(dragSource);
     }
 
     function cutDragShort() {
@@ -123,7 +125,7 @@ Item {
         enabled: !tapHandler.enabled && !mainWindow.pressTaken
         onTapped: {
             gestures.video.forceActiveFocus();
-            statusLine.reportForAWhile("noPicture", Theme.statusWarning);
+            gestures.clickedWithoutPicture();
         }
     }
     TapHandler {
@@ -166,10 +168,10 @@ Item {
             wheelStopTimer.restart();
             if (event.angleDelta.y > 0) {
                 console.log("滚轮向上 - 放大");
-                motion.press(gestures.wheelSource, "zoomIn");
+                gestures.guard.press(gestures.wheelSource, "zoomIn");
             } else if (event.angleDelta.y < 0) {
                 console.log("滚轮向下 - 缩小");
-                motion.press(gestures.wheelSource, "zoomOut");
+                gestures.guard.press(gestures.wheelSource, "zoomOut");
             }
         }
     }
@@ -181,7 +183,7 @@ Item {
         repeat: true
         onTriggered: {
             console.log("持续发送:", mainWindow.currentDirection);
-            motion.repeat(gestures.dragSource);
+            gestures.guard.repeat(gestures.dragSource);
         }
     }
     Timer {
@@ -190,7 +192,7 @@ Item {
         interval: 200
         onTriggered: {
             console.log("停止运动");
-            motion.stopAgain(MotionGuard.Move);
+            gestures.guard.stopAgain(MotionGuard.Move);
         }
     }
     Timer {
@@ -199,7 +201,7 @@ Item {
         interval: 150
         onTriggered: {
             console.log("滚轮滚动停止，执行zoomStop()");
-            motion.release(gestures.wheelSource);
+            gestures.guard.release(gestures.wheelSource);
         }
     }
 
@@ -211,7 +213,7 @@ Item {
         }
     }
     Connections {
-        target: motion
+        target: gestures.guard
         function onAllReleased() {
             wheelStopTimer.stop();
             if (dragHandler.active)

@@ -79,6 +79,7 @@ private:
     std::unique_ptr<CMain> m_backend;
     std::unique_ptr<QQmlApplicationEngine> m_engine;
     std::unique_ptr<QWindow> m_otherWindow;
+    QQuickWindow m_noWindow; // stands for one that does not load
     QQuickWindow *m_window = nullptr;
     const std::unique_ptr<QQuickItem> m_nothing = std::make_unique<QQuickItem>();
 };

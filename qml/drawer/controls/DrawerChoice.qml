@@ -77,7 +77,7 @@ ComboBox {
         text: box.editable ? box.editText : box.displayText
         validator: box.validator
         verticalAlignment: TextInput.AlignVCenter
-        Keys.onEscapePressed: drawerActions.giveFocusBack()
+        Keys.onEscapePressed: mainWindow.giveFocusBack()
 
         Text {
             anchors.verticalCenter: parent.verticalCenter
@@ -129,7 +129,7 @@ ComboBox {
         }
         onClosed: {
             if (!box.editable)
-                drawerActions.giveFocusBack();
+                mainWindow.giveFocusBack();
         }
         background: Rectangle {
             radius: 4

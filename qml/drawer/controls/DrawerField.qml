@@ -25,8 +25,8 @@ TextField {
     selectedTextColor: "white"
     selectionColor: Theme.drawerAccent
     verticalAlignment: TextInput.AlignVCenter
-    onAccepted: drawerActions.giveFocusBack()
-    Keys.onEscapePressed: drawerActions.giveFocusBack()
+    onAccepted: mainWindow.giveFocusBack()
+    Keys.onEscapePressed: mainWindow.giveFocusBack()
 
     DrawerTip {
         shown: field.hovered && !field.activeFocus

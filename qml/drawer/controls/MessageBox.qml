@@ -47,7 +47,7 @@ Popup {
     onClosed: {
         if (!opened)
             action = null;
-        drawerActions.giveFocusBack();
+        mainWindow.giveFocusBack();
     }
 
     background: Rectangle {

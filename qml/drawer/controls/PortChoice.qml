@@ -1,4 +1,5 @@
 import QtQuick
+import ".."
 import "../../style"
 
 // The serial ports of this machine, listed anew each time the list is opened. A device path can be
@@ -6,12 +7,14 @@ import "../../style"
 DrawerChoice {
     id: ports
 
+    required property DrawerActions actions
+
     // What to offer before the operator chose.
     property string preset: ""
     readonly property string portName: editText.trim()
 
     function refresh() {
-        if (!drawerActions.hasBackend) {
+        if (!actions.hasBackend) {
             console.warn("cMain 未初始化，无法刷新端口");
             return;
         }
@@ -36,6 +39,6 @@ DrawerChoice {
     tip: Texts.tipSerialPort
     onChosen: index => choice = index
     onAboutToOpen: refresh()
-    onAccepted: drawerActions.giveFocusBack()
+    onAccepted: mainWindow.giveFocusBack()
     Component.onCompleted: editText = preset
 }

@@ -1,11 +1,13 @@
 import QtQuick
 import QtQuick.Layouts
+import ".."
 import "../../style"
 
 // One function of the camera that is on or off. `open` and `close` are the backend calls.
 FormRow {
     id: row
 
+    required property DrawerActions actions
     property alias on: control.on
     property alias tip: control.tip
     required property var open
@@ -24,7 +26,7 @@ FormRow {
         Accessible.name: row.label
         Accessible.description: row.tip
         onFlipped: on => {
-            if (drawerActions.perform(on ? row.open : row.close))
+            if (row.actions.perform(on ? row.open : row.close))
                 row.switched(on);
         }
     }

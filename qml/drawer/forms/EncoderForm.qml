@@ -1,4 +1,5 @@
 import QtQuick
+import ".."
 import "../controls"
 import "../../style"
 
@@ -7,11 +8,13 @@ import "../../style"
 Section {
     id: form
 
+    required property DrawerActions actions
+
     // The codes on the wire begin at 1, the lists at 0.
     readonly property int firstCode: 1
 
     function load() {
-        if (!drawerActions.hasBackend)
+        if (!form.actions.hasBackend)
             return;
         ipaddresstext.text = cMain.b7nIPAddress;
         gatewaytext.text = cMain.b7nGateWay;
@@ -25,14 +28,14 @@ Section {
             encodetypecombo.currentIndex];
         if (!Validation.isIpAddress(ipaddresstext.text) || !Validation.isIpAddress(gatewaytext.text)
                 || Math.min(...indices) < 0) {
-            customDialog.show(Texts.badEncoder);
+            form.actions.box.show(Texts.badEncoder);
             return;
         }
         const values = [...Validation.addressBytes(ipaddresstext.text),
             ...Array.from(indices, index => index + firstCode),
             ...Validation.addressBytes(gatewaytext.text)];
-        if (drawerActions.perform(() => cMain.setB7N(values)))
-            customDialog.show(Texts.encoderSet);
+        if (form.actions.perform(() => cMain.setB7N(values)))
+            form.actions.box.show(Texts.encoderSet);
     }
 
     objectName: "b7nsettinglayout"
@@ -40,7 +43,7 @@ Section {
     Component.onCompleted: load()
 
     Connections {
-        target: drawerActions.hasBackend ? cMain : null
+        target: form.actions.hasBackend ? cMain : null
         function onB7nIPAddressChanged() {
             form.load();
         }
@@ -97,7 +100,7 @@ Section {
             objectName: "b7nQueryButton"
             text: Texts.query
             tip: Texts.tipQueryEncoder
-            onClicked: drawerActions.perform(() => cMain.queryB7N())
+            onClicked: form.actions.perform(() => cMain.queryB7N())
         }
         DrawerButton {
             objectName: "b7nSetButton"

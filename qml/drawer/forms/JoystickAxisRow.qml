@@ -56,7 +56,7 @@ RowLayout {
         tip: Texts.tipAxisInverted
         onFlipped: on => {
             row.inversionChosen(on);
-            drawerActions.giveFocusBack();
+            mainWindow.giveFocusBack();
         }
     }
 }

@@ -1,12 +1,18 @@
 import QtQuick
 import QtQuick.Layouts
+import ".."
 import "../controls"
 import "../../style"
+import "../../window"
 
 // One way to the pod: the fields are the user's of this file, checking them too; the button and what
 // is told about closing are here, the opening is LinkOpener's.
 Section {
     id: form
+
+    required property DrawerActions actions
+    required property StoredSettings settings
+    required property LinkOpener opener
 
     // The backend's name of this kind of link.
     required property string type
@@ -22,7 +28,7 @@ Section {
     // baud rate), or null when it cannot be opened.
     function prepare(): var { return null; }
 
-    readonly property bool linked: drawerActions.hasBackend && cMain.isConnected
+    readonly property bool linked: form.actions.hasBackend && cMain.isConnected
                                    && cMain.connectionType === type
     property alias fields: fieldColumn.data
 
@@ -35,24 +41,24 @@ Section {
 
     // Enter in a field: it must not drop a link that works, neither this one nor the other.
     function connectByKey() {
-        if (drawerActions.hasBackend && !cMain.isConnected)
+        if (form.actions.hasBackend && !cMain.isConnected)
             connectNow();
         else
-            drawerActions.giveFocusBack();
+            mainWindow.giveFocusBack();
     }
 
     function connectNow() {
-        const link = linkOpener.running ? null : prepare();
+        const link = form.opener.running ? null : prepare();
         if (link)
-            linkOpener.open(type, link.target, link.value, connectedText, failedText);
+            form.opener.open(type, link.target, link.value, connectedText, failedText);
     }
 
     function closeNow() {
         // The backend refuses a second disconnection soon after the first.
-        if (!drawerActions.performClosing(() => cMain.disconnect()) || linked)
+        if (!form.actions.performClosing(() => cMain.disconnect()) || linked)
             return;
         console.log(closedLog);
-        drawerActions.report(closedText, "orange");
+        form.actions.report(closedText, "orange");
     }
 
     RowLayout {
@@ -68,7 +74,7 @@ Section {
             objectName: form.buttonName
             Accessible.name: text + " " + form.caption
             active: form.linked
-            enabled: !linkOpener.running
+            enabled: !form.opener.running
             primary: true
             text: form.linked ? Texts.disconnectAction : Texts.connectAction
             tip: form.buttonTip

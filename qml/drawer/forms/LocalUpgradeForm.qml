@@ -1,6 +1,7 @@
 import QtQuick
 import QtQuick.Dialogs
 import QtQuick.Layouts
+import ".."
 import "../controls"
 import "../../style"
 
@@ -8,8 +9,11 @@ import "../../style"
 Section {
     id: form
 
+    required property DrawerActions actions
+    required property OnlineUpgradeRun run
+
     readonly property string defaultBaudRate: "115200"
-    readonly property bool running: onlineUpgrade.localRunning
+    readonly property bool running: form.run.localRunning
 
     // "file:///C:/x" is C:/x, "file:///home/x" is /home/x.
     function localPath(url: string): string {
@@ -22,26 +26,26 @@ Section {
         const port = updateportslist.portName;
         const baudRate = Validation.integerIn(updatebaudRateInput.text, 1, Validation.largestBaudRate);
         if (path === "" || port === "" || isNaN(baudRate)) {
-            customDialog.show(path === "" ? Texts.noFile
+            form.actions.box.show(path === "" ? Texts.noFile
                                           : port === "" ? Texts.noPort : Texts.badBaudRate);
             return;
         }
-        customDialog.ask(Texts.localNotice, () => form.write(port, baudRate, path));
+        form.actions.box.ask(Texts.localNotice, () => form.write(port, baudRate, path));
     }
 
     function write(port: string, baudRate: int, path: string) {
-        if (onlineUpgrade.running || onlineUpgrade.localRunning)
+        if (form.run.running || form.run.localRunning)
             return; // begun while the question was open
-        root.updateType = 1;
-        onlineUpgrade.localPercent = 0;
-        drawerActions.performClosing(() => cMain.updateFirmwareByCom(port, baudRate, path));
+        form.run.updateType = 1;
+        form.run.localPercent = 0;
+        form.actions.performClosing(() => cMain.updateFirmwareByCom(port, baudRate, path));
     }
 
     function reset() {
         filedirectionInput.clear();
         updateportslist.editText = mainWindow.oldComPort;
         updatebaudRateInput.text = defaultBaudRate;
-        drawerActions.giveFocusBack();
+        mainWindow.giveFocusBack();
     }
 
     objectName: "localUpgradeForm"
@@ -55,7 +59,7 @@ Section {
         onAccepted: filedirectionInput.text = form.localPath(String(selectedFile))
         onVisibleChanged: {
             if (!visible)
-                drawerActions.giveFocusBack();
+                mainWindow.giveFocusBack();
         }
     }
 
@@ -79,6 +83,7 @@ Section {
 
         PortChoice {
             id: updateportslist
+            actions: form.actions
             objectName: "updateportslist"
             preset: mainWindow.oldComPort
             tip: Texts.tipUpdatePort
@@ -98,14 +103,14 @@ Section {
     DrawerProgress {
         objectName: "progressBar_fmw_2"
         Layout.fillWidth: true
-        percent: onlineUpgrade.localPercent
+        percent: form.run.localPercent
     }
     Text {
         objectName: "localUpgradeText"
         Layout.fillWidth: true
         color: Theme.drawerText
         font.pixelSize: Theme.drawerFontSize
-        text: drawerActions.hasBackend ? (cMain.localUpgradeText ?? "") : ""
+        text: form.actions.hasBackend ? (cMain.localUpgradeText ?? "") : ""
         visible: text !== ""
         wrapMode: Text.Wrap
     }
@@ -121,7 +126,7 @@ Section {
         DrawerButton {
             id: comupdateButton
             objectName: "comupdateButton"
-            enabled: !form.running && !onlineUpgrade.running
+            enabled: !form.running && !form.run.running
             primary: true
             text: Texts.update
             tip: Texts.tipLocalUpdate

@@ -1,10 +1,16 @@
 import QtQuick
 import QtQuick.Layouts
+import ".."
 import "../controls"
 import "../../style"
 
 // Firmware from the upgrade server. The run itself is OnlineUpgradeRun's.
 Section {
+    id: form
+
+    required property DrawerActions actions
+    required property OnlineUpgradeRun run
+
     caption: Texts.onlineSection
 
     Text {
@@ -16,33 +22,33 @@ Section {
         elide: Text.ElideRight
         font.pixelSize: Theme.drawerFontSize
         maximumLineCount: 4
-        text: onlineUpgrade.waiting ? Texts.linkClosed + "\n" + Texts.updateStarts
-                                    : drawerActions.hasBackend ? cMain.message : ""
+        text: form.run.waiting ? Texts.linkClosed + "\n" + Texts.updateStarts
+                                    : form.actions.hasBackend ? cMain.message : ""
         wrapMode: Text.Wrap
     }
     DrawerProgress {
         id: progressBackground
         objectName: "progressBackground"
         Layout.fillWidth: true
-        percent: onlineUpgrade.percent
+        percent: form.run.percent
     }
     ButtonRow {
         DrawerButton {
             id: updateButton
             objectName: "updateButton"
-            enabled: !onlineUpgrade.waiting && !onlineUpgrade.transferring
-                     && !onlineUpgrade.localRunning
+            enabled: !form.run.waiting && !form.run.transferring
+                     && !form.run.localRunning
             primary: true
             text: Texts.update
             tip: Texts.tipUpdate
-            onClicked: customDialog.ask(Texts.onlineNotice, () => onlineUpgrade.start())
+            onClicked: form.actions.box.ask(Texts.onlineNotice, () => form.run.start())
         }
         DrawerButton {
             id: completeButton
             objectName: "completeButton"
             text: Texts.complete
             tip: Texts.tipComplete
-            onClicked: onlineUpgrade.complete()
+            onClicked: form.run.complete()
         }
     }
 }

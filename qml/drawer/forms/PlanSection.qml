@@ -1,5 +1,6 @@
 import QtQuick
 import QtQuick.Layouts
+import ".."
 import "../controls"
 import "../../style"
 
@@ -8,10 +9,12 @@ import "../../style"
 Section {
     id: section
 
+    required property DrawerActions actions
+
     property bool live: false
 
     function refresh() {
-        if (drawerActions.hasBackend)
+        if (section.actions.hasBackend)
             plan.mapData = cMain.getMapData();
     }
 
@@ -108,7 +111,7 @@ Section {
             tip: Texts.tipMapStart
             onClicked: {
                 section.live = !section.live;
-                drawerActions.giveFocusBack();
+                mainWindow.giveFocusBack();
             }
         }
         DrawerButton {
@@ -118,7 +121,7 @@ Section {
             tip: Texts.tipTargetCenter
             onClicked: {
                 plan.centre = plan.onTarget;
-                drawerActions.giveFocusBack();
+                mainWindow.giveFocusBack();
             }
         }
         DrawerButton {
@@ -128,7 +131,7 @@ Section {
             tip: Texts.tipPlaneCenter
             onClicked: {
                 plan.centre = plan.onPlane;
-                drawerActions.giveFocusBack();
+                mainWindow.giveFocusBack();
             }
         }
     }

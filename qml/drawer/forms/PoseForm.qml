@@ -1,11 +1,14 @@
 import QtQuick
 import QtQuick.Layouts
+import ".."
 import "../controls"
 import "../../style"
 
 // Turns the gimbal to typed angles in whole degrees, limited to the pod's range.
 Section {
     id: form
+
+    required property DrawerActions actions
 
     readonly property int pitchMin: -120
     readonly property int pitchMax: 30
@@ -18,14 +21,14 @@ Section {
         const pitch = Validation.integerIn(pitchInput.text, -anyAngle, anyAngle);
         const yaw = Validation.integerIn(yawInput.text, -anyAngle, anyAngle);
         if (isNaN(pitch) || isNaN(yaw)) {
-            customDialog.show(Texts.badAngles);
+            form.actions.box.show(Texts.badAngles);
             return;
         }
         const pitchGoal = Math.max(pitchMin, Math.min(pitchMax, pitch));
         const yawGoal = Math.max(yawMin, Math.min(yawMax, yaw));
         pitchInput.text = pitchGoal;
         yawInput.text = yawGoal;
-        drawerActions.perform(() => cMain.gimbalSetToPitchYaw(pitchGoal, yawGoal));
+        form.actions.perform(() => cMain.gimbalSetToPitchYaw(pitchGoal, yawGoal));
     }
 
     caption: Texts.poseSection

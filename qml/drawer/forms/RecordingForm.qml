@@ -1,11 +1,21 @@
 import QtQuick
 import QtQuick.Layouts
+import FlightRecorder
+import ".."
 import "../controls"
 import "../../style"
+import "../../window"
 
 // The recording on this computer: on and off, where it goes, and how much of it.
 Section {
     id: form
+
+    required property DrawerActions actions
+    required property StoredSettings settings
+    required property FlightRecorder recorder
+
+    signal recordHereClicked()
+    signal snapshotClicked()
 
     readonly property int secondsMax: 60
     readonly property int quotaMax: 100000
@@ -16,16 +26,16 @@ Section {
         const seconds = Validation.integerIn(secondsInput.text, 0, secondsMax);
         const quota = Validation.integerIn(quotaInput.text, 1, quotaMax);
         if (isNaN(seconds) || isNaN(quota)) {
-            customDialog.show(isNaN(seconds) ? Texts.badSeconds : Texts.badQuota);
+            form.actions.box.show(isNaN(seconds) ? Texts.badSeconds : Texts.badQuota);
             return;
         }
-        const kept = storedSettings.recording;
-        storedSettings.store(kept, "folder", folderInput.text.trim());
-        storedSettings.store(kept, "secondsBefore", seconds);
-        storedSettings.store(kept, "quota", quota);
+        const kept = form.settings.recording;
+        form.settings.store(kept, "folder", folderInput.text.trim());
+        form.settings.store(kept, "secondsBefore", seconds);
+        form.settings.store(kept, "quota", quota);
         mainWindow.readRecorderSettings();
-        drawerActions.report(root.recorder.running ? "recorderSetNext" : "recorderSet", "green");
-        drawerActions.giveFocusBack();
+        form.actions.report(form.recorder.running ? "recorderSetNext" : "recorderSet", "green");
+        mainWindow.giveFocusBack();
     }
 
     FormRow {
@@ -34,8 +44,8 @@ Section {
         DrawerField {
             id: folderInput
             objectName: "recorderFolder"
-            text: root.recorder.folder
-            placeholderText: root.recorder.usedFolder()
+            text: form.recorder.folder
+            placeholderText: form.recorder.usedFolder()
             tip: Texts.tipRecorderFolder
             onAccepted: form.apply()
         }
@@ -47,7 +57,7 @@ Section {
             id: secondsInput
             objectName: "recorderSeconds"
             inputMethodHints: Qt.ImhDigitsOnly
-            text: root.recorder.secondsBefore
+            text: form.recorder.secondsBefore
             tip: Texts.tipRecorderBefore
             onAccepted: form.apply()
         }
@@ -60,7 +70,7 @@ Section {
             id: quotaInput
             objectName: "recorderQuota"
             inputMethodHints: Qt.ImhDigitsOnly
-            text: root.recorder.quota
+            text: form.recorder.quota
             tip: Texts.tipRecorderQuota
             onAccepted: form.apply()
         }
@@ -78,31 +88,31 @@ Section {
         Text {
             objectName: "recorderFile"
             Layout.fillWidth: true
-            color: root.recorder.trouble !== "" ? Theme.drawerWarning : Theme.drawerMuted
+            color: form.recorder.trouble !== "" ? Theme.drawerWarning : Theme.drawerMuted
             elide: Text.ElideMiddle
             font.pixelSize: Theme.drawerFontSize
-            text: root.recorder.trouble !== "" ? Texts.recorderTrouble(root.recorder.trouble,
-                                                                       root.recorder.detail)
-                                               : root.recorder.file
+            text: form.recorder.trouble !== "" ? Texts.recorderTrouble(form.recorder.trouble,
+                                                                       form.recorder.detail)
+                                               : form.recorder.file
         }
         DrawerButton {
             objectName: "snapshotButton"
             text: Texts.snapshot
             tip: Texts.tipSnapshot
             onClicked: {
-                root.snapshotClicked();
-                drawerActions.giveFocusBack();
+                form.snapshotClicked();
+                mainWindow.giveFocusBack();
             }
         }
         DrawerButton {
             objectName: "recorderButton"
             primary: true
-            active: root.recorder.running
-            text: root.recorder.running ? Texts.stopHere : Texts.startHere
+            active: form.recorder.running
+            text: form.recorder.running ? Texts.stopHere : Texts.startHere
             tip: Texts.tipRecordHere
             onClicked: {
-                root.recordHereClicked();
-                drawerActions.giveFocusBack();
+                form.recordHereClicked();
+                mainWindow.giveFocusBack();
             }
         }
     }

@@ -4,6 +4,8 @@ import "../controls"
 import "../../style"
 
 LinkForm {
+    id: form
+
     type: "Serial"
     caption: Texts.serialSection
     connectedText: "serialConnected"
@@ -15,26 +17,27 @@ LinkForm {
 
     function prepare(): var {
         // Before the link that is open, if any, gives way to it.
-        if (drawerActions.hasBackend && !cMain.isSerialPort(portslist.portName)) {
-            drawerActions.report("noPort", "red");
-            customDialog.show(Texts.noPort);
+        if (form.actions.hasBackend && !cMain.isSerialPort(portslist.portName)) {
+            form.actions.report("noPort", "red");
+            form.actions.box.show(Texts.noPort);
             return null;
         }
         const baudRate = Validation.integerIn(baudRateInput.text, 1, Validation.largestBaudRate);
         if (isNaN(baudRate)) {
-            customDialog.show(Texts.badBaudRate);
+            form.actions.box.show(Texts.badBaudRate);
             return null;
         }
-        storedSettings.store(storedSettings.com, "baudRate", baudRate);
+        form.settings.store(form.settings.com, "baudRate", baudRate);
         mainWindow.oldBaudRate = baudRate;
         mainWindow.oldComPort = portslist.portName;
-        drawerActions.report("serialConnecting", "orange", portslist.portName + " " + baudRate);
+        form.actions.report("serialConnecting", "orange", portslist.portName + " " + baudRate);
         return {target: portslist.portName, value: baudRate};
     }
 
     fields: [
         PortChoice {
             id: portslist
+            actions: form.actions
             objectName: "portslist"
             Layout.minimumWidth: 110
             preset: mainWindow.oldComPort

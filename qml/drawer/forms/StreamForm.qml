@@ -1,11 +1,18 @@
 import QtQuick
 import QtQuick.Layouts
+import ".."
 import "../controls"
 import "../../style"
+import "../../window"
 
 // The address of the pod's video.
 Section {
     id: form
+
+    required property DrawerActions actions
+    required property StoredSettings settings
+
+    signal urlChanged(string newUrl)
 
     caption: Texts.streamSection
 
@@ -23,14 +30,14 @@ Section {
     function apply() {
         const address = withPassword(urlInput.text.trim());
         if (!/^(rtsp|udp):\/\/./i.test(address)) {
-            customDialog.show(Texts.badStream);
+            form.actions.box.show(Texts.badStream);
             return;
         }
-        storedSettings.store(storedSettings.rtsp, "rtspIp", address);
-        root.urlChanged(address);
+        form.settings.store(form.settings.rtsp, "rtspIp", address);
+        form.urlChanged(address);
         urlInput.text = Qt.binding(() => mainWindow.shownUrl(mainWindow.rtspUrl));
-        drawerActions.report("streamUpdated", "green", mainWindow.shownUrl(address));
-        drawerActions.giveFocusBack();
+        form.actions.report("streamUpdated", "green", mainWindow.shownUrl(address));
+        mainWindow.giveFocusBack();
     }
 
     RowLayout {

@@ -18,15 +18,15 @@ LinkForm {
     function prepare(): var {
         const port = Validation.integerIn(portInput.text, 1, Validation.largestPort);
         if (!Validation.isIpAddress(ipInput.text) || isNaN(port)) {
-            customDialog.show(isNaN(port) ? Texts.badPort : Texts.badAddress);
+            form.actions.box.show(isNaN(port) ? Texts.badPort : Texts.badAddress);
             return null;
         }
         const address = Validation.addressBytes(ipInput.text).join(".");
-        storedSettings.store(storedSettings.tcp, "deviceIp", address);
-        storedSettings.store(storedSettings.tcp, "devicePort", port);
+        form.settings.store(form.settings.tcp, "deviceIp", address);
+        form.settings.store(form.settings.tcp, "devicePort", port);
         mainWindow.oldDeviceIp = address;
         mainWindow.oldDevicePort = port;
-        drawerActions.report("tcpConnecting", "orange", address + ":" + port);
+        form.actions.report("tcpConnecting", "orange", address + ":" + port);
         return {target: address, value: port};
     }
 

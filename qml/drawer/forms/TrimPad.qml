@@ -1,11 +1,14 @@
 import QtQuick
 import QtQuick.Layouts
+import ".."
 import "../controls"
 import "../../style"
 
 // Four arrows; each click is one trim step of this pad's size.
 GridLayout {
     id: pad
+
+    required property DrawerActions actions
 
     property string caption: ""
     // 1 or 2, the number in the buttons' names.
@@ -32,7 +35,7 @@ GridLayout {
         direction: "up"
         text: "▲"
         tip: Texts.tipUp
-        onClicked: drawerActions.perform(() => cMain.adjust_up(pad.trimSize))
+        onClicked: pad.actions.perform(() => cMain.adjust_up(pad.trimSize))
     }
     Arrow {
         Layout.column: 0
@@ -40,7 +43,7 @@ GridLayout {
         direction: "left"
         text: "◀"
         tip: Texts.tipLeft
-        onClicked: drawerActions.perform(() => cMain.adjust_left(pad.trimSize))
+        onClicked: pad.actions.perform(() => cMain.adjust_left(pad.trimSize))
     }
     Text {
         Layout.column: 1
@@ -57,7 +60,7 @@ GridLayout {
         direction: "right"
         text: "▶"
         tip: Texts.tipRight
-        onClicked: drawerActions.perform(() => cMain.adjust_right(pad.trimSize))
+        onClicked: pad.actions.perform(() => cMain.adjust_right(pad.trimSize))
     }
     Arrow {
         Layout.column: 1
@@ -65,6 +68,6 @@ GridLayout {
         direction: "down"
         text: "▼"
         tip: Texts.tipDown
-        onClicked: drawerActions.perform(() => cMain.adjust_down(pad.trimSize))
+        onClicked: pad.actions.perform(() => cMain.adjust_down(pad.trimSize))
     }
 }

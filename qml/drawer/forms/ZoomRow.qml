@@ -1,11 +1,14 @@
 import QtQuick
 import QtQuick.Layouts
+import ".."
 import "../controls"
 import "../../style"
 
 // A zoom factor, picked or typed, and the button that sends it.
 FormRow {
     id: row
+
+    required property DrawerActions actions
 
     property alias choice: box.choice
     property alias tip: box.tip
@@ -19,10 +22,10 @@ FormRow {
     function send() {
         const factor = Validation.integerIn(box.editText, 1, factors.length);
         if (isNaN(factor)) {
-            customDialog.show(Texts.badZoom + factors.length);
+            row.actions.box.show(Texts.badZoom + factors.length);
             return;
         }
-        if (drawerActions.perform(() => zoomTo(factor)))
+        if (row.actions.perform(() => zoomTo(factor)))
             zoomed(factor - 1);
     }
 

@@ -1,4 +1,5 @@
 import QtQuick
+import ".."
 import "../controls"
 import "../forms"
 import "../../style"
@@ -8,7 +9,10 @@ import "../../style"
 DrawerPage {
     id: page
 
-    readonly property string version: drawerActions.hasBackend ? cMain.versionno : ""
+    required property DrawerActions actions
+    required property SentChoices sent
+
+    readonly property string version: page.actions.hasBackend ? cMain.versionno : ""
 
     objectName: "settingsPage"
 
@@ -17,9 +21,10 @@ DrawerPage {
 
         SwitchRow {
             id: pointtrackrow
+            actions: page.actions
             objectName: "pointtrackrow"
             label: Texts.pointTrack
-            on: drawerActions.hasBackend && cMain.isTracking
+            on: page.actions.hasBackend && cMain.isTracking
             tip: Texts.tipPointTrack
             // On, it only changes what a click on the video means.
             open: () => cMain.isTracking = true
@@ -30,9 +35,10 @@ DrawerPage {
         }
         SwitchRow {
             id: manualfocusrow
+            actions: page.actions
             objectName: "manualfocusrow"
             label: Texts.manualFocus
-            on: drawerActions.hasBackend && cMain.isManualFocus
+            on: page.actions.hasBackend && cMain.isManualFocus
             tip: Texts.tipManualFocus
             open: () => cMain.manualFocusOpen()
             close: () => cMain.manualFocusClose()
@@ -40,75 +46,82 @@ DrawerPage {
         }
         SwitchRow {
             id: osdshowrow
+            actions: page.actions
             objectName: "osdshowrow"
             label: "OSD"
-            on: root.isOSDShow
+            on: page.sent.isOSDShow
             tip: Texts.tipOsd
             open: () => cMain.osdOpen()
             close: () => cMain.osdClose()
-            onSwitched: on => root.isOSDShow = on
+            onSwitched: on => page.sent.isOSDShow = on
         }
         SwitchRow {
             id: targetcheckrow
+            actions: page.actions
             objectName: "targetcheckrow"
             label: Texts.targetCheck
-            on: root.isTargetCheck
+            on: page.sent.isTargetCheck
             tip: Texts.tipTargetCheck
             open: () => cMain.targetCheckOpen()
             close: () => cMain.targetCheckClose()
-            onSwitched: on => root.isTargetCheck = on
+            onSwitched: on => page.sent.isTargetCheck = on
         }
         SwitchRow {
             id: trackautozoomrow
+            actions: page.actions
             objectName: "trackautozoomrow"
             label: Texts.trackAutoZoom
-            on: root.isTrackAutoZoom
+            on: page.sent.isTrackAutoZoom
             tip: Texts.tipTrackAutoZoom
             open: () => cMain.trackAutoZoomOpen()
             close: () => cMain.trackAutoZoomClose()
-            onSwitched: on => root.isTrackAutoZoom = on
+            onSwitched: on => page.sent.isTrackAutoZoom = on
         }
         SwitchRow {
             id: continuousdistancerow
+            actions: page.actions
             objectName: "continuousdistancerow"
             visible: Models.hasLaser(page.version)
             label: Texts.continuousDistance
-            on: root.isContinuousDistance
+            on: page.sent.isContinuousDistance
             tip: Texts.tipContinuousDistance
             open: () => cMain.continuousDistanceOpen()
             close: () => cMain.continuousDistanceClose()
-            onSwitched: on => root.isContinuousDistance = on
+            onSwitched: on => page.sent.isContinuousDistance = on
         }
         SwitchRow {
             id: clearfrogrow
+            actions: page.actions
             objectName: "clearfrogrow"
             label: Texts.clearFrog
-            on: root.isClearFrog
+            on: page.sent.isClearFrog
             tip: Texts.tipClearFrog
             open: () => cMain.clearFrogOpen()
             close: () => cMain.clearFrogClose()
-            onSwitched: on => root.isClearFrog = on
+            onSwitched: on => page.sent.isClearFrog = on
         }
         SwitchRow {
             id: electroniczoomrow
+            actions: page.actions
             objectName: "electroniczoomrow"
             label: Texts.electronicZoom
-            on: root.isElectronicZoom
+            on: page.sent.isElectronicZoom
             tip: Texts.tipElectronicZoom
             open: () => cMain.electronicZoomOpen()
             close: () => cMain.electronicZoomClose()
-            onSwitched: on => root.isElectronicZoom = on
+            onSwitched: on => page.sent.isElectronicZoom = on
         }
         SwitchRow {
             id: laserlightrow
+            actions: page.actions
             objectName: "laserlightrow"
             visible: Models.hasFillLight(page.version)
             label: Texts.laserLight
-            on: root.isLaserLight
+            on: page.sent.isLaserLight
             tip: Texts.tipLaserLight
             open: () => cMain.laserLightOpen()
             close: () => cMain.laserLightClose()
-            onSwitched: on => root.isLaserLight = on
+            onSwitched: on => page.sent.isLaserLight = on
         }
     }
     Section {
@@ -121,37 +134,39 @@ DrawerPage {
             labelWidth: Theme.drawerWideLabelWidth
             DrawerChoice {
                 objectName: "followframesizecombo"
-                choice: root.frameSizeIndex
+                choice: page.sent.frameSizeIndex
                 model: Texts.frameSizes
                 tip: Texts.tipFrameSize
                 onChosen: index => {
-                    if (drawerActions.perform(() => cMain.setFrameSize(index)))
-                        root.frameSizeIndex = index;
+                    if (page.actions.perform(() => cMain.setFrameSize(index)))
+                        page.sent.frameSizeIndex = index;
                 }
             }
         }
         ZoomRow {
             id: kjgrow
+            actions: page.actions
             objectName: "kjgrow"
             label: Texts.visibleZoom
             buttonName: "kjgzoomtobutton"
-            choice: root.kjgZoomToIndex
+            choice: page.sent.kjgZoomToIndex
             factors: Models.visibleZoomList(page.version)
             tip: Texts.tipVisibleZoom
             zoomTo: factor => cMain.setKjgZoomTo(factor)
-            onZoomed: index => root.kjgZoomToIndex = index
+            onZoomed: index => page.sent.kjgZoomToIndex = index
         }
         ZoomRow {
             id: rcxrow
+            actions: page.actions
             objectName: "rcxrow"
             visible: Models.hasThermal(page.version)
             label: Texts.thermalZoom
             buttonName: "rcxzoomtobutton"
-            choice: root.rcxZoomToIndex
+            choice: page.sent.rcxZoomToIndex
             factors: Models.thermalZoomList(page.version)
             tip: Texts.tipThermalZoom
             zoomTo: factor => cMain.setRcxZoomTo(factor)
-            onZoomed: index => root.rcxZoomToIndex = index
+            onZoomed: index => page.sent.rcxZoomToIndex = index
         }
     }
 }

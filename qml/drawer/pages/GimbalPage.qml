@@ -1,11 +1,19 @@
 import QtQuick
 import QtQuick.Layouts
+import ".."
 import "../controls"
 import "../forms"
 import "../../style"
+import "../../window"
 
 // Page 1: the gimbal.
 DrawerPage {
+    id: page
+
+    required property DrawerActions actions
+    required property StoredSettings settings
+    required property SentChoices sent
+
     objectName: "cameraPage"
 
     Section {
@@ -23,9 +31,9 @@ DrawerPage {
                 Layout.preferredWidth: 1
                 text: Texts.reboot
                 tip: Texts.tipReboot
-                onClicked: customDialog.ask(Texts.rebootNotice, () => {
-                    if (drawerActions.perform(() => cMain.gimbalSetReboot()))
-                        drawerActions.report("rebootSent", "green");
+                onClicked: page.actions.box.ask(Texts.rebootNotice, () => {
+                    if (page.actions.perform(() => cMain.gimbalSetReboot()))
+                        page.actions.report("rebootSent", "green");
                 })
             }
             DrawerButton {
@@ -37,7 +45,7 @@ DrawerPage {
                 tip: Texts.tipInformation
                 onClicked: {
                     mainWindow.isPodInfoValuesShow = !mainWindow.isPodInfoValuesShow;
-                    drawerActions.giveFocusBack();
+                    mainWindow.giveFocusBack();
                 }
             }
             DrawerButton {
@@ -49,7 +57,7 @@ DrawerPage {
                 tip: Texts.tipHeadUp
                 onClicked: {
                     mainWindow.showHeadUp(!mainWindow.isHeadUpShown);
-                    drawerActions.giveFocusBack();
+                    mainWindow.giveFocusBack();
                 }
             }
             DrawerButton {
@@ -61,7 +69,7 @@ DrawerPage {
                 tip: Texts.tipStatistics
                 onClicked: {
                     mainWindow.isStatisticsShown = !mainWindow.isStatisticsShown;
-                    drawerActions.giveFocusBack();
+                    mainWindow.giveFocusBack();
                 }
             }
             DrawerButton {
@@ -70,8 +78,8 @@ DrawerPage {
                 Layout.preferredWidth: 1
                 text: Texts.upright
                 tip: Texts.tipUpright
-                onClicked: customDialog.ask(Texts.uprightNotice,
-                    () => drawerActions.perform(() => cMain.modeUpward()))
+                onClicked: page.actions.box.ask(Texts.uprightNotice,
+                    () => page.actions.perform(() => cMain.modeUpward()))
             }
             DrawerButton {
                 objectName: "invertedButton"
@@ -79,8 +87,8 @@ DrawerPage {
                 Layout.preferredWidth: 1
                 text: Texts.inverted
                 tip: Texts.tipInverted
-                onClicked: customDialog.ask(Texts.invertedNotice,
-                    () => drawerActions.perform(() => cMain.modeDownward()))
+                onClicked: page.actions.box.ask(Texts.invertedNotice,
+                    () => page.actions.perform(() => cMain.modeDownward()))
             }
         }
         FormRow {
@@ -94,8 +102,8 @@ DrawerPage {
                 stepSize: 1
                 tip: Texts.tipMoveSpeed
                 to: 255
-                value: drawerActions.hasBackend ? cMain.moveSpeed : 0
-                onReleased: value => drawerActions.perform(() => cMain.moveSpeed = value)
+                value: page.actions.hasBackend ? cMain.moveSpeed : 0
+                onReleased: value => page.actions.perform(() => cMain.moveSpeed = value)
             }
             Text {
                 Layout.preferredWidth: 28
@@ -106,7 +114,9 @@ DrawerPage {
             }
         }
     }
-    PoseForm {}
+    PoseForm {
+        actions: page.actions
+    }
     Section {
         caption: Texts.optionsSection
 
@@ -114,12 +124,12 @@ DrawerPage {
             label: Texts.protocol
             DrawerChoice {
                 objectName: "comboboxprotocoltype"
-                choice: root.protocolIndex
+                choice: page.sent.protocolIndex
                 model: ["EE01", "EE03"]
                 tip: Texts.tipProtocol
                 onChosen: index => {
-                    if (drawerActions.perform(() => cMain.setProtocl(index)))
-                        root.protocolIndex = index;
+                    if (page.actions.perform(() => cMain.setProtocl(index)))
+                        page.sent.protocolIndex = index;
                 }
             }
         }
@@ -127,12 +137,12 @@ DrawerPage {
             label: Texts.frequency
             DrawerChoice {
                 objectName: "comboboxfrequency"
-                choice: root.frequencyIndex
+                choice: page.sent.frequencyIndex
                 model: ["25 Hz", "50 Hz", "10 Hz", "5 Hz", "1 Hz"]
                 tip: Texts.tipFrequency
                 onChosen: index => {
-                    if (drawerActions.perform(() => cMain.setFrequency(index)))
-                        root.frequencyIndex = index;
+                    if (page.actions.perform(() => cMain.setFrequency(index)))
+                        page.sent.frequencyIndex = index;
                 }
             }
         }
@@ -144,7 +154,7 @@ DrawerPage {
                 model: Texts.languages
                 tip: Texts.tipLanguage
                 onChosen: index => {
-                    storedSettings.store(storedSettings.general, "languageIndex", index);
+                    page.settings.store(page.settings.general, "languageIndex", index);
                     mainWindow.oldLanguageIndex = index;
                 }
             }

@@ -8,7 +8,9 @@ import "../../style"
 DrawerPage {
     id: page
 
-    readonly property var device: root.joystick
+
+    // A JoystickInput, or null in a program without the joystick module.
+    required property var device
     readonly property bool supported: device !== null && device.available
     readonly property bool connected: supported && device.connected
 

@@ -1,11 +1,16 @@
 import QtQuick
 import QtQuick.Layouts
+import ".."
 import "../controls"
 import "../forms"
 import "../../style"
 
 // Page 5: trims of the gimbal's direction and a plan view of aircraft, sensor and target.
 DrawerPage {
+    id: page
+
+    required property DrawerActions actions
+
     objectName: "positioningPage"
 
     Section {
@@ -18,6 +23,7 @@ DrawerPage {
                 Layout.fillWidth: true
             }
             TrimPad {
+                actions: page.actions
                 caption: Texts.fineTrim
                 set: 1
                 trimSize: 0
@@ -26,6 +32,7 @@ DrawerPage {
                 Layout.fillWidth: true
             }
             TrimPad {
+                actions: page.actions
                 caption: Texts.coarseTrim
                 set: 2
                 trimSize: 1
@@ -35,5 +42,7 @@ DrawerPage {
             }
         }
     }
-    PlanSection {}
+    PlanSection {
+        actions: page.actions
+    }
 }

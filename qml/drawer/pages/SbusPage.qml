@@ -1,4 +1,5 @@
 import QtQuick
+import ".."
 import "../controls"
 import "../forms"
 import "../../style"
@@ -8,21 +9,24 @@ import "../../style"
 DrawerPage {
     id: page
 
+    required property DrawerActions actions
+    required property SbusMemory memory
+
     readonly property int channelCount: 16
     readonly property int namedEntries: Texts.sbusLabels.length
 
     // The map with the operator's changes; empty before it was read.
-    property var map: sbusMemory.channels
+    property var map: page.memory.channels
     property bool edited: false
     property bool awaiting: false
 
     function takeOver() {
-        map = sbusMemory.channels;
+        map = page.memory.channels;
         edited = false;
     }
 
     function query() {
-        awaiting = drawerActions.perform(() => cMain.querySbusData());
+        awaiting = page.actions.perform(() => cMain.querySbusData());
     }
 
     function choose(entry: int, channel: int) {
@@ -33,33 +37,33 @@ DrawerPage {
     }
 
     function send() {
-        if (!sbusMemory.isRead) {
+        if (!page.memory.isRead) {
             query();
             if (awaiting)
-                customDialog.show(Texts.sbusQueryFirst);
+                page.actions.box.show(Texts.sbusQueryFirst);
             return;
         }
-        if (drawerActions.perform(() => cMain.setSbus(map))) {
-            sbusMemory.wrote(map);
+        if (page.actions.perform(() => cMain.setSbus(map))) {
+            page.memory.wrote(map);
             edited = false;
-            customDialog.show(Texts.sbusSet);
+            page.actions.box.show(Texts.sbusSet);
         }
     }
 
     objectName: "sbussettingPage"
 
     Connections {
-        target: drawerActions.hasBackend ? cMain : null
+        target: page.actions.hasBackend ? cMain : null
         function onSbusPitchIndexChanged() {
             page.takeOver();
             page.awaiting = false;
-            drawerActions.report("sbusReadDone", "green");
+            page.actions.report("sbusReadDone", "green");
         }
         function onSbusDataError(error: string) {
-            if (!page.awaiting || drawerActions.running)
+            if (!page.awaiting || page.actions.running)
                 return;
             page.awaiting = false;
-            customDialog.show(error);
+            page.actions.box.show(error);
         }
     }
 
@@ -79,7 +83,7 @@ DrawerPage {
                 SbusChannelChoice {
                     objectName: "sbusChoice" + row.index
                     Accessible.name: row.label
-                    enabled: sbusMemory.isRead
+                    enabled: page.memory.isRead
                     channel: page.map[row.index] ?? -1
                     channelCount: page.channelCount
                     onChosen: index => page.choose(row.index, index)
@@ -102,14 +106,14 @@ DrawerPage {
         ButtonRow {
             Text {
                 objectName: "sbusState"
-                color: page.edited || !sbusMemory.isRead ? Theme.drawerWarning : Theme.drawerMuted
+                color: page.edited || !page.memory.isRead ? Theme.drawerWarning : Theme.drawerMuted
                 font.pixelSize: 12
                 text: {
-                    if (!sbusMemory.isRead)
+                    if (!page.memory.isRead)
                         return Texts.sbusUnread;
                     if (page.edited)
                         return Texts.sbusEdited;
-                    return sbusMemory.isWritten ? Texts.sbusWritten : Texts.sbusRead;
+                    return page.memory.isWritten ? Texts.sbusWritten : Texts.sbusRead;
                 }
             }
             DrawerButton {
