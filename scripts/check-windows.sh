@@ -20,6 +20,7 @@ printf '#define HAVE_%s_H 1\n' STDARG STDDEF STDINT STRING >$out/sdl/SDL2/_real_
 
 flags=(-std=c++20 -O1 -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror -DUNICODE -D_UNICODE
   -DQT_NO_CAST_FROM_ASCII -DQT_NO_CAST_TO_ASCII '-DPODCONSOLE_UPGRADE_SERVER="127.0.0.1"'
+  '-DPODCONSOLE_MANUAL_FOLDER="manual"'
   -Isrc -isystem "$headers" -isystem $out/include -isystem $out/include/SDL2 -isystem $out/sdl)
 for module in Core Gui Qml QmlModels QmlIntegration Quick QuickControls2 Network SerialPort Concurrent OpenGL; do
   flags+=(-isystem "$headers/Qt$module")
@@ -31,10 +32,23 @@ if command -v ccache >/dev/null; then
 fi
 
 failed=0 count=0
-while read -r source; do
-  object=$out/$(tr / _ <<<"${source%.cpp}").o
-  "${compiler[@]}" "${flags[@]}" -c "$source" -o "$object" || failed=$((failed + 1))
+compile() { # SOURCE FOLDER [flag ...]
+  local source=$1 object=$2/$(tr / _ <<<"${1%.cpp}").o
+  shift 2
+  "${compiler[@]}" "$@" "${flags[@]}" -c "$source" -o "$object" || failed=$((failed + 1))
   count=$((count + 1))
+}
+
+while read -r source; do
+  compile "$source" $out
 done < <(find src -name '*.cpp' | sort)
+
+# Qt for Windows is often built without OpenGL, for Direct3D alone.
+mkdir -p $out/no-opengl/QtGui
+sed -E 's/(QT_FEATURE_opengl) +1/\1 -1/' "$headers/QtGui/qtgui-config.h" \
+  >$out/no-opengl/QtGui/qtgui-config.h
+for source in $(grep -rlE 'opengl|OpenGL' src --include='*.cpp'); do
+  compile "$source" $out/no-opengl -isystem $out/no-opengl
+done
 echo "$((count - failed)) of $count sources compile for Windows"
 exit $((failed > 0))

@@ -1,24 +1,25 @@
 #include "SceneGraph.h"
 
+#include <QtGui/qtguiglobal.h>
+
+#if QT_CONFIG(opengl)
 #include <QDebug>
 #include <QFile>
 #include <QGuiApplication>
+#include <QOffscreenSurface>
+#include <QOpenGLContext>
+#include <QOpenGLFunctions>
 #include <QQuickWindow>
 
 #include <algorithm>
 #include <array>
-
-#if QT_CONFIG(opengl)
-#include <QOffscreenSurface>
-#include <QOpenGLContext>
-#include <QOpenGLFunctions>
 #endif
 
 namespace compat {
 
-namespace {
-
 #if QT_CONFIG(opengl)
+
+namespace {
 
 /// Empty when there is no OpenGL at all; Qt Quick finds that out by itself.
 QByteArray openGLRenderer()
@@ -54,8 +55,6 @@ bool hasGraphicsDevice()
         kDevices, [](const char *path) { return QFile::exists(QString::fromLatin1(path)); });
 }
 
-#endif
-
 bool isChosenAlready()
 {
     constexpr std::array kChoices = {"QT_QUICK_BACKEND", "QMLSCENE_DEVICE", "QSG_RHI_BACKEND",
@@ -65,6 +64,8 @@ bool isChosenAlready()
 }
 
 } // namespace
+
+#endif
 
 void avoidEmulatedOpenGL()
 {
