@@ -2,6 +2,7 @@
 // what becomes of them.
 
 #include "BackendMembers.h"
+#include "CaseTrace.h"
 #include "LogCatcher.h"
 #include "SignalLog.h"
 #include "TcpPeer.h"
@@ -212,6 +213,7 @@ void TestCMain::listCommands()
     for (const auto &[list, expected] :
          {std::pair(counting(24), counted), std::pair(counting(40), counted),
           std::pair(odd, "ee821c00ff000702" + QByteArray(38, '0') + "94")}) {
+        const CaseTrace trace(list);
         m_backend->setSbus(list);
         QCOMPARE(m_pod->receive(28).toHex(), expected);
     }

@@ -1,6 +1,7 @@
 // Both links against real far ends, healthy and ill, and what must hold while links come and go:
 // no pod is left moving, and the newest wish wins.
 
+#include "CaseTrace.h"
 #include "ChildProcess.h"
 #include "Files.h"
 #include "PtyPair.h"
@@ -389,6 +390,7 @@ void TestLinks::linkReplacedByItsOwnSignal()
 {
     QFETCH(QString, wish);
     for (const QString &reaction : {u"type"_s, u"reset"_s}) {
+        const CaseTrace trace(reaction);
         init();
         QVERIFY(connectTcp());
         bool reacted = false;
@@ -431,6 +433,7 @@ void TestLinks::vanishedPeerIsNoticed()
         {[this] { m_backend->manualFocusNear(); }, 21},
     };
     for (const auto &[fly, owed] : closings) {
+        const CaseTrace trace("owed ", owed);
         QVERIFY(loopback(u"down"_s));
         fly();
         m_backend->disconnect();

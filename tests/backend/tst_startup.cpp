@@ -1,5 +1,6 @@
 // What the console starts with: its settings file, sound or damaged, and its interface.
 
+#include "CaseTrace.h"
 #include "Files.h"
 #include "LogCatcher.h"
 #include "compat/Settings.h"
@@ -86,6 +87,7 @@ void TestStartup::damagedFileIsKeptAside()
         {"a=\\x40Size(1 2)", true},
     };
     for (const auto &[content, damaged] : rows) {
+        const CaseTrace trace(content);
         // One was kept before; the newest counts.
         const QString kept = writeFile(m_path + SettingsFile::kKeptSuffix, "older");
         writeFile(m_path, content);

@@ -1,5 +1,6 @@
 // The local upgrade against podsim's bootloader on a pseudo terminal, and against lrzsz.
 
+#include "CaseTrace.h"
 #include "Files.h"
 #include "LogCatcher.h"
 #include "PodSim.h"
@@ -80,6 +81,7 @@ void TestLocalUpgrade::imagesArriveAndEveryStepIsLogged()
           {128 * 1024, u"b"_s, u"b"_s},
           {255 * 1024 + 1, u"c"_s, u"c"_s},
           {1024 * 1024, u"d"_s, u"d"_s}}) {
+        const CaseTrace trace(size, name);
         QVERIFY(run(firmware(name, mixedBytes(size))));
         QCOMPARE(m_upgrade.statusText(), kSuccess);
         QCOMPARE(contentOf(m_image), mixedBytes(size));
@@ -187,6 +189,7 @@ void TestLocalUpgrade::erasingFlashMayTakeForEver()
     m_upgrade.setTimeouts({.newBootMs = 2 * kShortMs, .bootMeMs = kShortMs, .blockMs = kShortMs});
     for (const auto &[fault, state] : {std::pair(u"at phrase silent"_s, State::PhraseSent),
                                        {u"at ready noise 00"_s, State::HeaderAccepted}}) {
+        const CaseTrace trace(fault);
         PodSim sim({u"--bootloader"_s, u"--fault"_s, fault});
         m_upgrade.start(sim.ptyPath(), kBaud, file);
         QTRY_COMPARE_WITH_TIMEOUT(m_upgrade.state(), state, kEndMs);
@@ -254,6 +257,7 @@ void TestLocalUpgrade::consoleRefusesAndDiesInMidTransfer()
           {u"/dev/no-such-port"_s, file, u"Failed to open serial port!"_s},
           {m_sim.ptyPath(), u"/nonexistent"_s, u"Transfer Abort: Cannot read firmware file: "_s},
           {m_sim.ptyPath(), firmware(u"empty.bin"_s, {}), u"Transfer Abort: File is empty"_s}}) {
+        const CaseTrace trace(port, path);
         console->updateFirmwareByCom(port, kBaud, path);
         QVERIFY(!console->isConnected());
         QTRY_VERIFY_WITH_TIMEOUT(!console->localUpgradeRunning(), kEndMs);

@@ -1,5 +1,6 @@
 // Whole server-assisted upgrades: the backend between podsim's bootloader and its upgrade server.
 
+#include "CaseTrace.h"
 #include "Files.h"
 #include "PodSim.h"
 #include "backend/CMain.h"
@@ -212,6 +213,7 @@ void TestOnlineUpgrade::everyFailureLeavesTheNextUpgradeFit()
     QStringList commands;
     int refusedUids = 0;
     for (const auto &[faults, stage, types, message] : rows) {
+        const CaseTrace trace(faults);
         rig.begin(faults);
         QTRY_COMPARE_WITH_TIMEOUT(rig.stage(), stage, kWaitMs);
         QElapsedTimer timer;
@@ -282,6 +284,7 @@ void TestOnlineUpgrade::destructionInMidUpgrade()
                                        {Stage::Type15Accepted, u""_s},
                                        {Stage::ChunkSent, u"boot mute 23/2"_s},
                                        {Stage::ChunkAccepted, u""_s}}) {
+        const CaseTrace trace(fault);
         const int settleMs = stage == Stage::Idle ? kWaitMs : 20;
         UpgradeRig rig(233, {.settleMs = settleMs, .serverWaitMs = kWaitMs});
         rig.begin(fault);

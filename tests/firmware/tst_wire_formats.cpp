@@ -1,6 +1,8 @@
 // Bytes on the wires of both upgrades, against values worked out by hand, and what the
 // server-assisted one makes of images and orders that no simulated upgrade brings.
 
+#include "CaseTrace.h"
+
 #include "firmware/local/Crc16.h"
 #include "firmware/local/YModemBlocks.h"
 #include "firmware/online/LineCoding.h"
@@ -83,6 +85,7 @@ void TestWireFormats::commands()
         {hex("7e10000100010323 0d7e2afd5d0d"), 0x10, 1, 1, hex("230d7e2a"), false},
     };
     for (const auto &[raw, type, first, second, data, ours] : rows) {
+        const CaseTrace trace(QByteArray(raw).toHex());
         CommandFrameObject parsed;
         QVERIFY2(parsed.fromBytes(raw), raw.toHex());
         QCOMPARE(std::tuple(parsed.type, parsed.firstValue, parsed.secondValue, parsed.data),
@@ -156,6 +159,7 @@ void TestWireFormats::packets()
         {{"33aa55fc 00000010", "33aa55fc 01000000 42"}, {}}, // the longest that is waited for
     };
     for (const auto &[reads, payloads] : rows) {
+        const CaseTrace trace(reads);
         NetPacketAssembler assembler;
         QByteArrayList found;
         for (const QByteArray &read : reads) {
@@ -180,6 +184,7 @@ void TestWireFormats::imagesOfOddSizes()
     UpgradeExchange exchange(u"P"_s);
     QVERIFY(exchange.handleServerPacket(NetPacket::of(hex("014000"))).isEmpty()); // no whole code
     for (const auto &[size, text] : {std::pair(-1, u"报文错误: 收到错误数据长度: 83"_s), {0, {}}}) {
+        const CaseTrace trace(size);
         QCOMPARE(words(exchange.handleServerPacket(packet(size))), text);
         QVERIFY(exchange.carryOut(request).isEmpty()); // there is no image
     }

@@ -1,6 +1,7 @@
 // The recorder on real streams: files and podsim, played by the console's own player; what it wrote
 // is read back by ffmpeg and ffprobe.
 
+#include "CaseTrace.h"
 #include "Ffmpeg.h"
 #include "Files.h"
 #include "PodSim.h"
@@ -157,6 +158,7 @@ void TestRecorder::boundsAreKept()
         {60, 20, 1, -1},                    // no group fits
     };
     for (const auto &[group, room, seconds, first] : rings) {
+        const CaseTrace trace("group ", group, " room ", room, " seconds ", seconds);
         PacketRing ring(room * 1000);
         ring.setSpan(seconds * 1'000'000);
         for (int i = 0; i < 100; ++i)
@@ -192,6 +194,7 @@ void TestRecorder::timesRiseFromZero()
         {0, {0, 1000000}, {0}},
     };
     for (const auto &[reorder, given, written] : rows) {
+        const CaseTrace trace(reorder, given);
         PacketTimes times(reorder);
         QList<qint64> shown;
         QList<qint64> decoded;
@@ -223,6 +226,7 @@ void TestRecorder::recordingIsTheStream()
         {u"libx265 -x265-params log-level=error"_s, u"h265.mp4"_s},
     };
     for (const auto &[codec, name] : sources) {
+        const CaseTrace trace(codec);
         const QString source = folder.filePath(name);
         QVERIFY(runFfmpeg(make + codec, source));
         Bench bench;
@@ -245,6 +249,7 @@ void TestRecorder::liveStreamIsRecordedFromBeforeTheStart()
     if (kUdpStreamsCanRun)
         rows.append({{u"h264"_s, udp}, {u"h265"_s, udp}});
     for (const auto &[codec, address] : rows) {
+        const CaseTrace trace(codec, address);
         PodSim sim({u"--size"_s, u"320x240"_s, u"--codec"_s, codec, u"--udp"_s, udp.mid(6)});
         Bench bench;
         QVERIFY(bench.play(address.isEmpty() ? sim.rtspUrl() : address));
@@ -310,6 +315,7 @@ void TestRecorder::troublesEndTheRecording()
         {{good, kPlenty, kPlenty}, Trouble::DiskFull},
     };
     for (const auto &[options, trouble] : rows) {
+        const CaseTrace trace(trouble);
         bench.recorder->start(options);
         QTRY_COMPARE_WITH_TIMEOUT(bench.recorder->status().trouble, trouble, kWaitMs);
         QCOMPARE(bench.recorder->status().state, State::Off);
@@ -343,6 +349,7 @@ void TestRecorder::telemetryIsReadByOthers()
     bench.start();
     QByteArrayList sets;
     for (const auto &[yaw, pitch, roll, range, latitude, longitude, altitude] : rows) {
+        const CaseTrace trace("yaw ", yaw, " pitch ", pitch, " range ", range);
         protocol::StatusFrame status;
         status.yaw = yaw;
         status.pitch = pitch;

@@ -1,3 +1,4 @@
+#include "CaseTrace.h"
 #include "Files.h"
 #include "PodSim.h"
 #include "UiHarness.h"
@@ -85,6 +86,7 @@ void TestSimulatedPod::clickPointsIntoThePicture()
                                                    {kWide, {0.01, 0.01}, {3, 3}},
                                                    {kTall, {0.5, 0.5}, {128, 128}},
                                                    {kTall, {0.99, 0.99}, {252, 252}}}) {
+        const CaseTrace trace(window, fraction);
         resize(window);
         for (const char command : {'\x10', '\x11'}) { // turn there, track there
             m_ui->backend().setIsTracking(command == '\x11');

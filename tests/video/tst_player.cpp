@@ -1,5 +1,6 @@
 // The player against real streams: podsim's RTSP server and UDP sender, files, dead servers.
 
+#include "CaseTrace.h"
 #include "Ffmpeg.h"
 #include "LogCatcher.h"
 #include "PodSim.h"
@@ -92,6 +93,7 @@ void TestPlayer::optionSets()
         {u"rtsps://x"_s, 58, u"buffer_size=4096 rw_timeout=700000"_s},
     };
     for (const auto &[url, formatMajor, expected] : cases) {
+        const CaseTrace trace(url, formatMajor);
         QStringList set;
         const stream_options::Settings settings{4096, u"tcp"_s, 700000, 55};
         for (const auto &option : stream_options::optionsFor(url, settings, formatMajor))
@@ -172,6 +174,7 @@ void TestPlayer::deadRtspServersAreGivenUp()
     const SilentListener mute;
     const QString muteUrl = u"rtsp://127.0.0.1:%1/x"_s.arg(mute.port());
     for (const QString &url : {silent.url(), silentStatus.url(), muteUrl, noMedia.url()}) {
+        const CaseTrace trace(url);
         FFmpegPlayer player;
         player.setTimeout(kTimeoutUs);
         const QSignalSpy lost(&player, &FFmpegPlayer::connectionLost);
@@ -201,6 +204,7 @@ void TestPlayer::openingReadsNoMoreThanItNeeds()
         {tcpOnly.rtspUrl(), VideoTransport::RtspOverTcp}, {m_udpUrl, VideoTransport::Udp}};
     const ffmpeg::PacketPtr packet(av_packet_alloc());
     for (const QString &url : std::as_const(urls)) {
+        const CaseTrace trace(url);
         const auto stream = openMediaStream({url, {}, std::make_shared<AbortFlag>(false)}).stream;
         QVERIFY(stream);
         QCOMPARE(stream->transport(), transports.value(url, VideoTransport::RtspOverUdp));

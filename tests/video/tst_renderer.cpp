@@ -1,5 +1,6 @@
 // The video item against podsim: its painting, its texts, and how it brings a stream back.
 
+#include "CaseTrace.h"
 #include "Ffmpeg.h"
 #include "LogCatcher.h"
 #include "PodSim.h"
@@ -84,6 +85,7 @@ void TestRenderer::networkErrorsAreNotShown()
     for (const QString &error : network.split(u'|'))
         cases.append({error, u"就绪"_s});
     for (const auto &[error, status] : std::as_const(cases)) {
+        const CaseTrace trace(error);
         VideoRenderer item;
         const QSignalSpy errors(&item, &VideoRenderer::errorOccurred);
         QMetaObject::invokeMethod(&item, "onErrorOccurred", Q_ARG(QString, error));
@@ -104,6 +106,7 @@ void TestRenderer::passwordsAreNotLogged()
         {u"rtsp://127.0.0.1:1/x@y"_s, u"rtsp://127.0.0.1:1/x@y"_s},
     };
     for (const auto &[address, masked] : addresses) {
+        const CaseTrace trace(address);
         const LogCatcher log;
         VideoRenderer item;
         item.setSource(address);
@@ -128,6 +131,7 @@ void TestRenderer::paintsLetterboxedWithoutSeams()
         {{720, 576}, {600, 480}, 1.0, {0, 0, 600, 480}, {999, 1}}, // of no shape
     };
     for (const auto &[pictureSize, size, scale, rect, pixel] : cases) {
+        const CaseTrace trace(pictureSize, size, scale);
         // What the converter makes of it, filled with noise.
         const ffmpeg::FramePtr frame(av_frame_alloc());
         frame->width = pictureSize.width();
@@ -286,6 +290,7 @@ void TestRenderer::onlyNewPicturesCount()
     item.play();
     // The heartbeat loses the stream, then packets come that are no picture; or they come at once.
     for (const bool soundGoesOn : {false, true}) {
+        const CaseTrace trace(soundGoesOn);
         QTRY_VERIFY_WITH_TIMEOUT(!item.contentRect().isNull(), kRecoverMs);
         QVERIFY(!item.pictureOld() && item.pictureAge() < PictureWatch::kOldMs);
         const auto losses = lost.size();
