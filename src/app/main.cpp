@@ -2,11 +2,13 @@
 #include "backend/CMain.h"
 #include "compat/Heap.h"
 #include "compat/QtCompat.h"
+#include "log/LogFile.h"
 
 #include <QGuiApplication>
 #include <QIcon>
 #include <QQmlApplicationEngine>
 #include <QQmlContext>
+#include <QStandardPaths>
 
 int main(int argc, char *argv[])
 {
@@ -14,6 +16,8 @@ int main(int argc, char *argv[])
     QGuiApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("KAVROControl"));
     QCoreApplication::setOrganizationName(QStringLiteral("KAVRO"));
+    const LogFile log(QStandardPaths::writableLocation(QStandardPaths::AppLocalDataLocation)
+                      + QStringLiteral("/log"));
     QGuiApplication::setWindowIcon(QIcon(QStringLiteral(":/src/image/logo.png")));
 
     prepareInterface();
