@@ -166,7 +166,7 @@ void CMain::closeLink()
 
 QString CMain::podAt(const QString &target, int value) const
 {
-    // A serial port names no pod: it is another one's tomorrow, or another way to the same one.
+    // The name of a serial port does not identify a pod: another one may be plugged in tomorrow.
     return m_connectionType == TCP ? QStringLiteral("%1:%2").arg(target).arg(quint16(value))
                                    : QString();
 }

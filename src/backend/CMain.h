@@ -261,7 +261,7 @@ public:
     /// awaited by querySbusData() alone.
     bool send(protocol::Command command, int argument0 = 0, int argument1 = 0);
 
-    /// Told of what passes between console and pod, change or no change, on the GUI thread.
+    /// Is told of every frame sent or received, whether it changed anything or not. GUI thread.
     struct Watcher
     {
         std::function<void(const QByteArray &frame)> sent;

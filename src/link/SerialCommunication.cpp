@@ -59,7 +59,7 @@ void SerialCommunication::closePort()
 {
     if (!m_port || !m_port->isOpen())
         return;
-    // Whoever closes a port does not ask any more how it is.
+    // A port that we close ourselves has no errors to report any more.
     const QSignalBlocker quiet(m_port);
     // Closing discards what has not been written yet, and that may be a stop.
     if (m_port->bytesToWrite() > 0)

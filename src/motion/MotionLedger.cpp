@@ -22,7 +22,7 @@ void MotionLedger::add(Debts &debts, const Debts &others)
     for (std::size_t i = 0; i < debts.size(); ++i) {
         if (others[i].state > debts[i].state)
             debts[i] = others[i];
-        debts[i].heardAtMs.reset(); // it was another link that was heard
+        debts[i].heardAtMs.reset(); // what was heard came over the old link
     }
 }
 

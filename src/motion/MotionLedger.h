@@ -26,7 +26,7 @@ public:
     /// the first may have waited in a buffer, and a few more may come over a link that carries
     /// nothing in the other direction any more.
     static constexpr qint64 kProofMs = 2000;
-    /// Of so many pods debts are kept, of those last used.
+    /// For how many pods debts are kept; the one used longest ago is forgotten first.
     static constexpr qsizetype kPods = 8;
 
     /// What is sent from now on is for this pod; empty for one that nobody can tell.

@@ -186,7 +186,8 @@ void FFmpegPlayer::startRenderTimer()
 
 void FFmpegPlayer::startHeartbeat()
 {
-    // From now on, so that a stream which never delivers is noticed, and no wait counts as a stall.
+    // The stall clock begins now: a stream that never delivers is noticed, and the time spent
+    // opening it is no stall.
     m_state->restartStallClock();
     if (!m_heartbeatTimer) {
         m_heartbeatTimer = new QTimer(this);
@@ -278,8 +279,8 @@ bool FFmpegPlayer::halt(const Wishes::Wish &wish, Waiting waiting)
     cleanup(waiting);
     if (!wish.ownerIsAlive())
         return false;
-    // What overtook this stop tells its own state; but a player that stands still must not have
-    // left anyone in the belief that it plays.
+    // What overtook this stop reports its own state. If nothing plays now, that must be told
+    // here, or the window would go on saying that it does.
     if (wish.isNewest() || !isPlaying())
         emit playingStateChanged(false);
     qDebug() << "[FFmpegPlayer] stop() 完成";

@@ -14,7 +14,7 @@ constexpr int kRowAlignment = 64; // bytes; what one step of swscale's widest lo
 // A stream that names no matrix is of the one that its size stands for.
 constexpr int kHighDefinitionLines = 720;
 
-// Beyond this a pixel's shape tells of a damaged header.
+// A pixel shape beyond this comes from a damaged header.
 constexpr int kPixelStretchMax = 16;
 
 /// A picture whose rows have room for whole steps of swscale. In QImage's own memory, of rows

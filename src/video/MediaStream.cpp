@@ -85,12 +85,12 @@ private:
     bool fail(const QString &text, int code)
     {
         m_error = text;
-        // Of an RTSP request without an answer FFmpeg only says that none was right.
+        // FFmpeg reports an RTSP request that was never answered as invalid data.
         const bool unanswered = code == AVERROR_INVALIDDATA
                                 && stream_options::isRtspUrl(m_request.url)
                                 && m_timer.nsecsElapsed() / 1000 >= m_request.settings.timeoutUs;
         m_trouble = troubleOf(unanswered ? AVERROR(ETIMEDOUT) : code, m_request.url);
-        // Waiting in vain, FFmpeg reports whatever it would have done next.
+        // After an empty wait FFmpeg reports the error of the step that comes next.
         const bool waited =
             m_trouble != StreamTrouble::UnknownHost && m_trouble != StreamTrouble::Other;
         if (waited && stream_options::isUdpUrl(m_request.url) && !m_request.heard->load())

@@ -22,7 +22,7 @@ public:
     static constexpr int kTrial = 20;
     static constexpr int kTrialWithoutKey = 100;
 
-    /// A picture at whose end the next one had begun.
+    /// A picture whose end is certain, since the next one has begun.
     struct Ended
     {
         PictureKind kind = PictureKind::Other;
