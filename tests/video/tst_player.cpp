@@ -2,10 +2,12 @@
 
 #include "CaseTrace.h"
 #include "Ffmpeg.h"
+#include "Files.h"
 #include "LogCatcher.h"
 #include "PodSim.h"
 #include "RtspStub.h"
 #include "SilentListener.h"
+#include "TcpPeer.h"
 #include "UdpStreams.h"
 #include "video/FFmpegPlayer.h"
 #include "video/FrameConverter.h"
@@ -20,6 +22,7 @@ extern "C" {
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QTimer>
 
 #include <algorithm>
 #include <array>
@@ -67,6 +70,7 @@ private slots:
     void fileIsPlayedToItsEnd();
     void picturesOfEveryWidthAreWhole();
     void lossIsToldOncePerLoss();
+    void failingReadsAreSpacedOut();
     void coloursAreThoseOfTheStream();
 
 private:
@@ -312,6 +316,31 @@ void TestPlayer::lossIsToldOncePerLoss()
         QVERIFY(player.open(m_sim.rtspUrl())); // stops what was playing
         QVERIFY(!player.isPlaying() && !live());
     }
+}
+
+// A dead connection fails every read at once; read again and again, it would take a processor.
+void TestPlayer::failingReadsAreSpacedOut()
+{
+    const QString file = m_folder.filePath(u"reset.ts"_s);
+    QVERIFY(makeVideo(file));
+    TcpPeer sender;
+    FFmpegPlayer player;
+    QTimer::singleShot(0, &player, [&] { // while it opens
+        if (sender.accept())
+            sender.send(contentOf(file));
+    });
+    const LogCatcher log;
+    const QSignalSpy frames(&player, &FFmpegPlayer::frameReady);
+    const QSignalSpy lost(&player, &FFmpegPlayer::connectionLost);
+    QVERIFY(player.open(u"tcp://127.0.0.1:%1"_s.arg(sender.port())));
+    player.play();
+    QTRY_VERIFY_WITH_TIMEOUT(!frames.isEmpty(), kPictureWaitMs);
+    QElapsedTimer timer;
+    timer.start();
+    sender.reset();
+    QTRY_VERIFY_WITH_TIMEOUT(log.count(u"av_read_frame 错误"_s) >= 6, kPictureWaitMs);
+    QVERIFY(timer.elapsed() >= 50 + 100 + 150 + 200 + 250);
+    QCOMPARE(lost.size(), 1);
 }
 
 // Through one converter, since a stream may change in the middle: neither scaler nor memory of what
