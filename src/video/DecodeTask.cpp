@@ -17,13 +17,6 @@ constexpr int kErrorNapStepMs = 50;
 constexpr int kErrorNapMaxMs = 1000;
 constexpr int kNapSliceMs = 10; // how late a nap may notice that it should end
 
-bool isNetworkError(int code)
-{
-    constexpr std::array kNetworkErrors = {AVERROR(EIO), AVERROR(ETIMEDOUT), AVERROR(ENETUNREACH),
-                                           AVERROR(ENETDOWN), AVERROR(ECONNRESET)};
-    return std::ranges::find(kNetworkErrors, code) != kNetworkErrors.end();
-}
-
 } // namespace
 
 DecodeTask::DecodeTask(std::shared_ptr<PlaybackState> state, std::shared_ptr<MediaStream> stream,

@@ -326,6 +326,6 @@ OpenOutcome openMediaStream(const OpenRequest &request) { return Opener(request)
 QString ffmpegErrorText(int code)
 {
     std::array<char, 256> text{};
-    av_strerror(code, text.data(), text.size());
+    av_strerror(portableError(code), text.data(), text.size());
     return QString::fromUtf8(text.data());
 }

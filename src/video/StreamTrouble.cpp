@@ -33,6 +33,17 @@ constexpr std::array kTroubles = {
     std::pair{AVERROR_DECODER_NOT_FOUND, StreamTrouble::CannotDecode},
 };
 
+// Socket errors of Windows that FFmpeg does not translate.
+constexpr std::array kWinsockErrors = {
+    std::pair{-10050, AVERROR(ENETDOWN)},     std::pair{-10051, AVERROR(ENETUNREACH)},
+    std::pair{-10052, AVERROR(ECONNRESET)},   std::pair{-10053, AVERROR(ECONNRESET)},
+    std::pair{-10054, AVERROR(ECONNRESET)},   std::pair{-10058, AVERROR(EPIPE)},
+    std::pair{-10064, AVERROR(EHOSTUNREACH)}, std::pair{-10065, AVERROR(EHOSTUNREACH)},
+};
+
+constexpr std::array kNetworkErrors = {AVERROR(EIO), AVERROR(ETIMEDOUT), AVERROR(ENETUNREACH),
+                                       AVERROR(ENETDOWN), AVERROR(ECONNRESET)};
+
 // The words of StreamTrouble, in its order.
 constexpr std::array kKeys = {
     "",
@@ -62,6 +73,18 @@ bool isUnknownHost(const QString &url)
 
 } // namespace
 
+int portableError(int code)
+{
+    const auto *found =
+        std::ranges::find(kWinsockErrors, code, [](const auto &row) { return row.first; });
+    return found == kWinsockErrors.end() ? code : found->second;
+}
+
+bool isNetworkError(int code)
+{
+    return std::ranges::find(kNetworkErrors, portableError(code)) != kNetworkErrors.end();
+}
+
 QString keyOf(StreamTrouble trouble)
 {
     return QString::fromLatin1(kKeys.at(static_cast<size_t>(trouble)));
@@ -69,6 +92,7 @@ QString keyOf(StreamTrouble trouble)
 
 StreamTrouble troubleOf(int code, const QString &url)
 {
+    code = portableError(code);
     if (code == AVERROR(EIO) && isUnknownHost(url))
         return StreamTrouble::UnknownHost;
     const auto *found =

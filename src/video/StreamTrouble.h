@@ -2,6 +2,13 @@
 
 #include <QString>
 
+/// FFmpeg passes most of the socket errors of Windows on as they are, with numbers of their own;
+/// this gives the code that means the same on every system. Other codes stay.
+int portableError(int code);
+
+/// Whether reading a stream that fails with this code has lost its network.
+bool isNetworkError(int code);
+
 /// Why a stream does not come, as far as that can be told. The words for the operator are the
 /// interface's, found by keyOf().
 enum class StreamTrouble : quint8 {

@@ -152,6 +152,7 @@ private slots:
     }
     void anyStreamAddressIsKept();
     void linkFormsConnectStoreAndTell();
+    void chosenFileIsFound();
     void unknownCommandIsWarnedOf();
     void pageTurnedWhileConnecting();
     void languageChangesEverythingAndIsKept();
@@ -217,6 +218,26 @@ void TestWindow::linkFormsConnectStoreAndTell()
             "COM/baudRate 115200; "
             "box 串口连接失败"_s);
     QVERIFY(!ui.backend().isConnected());
+}
+
+void TestWindow::chosenFileIsFound()
+{
+    UiHarness ui(UiHarness::kNoStream, false);
+    ui.play(u"page 6"_s);
+    QObject *form = ui.object(u"filedirectionInput"_s);
+    while (form && form->metaObject()->indexOfMethod("localPath(QString)") < 0)
+        form = form->parent();
+    constexpr std::array kUrls = {
+        std::pair{"file:///home/a%20b/%E5%90%8A.bin", "/home/a b/吊.bin"},
+        std::pair{"file:///C:/a/b.bin", "C:/a/b.bin"},
+        std::pair{"file://server/share/b.bin", "//server/share/b.bin"},
+    };
+    for (const auto &[url, expected] : kUrls) {
+        QString path;
+        QMetaObject::invokeMethod(form, "localPath", Q_RETURN_ARG(QString, path),
+                                  Q_ARG(QString, QString::fromLatin1(url)));
+        QCOMPARE(path, QString::fromUtf8(expected));
+    }
 }
 
 void TestWindow::unknownCommandIsWarnedOf()

@@ -24,7 +24,6 @@ struct Manner
     bool evenPieces = false; ///< a slice in pieces of one size, instead of filled packets
     bool filler = false;     ///< bytes behind each picture that belong to none
     bool fields = false;     ///< two pictures of a time
-    qsizetype bytes = 0;     ///< of each slice; 0: 130 to 460
 };
 
 /// Up to three slices; those of H.264 tell their macroblocks 0, 1 and 2.
@@ -55,8 +54,7 @@ struct Line
             sent.append(QByteArray::fromHex(h264 ? "0000000167730000000168"
                                                  : "0000000140017600000001420173"));
         for (int slice = 0; slice < manner.slices; ++slice) {
-            const qsizetype bytes =
-                manner.bytes > 0 ? manner.bytes : 130 + (number * 37 + slice * 110) % 330;
+            const qsizetype bytes = 130 + (number * 37 + slice * 110) % 330;
             const qsizetype pieces = (bytes + kPayloadBytes - 1) / kPayloadBytes;
             const qsizetype step =
                 manner.evenPieces ? (bytes + pieces - 1) / pieces : kPayloadBytes;
@@ -99,7 +97,6 @@ class TestPictureAssembler : public QObject
 
 private slots:
     void ruleIsLearntAndGivenUp();
-    void fullPacketsAreToldToTheByte();
     void junkIsBounded();
     void realSenderIsTrusted();
 };
@@ -151,21 +148,6 @@ void TestPictureAssembler::ruleIsLearntAndGivenUp()
             QCOMPARE_GT(line.atOnce, lost == kNothing ? 75 : 30);
         else
             QCOMPARE_LE(line.atOnce, 1);
-    }
-}
-
-void TestPictureAssembler::fullPacketsAreToldToTheByte()
-{
-    // Pieces of 100 bytes fill payloads of 102, and what comes within 8 of that is full: first in
-    // a packet that begins a unit, which counts as one larger, then in a further piece.
-    const std::tuple<qsizetype, int> rows[] = {{92, 1}, {93, 0}, {191, 1}, {192, 0}};
-    for (const auto &[bytes, atOnce] : rows) {
-        Line line{.assembler = PictureAssembler(Codec::H264)};
-        while (line.number < 5 * SenderHabits::kTrial + 1) // and past a key picture
-            line.send({});
-        line.atOnce = 0;
-        line.send({.bytes = bytes});
-        QVERIFY2(line.atOnce == atOnce, QByteArray::number(bytes));
     }
 }
 

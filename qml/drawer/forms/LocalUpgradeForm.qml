@@ -15,10 +15,11 @@ Section {
     readonly property string defaultBaudRate: "115200"
     readonly property bool running: form.run.localRunning
 
-    // "file:///C:/x" is C:/x, "file:///home/x" is /home/x.
+    // "file:///C:/x" is C:/x, "file:///home/x" is /home/x, "file://server/x" is //server/x.
     function localPath(url: string): string {
         const path = decodeURIComponent(url);
-        return path.replace(/^file:\/\/\/(?=[A-Za-z]:)/, "").replace(/^file:\/\//, "");
+        return path.replace(/^file:\/\/\/(?=[A-Za-z]:)/, "").replace(/^file:\/\/(?=\/)/, "")
+                   .replace(/^file:/, "");
     }
 
     function start() {
