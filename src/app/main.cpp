@@ -1,4 +1,5 @@
 #include "InterfaceSetup.h"
+#include "KeepAwake.h"
 #include "backend/CMain.h"
 #include "compat/Heap.h"
 #include "compat/QtCompat.h"
@@ -29,5 +30,10 @@ int main(int argc, char *argv[])
         &engine, &QQmlApplicationEngine::objectCreationFailed, &app,
         [] { QCoreApplication::exit(-1); }, Qt::QueuedConnection);
     compat::loadMain(engine);
+    // Where the session ends, Windows ends the process after this signal and runs no destructor:
+    // the stops of what still moves must be out by then. Whoever was connected before has sent its
+    // own.
+    QObject::connect(&app, &QCoreApplication::aboutToQuit, backend, &CMain::disconnect);
+    keepAwakeWhileInUse(engine, *backend);
     return QCoreApplication::exec();
 }
