@@ -267,6 +267,8 @@ void TestCMain::delivery_data()
         "sbusTargetIndex=8 sbusHzhWcIndex=9 sbusRcxZoomIndex=10 sbusLaserDistanceIndex=11 "
         "sbusLaserLightIndex=12 sbusOsdIndex=13");
     row("version", kVersion, "versionChanged() versionno=T-Alder-0102000307");
+    row("version, another channel", bytes("EE 06 0B 02 01 01 02 00 03 07 0D"),
+        "versionChanged() versionno=C-Alder-0102000307");
     row("version, signed numbers", bytes("EE 06 0B 01 2D 80 FF 0A 64 7F 00"),
         "versionChanged() versionno=F-B7N--128-110100127");
     row("encoder", kB7N,
