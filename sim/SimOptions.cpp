@@ -54,6 +54,11 @@ void declare(QCommandLineParser &parser)
         "Instead of the pod, serve the streams in a folder over RTSP; the query of an address says "
         "how they are cut into packets.",
         "folder");
+    add("replay",
+        "Serve a recording's video, unchanged, and its telemetry as status frames; 'replay' lines "
+        "of "
+        "the fault port pause it, seek, and set its speed.",
+        "file");
     add("export",
         "Write the track of a recording beside it, as GeoJSON and CSV, and do nothing else.",
         "file");
@@ -152,6 +157,7 @@ SimOptions parseSimOptions(const QStringList &arguments)
     options.faults = parser.values(QStringLiteral("fault"));
     options.logFile = parser.value(QStringLiteral("log"));
     options.exitWithParent = parser.isSet(QStringLiteral("exit-with-parent"));
+    options.replayFile = parser.value(QStringLiteral("replay"));
     options.exportFile = parser.value(QStringLiteral("export"));
     readBootloader(parser, options);
     readVideo(parser, options);

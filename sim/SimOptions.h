@@ -30,6 +30,7 @@ struct SimOptions
     QString udpHost;      ///< empty: no UDP stream
     quint16 udpPort = 0;
 
+    QString replayFile; ///< not empty: what the pod sees and tells comes from this recording
     QString exportFile; ///< not empty: write the track of this recording, and nothing else
 
     bool bootloader = false; ///< be the bootloader alone, as `boot` says

@@ -56,26 +56,79 @@ bool Simulator::start(QString &error)
     }
     if (m_options.pty && !m_pty.open(m_options.ptyLink, error))
         return false;
+    if (!m_options.replayFile.isEmpty() && !startReplay(error))
+        return false;
     if (m_options.video && !startVideo(error))
         return false;
+    if (replay) {
+        outbox.setGap(kFrameGapMs);
+        return true;
+    }
     m_sinceStep.start();
     m_stepTimer.start(kStepMs);
     setStatusRate(m_options.statusRateHz);
     return true;
 }
 
+bool Simulator::startReplay(QString &error)
+{
+    std::optional<Recording> recording = readRecording(m_options.replayFile, error);
+    if (!recording)
+        return false;
+    if (!recording->lacks.isEmpty())
+        log(recording->lacks);
+    m_options.video = m_options.video && !recording->keys.isEmpty();
+    const auto begins =
+        m_options.udpHost.isEmpty() ? Replay::Begins::WithPipeline : Replay::Begins::WhenTold;
+    // The replay calls from a thread of its own.
+    const auto queued = [this](auto call) {
+        QMetaObject::invokeMethod(this, std::move(call), Qt::QueuedConnection);
+    };
+    replay = std::make_unique<Replay>(
+        std::move(*recording), begins,
+        Replay::Handlers{[this, queued](const protocol::StatusFrame &status) {
+                             queued([this, status] { sendReplayed(status); });
+                         },
+                         [this, queued] { queued([this] { serveNewCodec(); }); }});
+    return true;
+}
+
+VideoFeed &Simulator::feed() const
+{
+    return replay ? static_cast<VideoFeed &>(*replay) : static_cast<VideoFeed &>(*pump);
+}
+
+void Simulator::serveNewCodec()
+{
+    QString error;
+    if (rtsp)
+        rtsp->applyFormat();
+    startUdp(error);
+    if (!error.isEmpty())
+        log(error);
+}
+
+void Simulator::startUdp(QString &error)
+{
+    if (m_options.udpHost.isEmpty())
+        return;
+    udp.reset();
+    udp = std::make_unique<UdpSender>(feed(), m_options.udpHost, m_options.udpPort);
+    error = udp->errorString();
+}
+
 bool Simulator::startVideo(QString &error)
 {
-    pump = std::make_unique<FramePump>(m_options.format);
-    rtsp = std::make_unique<RtspServer>(*pump, m_options.bindAddress, m_options.rtspPath);
+    if (!replay)
+        pump = std::make_unique<FramePump>(m_options.format);
+    rtsp = std::make_unique<RtspServer>(feed(), m_options.bindAddress, m_options.rtspPath);
     rtsp->tcpOnly = m_options.rtspTcpOnly;
     if (!rtsp->start(m_options.rtspPort)) {
         error = QStringLiteral("cannot listen on RTSP port %1").arg(m_options.rtspPort);
         return false;
     }
-    if (!m_options.udpHost.isEmpty()) {
-        udp = std::make_unique<UdpSender>(*pump, m_options.udpHost, m_options.udpPort);
-        error = udp->errorString();
+    startUdp(error);
+    if (udp) {
         dataPids = std::make_unique<DataPids>(QHostAddress(m_options.udpHost), m_options.udpPort);
     }
     return error.isEmpty();
@@ -109,6 +162,9 @@ void Simulator::addLink(ControlLink &link)
         reader->clear();
         log(link.hasClient() ? QStringLiteral("console connected")
                              : QStringLiteral("console disconnected"));
+        // Who watches over UDP cannot be seen: the link is the only sign.
+        if (replay && link.hasClient() && (!rtsp || udp))
+            replay->begin();
     });
     connect(&outbox, &Outbox::write, &link, &ControlLink::send);
     m_readers.push_back(std::move(reader));
@@ -133,12 +189,19 @@ void Simulator::answer(Interpreter::Query query)
         outbox.put(replies::sbus(model));
         break;
     case Interpreter::Query::Version:
-        outbox.put(replies::version(model));
+        if (const QByteArray reply = versionReply(); !reply.isEmpty())
+            outbox.put(reply);
         break;
     case Interpreter::Query::B7N:
         outbox.put(m_options.b7nAddressOnly ? replies::b7nAddress(model) : replies::b7n(model));
         break;
     }
+}
+
+/// None in a replay whose recording does not tell it.
+QByteArray Simulator::versionReply() const
+{
+    return replay ? replies::version(replay->recording().version) : replies::version(model);
 }
 
 void Simulator::stepModel()
@@ -161,7 +224,7 @@ void Simulator::setStatusRate(int hz)
 {
     m_options.statusRateHz = hz;
     outbox.setGap(hz <= kGapUpToRateHz ? kFrameGapMs : 0);
-    if (hz == 0)
+    if (hz == 0 || replay)
         m_statusTimer.stop();
     else
         m_statusTimer.start(std::max(1000 / hz, 1));
@@ -177,6 +240,13 @@ void Simulator::sendStatus()
         return;
     for (int i = 0; i < frames; ++i)
         outbox.put(replies::status(model, m_options.plainStatus));
+}
+
+void Simulator::sendReplayed(protocol::StatusFrame status)
+{
+    if (m_options.plainStatus)
+        status.camera.reset();
+    outbox.put(replies::status(status));
 }
 
 void Simulator::setFormat(const VideoFormat &format)

@@ -8,6 +8,7 @@
 #include "control/PtyControlLink.h"
 #include "control/TcpControlLink.h"
 #include "model/PodModel.h"
+#include "replay/Replay.h"
 #include "video/DataPids.h"
 #include "video/FramePump.h"
 #include "video/RtspServer.h"
@@ -38,7 +39,8 @@ public:
     PodModel model;
     Outbox outbox;
     TcpControlLink tcp;
-    std::unique_ptr<FramePump> pump; ///< null without video, as the next
+    std::unique_ptr<FramePump> pump; ///< null without video, as the next, and in a replay
+    std::unique_ptr<Replay> replay;  ///< null but in one
     std::unique_ptr<RtspServer> rtsp;
     std::unique_ptr<UdpSender> udp;
     std::unique_ptr<DataPids> dataPids; ///< null where nothing is sent over UDP
@@ -68,6 +70,12 @@ private:
     void answer(Interpreter::Query query);
     void stepModel();
     void sendStatus();
+    void sendReplayed(protocol::StatusFrame status);
+    QByteArray versionReply() const;
+    bool startReplay(QString &error);
+    void serveNewCodec();
+    void startUdp(QString &error);
+    VideoFeed &feed() const;
     SceneView view() const;
     bool startVideo(QString &error);
 

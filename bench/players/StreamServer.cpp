@@ -33,19 +33,18 @@ qint64 StreamServer::nowUs()
     return duration_cast<microseconds>(Clock::now().time_since_epoch()).count();
 }
 
-QString StreamServer::launchLine() const
+QString StreamServer::streamLine() const
 {
     const QString codec = m_stream.format.codec == VideoFormat::Codec::H264
                               ? QStringLiteral("video/x-h264")
                               : QStringLiteral("video/x-h265");
     return QStringLiteral("appsrc name=src is-live=true format=time do-timestamp=true max-bytes=0 "
                           "caps=%1,stream-format=byte-stream,alignment=au,"
-                          "width=%2,height=%3,framerate=%4/1 ! %5")
+                          "width=%2,height=%3,framerate=%4/1")
         .arg(codec)
         .arg(m_stream.format.size.width())
         .arg(m_stream.format.size.height())
-        .arg(m_stream.format.fps)
-        .arg(m_stream.format.rtpPayloader());
+        .arg(m_stream.format.fps);
 }
 
 void StreamServer::addSink(GstAppSrc *source)

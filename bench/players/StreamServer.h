@@ -25,7 +25,7 @@ public:
 
     QString url() const { return m_server->url(); }
 
-    const VideoFormat &format() const { return m_stream.format; }
+    VideoFormat format() const override { return m_stream.format; }
 
     /// Cuts every client off, and serves them again.
     void kill() { m_server->kill(); }
@@ -43,7 +43,7 @@ public:
     /// Microseconds by a steady clock.
     static qint64 nowUs();
 
-    QString launchLine() const override;
+    QString streamLine() const override;
     void addSink(GstAppSrc *source) override;
     void removeSink(GstAppSrc *source) override;
 

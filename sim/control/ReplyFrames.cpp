@@ -2,9 +2,16 @@
 
 #include "protocol/InboundFrames.h"
 #include "protocol/LongFrame.h"
+#include "protocol/ModelTable.h"
 
+#include <QRegularExpression>
+
+#include <algorithm>
 #include <array>
 #include <cmath>
+#include <string_view>
+
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -18,6 +25,11 @@ constexpr double kPlaneHeight = 150.0; // metres
 constexpr double kMetresPerDegree = 111320.0;
 constexpr double kFarthest = 5000.0; // metres
 constexpr double kDegree = M_PI / 180.0;
+
+constexpr int kTargetHeight = 12;                                      // metres
+constexpr int kModelCodeMax = 127;                                     // the code is a signed byte
+constexpr std::string_view kChannelLetters = "TFC";                    // by their codes
+constexpr std::array kWorkModes = {"Follow"_L1, "Lock"_L1, "Down"_L1}; // likewise; more are unknown
 
 constexpr std::array<qint8, protocol::kVersionNumbers> kVersionNumbers = {1, 2, 0, 3, 7};
 
@@ -44,23 +56,34 @@ void writeBytes(QByteArray &frame, qsizetype offset, const Values &values)
         frame[offset++] = static_cast<char>(value & 0xFF);
 }
 
-int workModeCode(PodModel::FollowMode mode)
-{
-    return mode == PodModel::FollowMode::Fpv ? 3 : static_cast<int>(mode);
-}
-
-void writeTarget(QByteArray &frame, const PodModel &model)
+void aimAtGround(protocol::StatusFrame &status, const PodModel &model)
 {
     const double depression = std::max(-model.pitchDegrees(), 0.5) * kDegree;
     const double ground = std::min(kPlaneHeight / std::tan(depression), kFarthest);
     const double heading = model.yawDegrees() * kDegree;
-    writeScaled(frame, field::TargetLatitude,
-                kPlaneLatitude + ground * std::cos(heading) / kMetresPerDegree);
-    writeScaled(frame, field::TargetLongitude,
-                kPlaneLongitude + ground * std::sin(heading) / kMetresPerDegree);
-    writeScaled(frame, field::TargetAltitude, 12.3);
+    status.targetLatitude = kPlaneLatitude + ground * std::cos(heading) / kMetresPerDegree;
+    status.targetLongitude = kPlaneLongitude + ground * std::sin(heading) / kMetresPerDegree;
+    status.targetAltitude = kTargetHeight;
     if (model.continuousRanging)
-        writeScaled(frame, field::LaserDistance, std::hypot(ground, kPlaneHeight));
+        status.laserDistance = std::hypot(ground, kPlaneHeight);
+}
+
+QString workModeOf(const PodModel &model)
+{
+    const auto mode = std::size_t(model.mode);
+    return mode < kWorkModes.size() ? QString(kWorkModes[mode]) : QStringLiteral("Unknown");
+}
+
+protocol::StatusFrame statusOf(const PodModel &model)
+{
+    protocol::StatusFrame status;
+    status.roll = model.rollDegrees();
+    status.pitch = model.pitchDegrees();
+    status.yaw = model.yawDegrees();
+    status.zoomStep = int(std::floor(model.zoomRatio));
+    status.tracking = model.tracking;
+    aimAtGround(status, model);
+    return status;
 }
 
 } // namespace
@@ -69,17 +92,30 @@ namespace replies {
 
 QByteArray status(const PodModel &model, bool plain)
 {
-    QByteArray frame = emptyFrame(plain ? protocol::kStatusPlain : protocol::kStatusWithZoom);
-    writeScaled(frame, field::Roll, model.rollDegrees());
-    writeScaled(frame, field::Pitch, model.pitchDegrees());
-    writeScaled(frame, field::Yaw, model.yawDegrees());
-    writeScaled(frame, field::ZoomStep, std::floor(model.zoomRatio));
-    writeScaled(frame, field::Tracking, model.tracking ? 1 : 0);
-    writeTarget(frame, model);
-    if (!plain) {
-        writeScaled(frame, field::ZoomRatio, model.zoomRatio);
-        writeScaled(frame, field::Recording, model.recording ? 1 : 0);
-        writeScaled(frame, field::WorkMode, workModeCode(model.mode));
+    protocol::StatusFrame told = statusOf(model);
+    if (!plain)
+        told.camera = {model.zoomRatio, model.recording, workModeOf(model)};
+    return status(told);
+}
+
+QByteArray status(const protocol::StatusFrame &status)
+{
+    QByteArray frame =
+        emptyFrame(status.camera ? protocol::kStatusWithZoom : protocol::kStatusPlain);
+    writeScaled(frame, field::LaserDistance, status.laserDistance);
+    writeScaled(frame, field::Roll, status.roll);
+    writeScaled(frame, field::Pitch, status.pitch);
+    writeScaled(frame, field::Yaw, status.yaw);
+    writeScaled(frame, field::ZoomStep, status.zoomStep);
+    writeScaled(frame, field::Tracking, status.tracking ? 1 : 0);
+    writeScaled(frame, field::TargetLatitude, status.targetLatitude);
+    writeScaled(frame, field::TargetLongitude, status.targetLongitude);
+    writeScaled(frame, field::TargetAltitude, status.targetAltitude);
+    if (status.camera) {
+        writeScaled(frame, field::ZoomRatio, status.camera->zoomRatio);
+        writeScaled(frame, field::Recording, status.camera->recording ? 1 : 0);
+        const auto mode = std::ranges::find(kWorkModes, status.camera->workMode);
+        writeScaled(frame, field::WorkMode, double(mode - kWorkModes.begin()));
     }
     return sealed(frame);
 }
@@ -98,6 +134,26 @@ QByteArray version(const PodModel &model)
     frame[protocol::version_offset::Model] = static_cast<char>(model.modelCode);
     writeBytes(frame, protocol::version_offset::Numbers, kVersionNumbers);
     return sealed(frame);
+}
+
+QByteArray version(const QString &text)
+{
+    static const QRegularExpression pattern(
+        QStringLiteral("^([TFC])-(\\w+)-(\\d\\d)(\\d\\d)(\\d\\d)(\\d\\d)(\\d\\d)$"));
+    const QRegularExpressionMatch parts = pattern.match(text);
+    if (!parts.hasMatch())
+        return {};
+    int model = 0;
+    while (model <= kModelCodeMax && protocol::modelName(model) != parts.capturedView(2))
+        ++model;
+    QByteArray frame = emptyFrame(protocol::kVersionReply);
+    frame[protocol::version_offset::Channel] =
+        static_cast<char>(kChannelLetters.find(parts.captured(1).at(0).toLatin1()));
+    frame[protocol::version_offset::Model] = static_cast<char>(model);
+    for (int i = 0; i < protocol::kVersionNumbers; ++i)
+        frame[protocol::version_offset::Numbers + i] =
+            static_cast<char>(parts.capturedView(3 + i).toInt());
+    return model > kModelCodeMax ? QByteArray() : sealed(frame);
 }
 
 QByteArray b7n(const PodModel &model)

@@ -7,10 +7,13 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <optional>
 
 namespace faults {
 namespace {
+
+constexpr double kSeekMaxSeconds = 1e7;
 
 std::optional<bool> onOff(Arguments arguments)
 {
@@ -199,6 +202,55 @@ Answer mixDataPids(Simulator &s, Arguments a)
     return done(on && s.dataPids);
 }
 
+template<void (Replay::*set)(bool), bool value>
+Answer setReplay(Simulator &s, Arguments)
+{
+    if (s.replay)
+        (s.replay.get()->*set)(value);
+    return done(s.replay != nullptr);
+}
+
+Answer loopReplay(Simulator &s, Arguments a)
+{
+    const auto on = onOff(a);
+    if (on && s.replay)
+        s.replay->setLooping(*on);
+    return done(on && s.replay);
+}
+
+std::optional<double> decimal(Arguments a)
+{
+    bool ok = false;
+    const double value = a.value(0).toDouble(&ok);
+    return ok && std::isfinite(value) ? std::optional(value) : std::nullopt;
+}
+
+Answer seekReplay(Simulator &s, Arguments a)
+{
+    const std::optional<double> seconds = decimal(a);
+    const bool isFine = s.replay && seconds && *seconds >= 0 && *seconds <= kSeekMaxSeconds;
+    if (isFine)
+        s.replay->seek(std::chrono::microseconds(std::llround(*seconds * 1e6)));
+    return done(isFine);
+}
+
+Answer setReplaySpeed(Simulator &s, Arguments a)
+{
+    const std::optional<double> speed = decimal(a);
+    const bool isFine =
+        s.replay && speed && *speed >= ReplayClock::kSpeedMin && *speed <= ReplayClock::kSpeedMax;
+    if (isFine)
+        s.replay->setSpeed(*speed);
+    return done(isFine);
+}
+
+Answer replayState(Simulator &s, Arguments)
+{
+    if (!s.replay)
+        return std::nullopt;
+    return QString::fromUtf8(QJsonDocument(s.replay->state()).toJson(QJsonDocument::Compact));
+}
+
 Answer help(Simulator &, Arguments);
 
 constexpr auto kRows = std::to_array<Row<Simulator>>({
@@ -229,6 +281,12 @@ constexpr auto kRows = std::to_array<Row<Simulator>>({
     {"video resize", "WxH", "go over to this size in mid-stream", resizeVideo},
     {"video garbage", "on|off", "damage every picture on its way", damageVideo},
     {"video session", "SECONDS", "life of a new session whose client is silent", setSession},
+    {"replay pause", "", "hold a replay", setReplay<&Replay::setPaused, true>},
+    {"replay play", "", "begin it, or go on", setReplay<&Replay::setPaused, false>},
+    {"replay seek", "SECONDS", "go to that moment", seekReplay},
+    {"replay speed", "FACTOR", "0.1 to 16 times its own pace", setReplaySpeed},
+    {"replay loop", "on|off", "begin again at its end", loopReplay},
+    {"replay state", "", "where it stands, as JSON", replayState},
     {"video data", "on|off", "mix packets of unknown PIDs into the UDP stream", mixDataPids},
 });
 

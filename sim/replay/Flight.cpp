@@ -1,5 +1,7 @@
 #include "Flight.h"
 
+#include "MediaFile.h"
+
 #include <QDateTime>
 #include <QDir>
 #include <QFileInfo>
@@ -7,18 +9,9 @@
 #include <QJsonObject>
 #include <QRegularExpression>
 
-#include <array>
-#include <memory>
-
-extern "C" {
-#include <libavformat/avformat.h>
-}
-
 using namespace Qt::StringLiterals;
 
 namespace {
-
-constexpr std::array<char, 4> kKeyBegin = {0x06, 0x0E, 0x2B, 0x34};
 
 const QRegularExpression &numbered()
 {
@@ -26,66 +19,30 @@ const QRegularExpression &numbered()
     return pattern;
 }
 
-struct InputDeleter
-{
-    void operator()(AVFormatContext *input) const { avformat_close_input(&input); }
-};
-
-struct PacketDeleter
-{
-    void operator()(AVPacket *packet) const { av_packet_free(&packet); }
-};
-
-QString errorText(int code)
-{
-    std::array<char, AV_ERROR_MAX_STRING_SIZE> text{};
-    av_strerror(code, text.data(), text.size());
-    return QString::fromLocal8Bit(text.data());
-}
-
-/// A packet may hold several sets, behind headers of its carriage.
-void takeSets(QByteArrayView bytes, QList<klv::UasDatalinkSet> &sets)
-{
-    const QByteArrayView begin(kKeyBegin.data(), qsizetype(kKeyBegin.size()));
-    for (qsizetype at = bytes.indexOf(begin); at >= 0; at = bytes.indexOf(begin, at + 1)) {
-        if (const auto set = klv::decodeUasDatalink(bytes.sliced(at)))
-            sets.append(*set);
-    }
-}
-
 bool readSets(const QString &file, QList<klv::UasDatalinkSet> &sets, QString &error)
 {
-    AVFormatContext *opened = nullptr;
-    const int code =
-        avformat_open_input(&opened, QFile::encodeName(file).constData(), nullptr, nullptr);
-    if (code < 0) {
-        error = u"%1: %2"_s.arg(file, errorText(code));
+    MediaFile input;
+    if (!input.open(file, error))
         return false;
-    }
-    const std::unique_ptr<AVFormatContext, InputDeleter> input(opened);
-    const std::unique_ptr<AVPacket, PacketDeleter> packet(av_packet_alloc());
-    while (packet && av_read_frame(input.get(), packet.get()) >= 0) {
-        if (input->streams[packet->stream_index]->codecpar->codec_id == AV_CODEC_ID_SMPTE_KLV)
-            takeSets({packet->data, packet->size}, sets);
-        av_packet_unref(packet.get());
-    }
+    while (input.read())
+        sets += input.sets();
     return true;
 }
 
-void readCommands(const QString &log, QList<Flight::Command> &commands)
+Flight::Command commandIn(const QJsonObject &line, qint64 timeMs)
 {
-    QFile file(log);
-    if (!file.open(QIODevice::ReadOnly))
-        return;
-    while (!file.atEnd()) {
-        const QJsonObject line = QJsonDocument::fromJson(file.readLine()).object();
-        if (line[u"event"].toString() == "command"_L1) {
-            const QDateTime time =
-                QDateTime::fromString(line[u"time"].toString(), Qt::ISODateWithMs);
-            commands.append(
-                {time.toMSecsSinceEpoch(), line[u"name"].toString(), line[u"bytes"].toString()});
-        }
-    }
+    return {timeMs, line[u"name"].toString(), line[u"bytes"].toString()};
+}
+
+Flight::Status statusIn(const QJsonObject &line, qint64 timeMs)
+{
+    Flight::Status logged{timeMs, {}};
+    logged.status.zoomStep = line[u"zoomStep"].toInt();
+    logged.status.tracking = line[u"tracking"].toBool();
+    if (line.contains(u"zoom"))
+        logged.status.camera = {line[u"zoom"].toDouble(), line[u"podRecording"].toBool(),
+                                line[u"mode"].toString()};
+    return logged;
 }
 
 } // namespace
@@ -117,9 +74,26 @@ std::optional<Flight> readFlight(const QString &file, QString &error)
         if (!readSets(part, flight.sets, error))
             return {};
     }
-    readCommands(nameOfRecording(file) + u".jsonl"_s, flight.commands);
+    readLogOf(file, flight);
     if (!flight.sets.isEmpty() || !flight.commands.isEmpty())
         return flight;
     error = u"%1: neither telemetry nor commands in it"_s.arg(file);
     return {};
+}
+
+void readLogOf(const QString &file, Flight &flight)
+{
+    QFile log(nameOfRecording(file) + u".jsonl"_s);
+    if (!log.open(QIODevice::ReadOnly))
+        return;
+    while (!log.atEnd()) {
+        const QJsonObject line = QJsonDocument::fromJson(log.readLine()).object();
+        const QString event = line[u"event"].toString();
+        const qint64 timeMs =
+            QDateTime::fromString(line[u"time"].toString(), Qt::ISODateWithMs).toMSecsSinceEpoch();
+        if (event == "command"_L1)
+            flight.commands.append(commandIn(line, timeMs));
+        else if (event == "status"_L1)
+            flight.statuses.append(statusIn(line, timeMs));
+    }
 }

@@ -75,11 +75,7 @@ void FramePump::setStalled(bool stalled)
     m_wake.notify_all();
 }
 
-QString FramePump::launchLine() const
-{
-    const VideoFormat current = format();
-    return QStringLiteral("%1 ! %2").arg(current.encoderPipeline(), current.rtpPayloader());
-}
+QString FramePump::streamLine() const { return format().encoderPipeline(); }
 
 void FramePump::addSink(GstAppSrc *source)
 {

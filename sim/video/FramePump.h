@@ -25,11 +25,11 @@ public:
     void setFormat(const VideoFormat &format);
     /// Goes over to another size in the middle of every stream.
     void resize(const QSize &size);
-    VideoFormat format() const;
     /// Stalled, the pump leaves its pipelines without pictures but alive.
     void setStalled(bool stalled);
 
-    QString launchLine() const override;
+    QString streamLine() const override;
+    VideoFormat format() const override;
     void addSink(GstAppSrc *source) override;
     void removeSink(GstAppSrc *source) override;
     /// Ends the stream in every pipeline and forgets them.

@@ -145,8 +145,9 @@ GstRTSPMediaFactory *RtspServer::makeFactory()
 {
     GstRTSPMediaFactory *factory = gst_rtsp_media_factory_new();
     QString launch;
-    m_gate->enter(
-        [&](const VideoFeed &feed) { launch = QStringLiteral("( %1 )").arg(feed.launchLine()); });
+    m_gate->enter([&](const VideoFeed &feed) {
+        launch = QStringLiteral("( %1 ! %2 )").arg(feed.streamLine(), feed.format().rtpPayloader());
+    });
     gst_rtsp_media_factory_set_launch(factory, launch.toUtf8().constData());
     gst_rtsp_media_factory_set_shared(factory, TRUE);
     if (tcpOnly)

@@ -1,13 +1,12 @@
 #include "UdpSender.h"
 
-UdpSender::UdpSender(FramePump &pump, const QString &host, quint16 port)
-    : m_pump(pump)
+UdpSender::UdpSender(VideoFeed &feed, const QString &host, quint16 port)
+    : m_feed(feed)
 {
     gst_init(nullptr, nullptr);
-    const VideoFormat format = pump.format();
     const QString launch =
         QStringLiteral("%1 ! %2 ! mpegtsmux alignment=7 ! udpsink host=%3 port=%4 sync=false")
-            .arg(format.encoderPipeline(), format.parser(), host)
+            .arg(feed.streamLine(), feed.format().parser(), host)
             .arg(port);
     GError *error = nullptr;
     m_pipeline = gst_parse_launch(launch.toUtf8().constData(), &error);
@@ -18,13 +17,13 @@ UdpSender::UdpSender(FramePump &pump, const QString &host, quint16 port)
     }
     m_source = gst_bin_get_by_name(GST_BIN(m_pipeline), "src");
     gst_element_set_state(m_pipeline, GST_STATE_PLAYING);
-    m_pump.addSink(GST_APP_SRC(m_source));
+    m_feed.addSink(GST_APP_SRC(m_source));
 }
 
 UdpSender::~UdpSender()
 {
     if (m_source) {
-        m_pump.removeSink(GST_APP_SRC(m_source));
+        m_feed.removeSink(GST_APP_SRC(m_source));
         gst_object_unref(m_source);
     }
     if (m_pipeline) {

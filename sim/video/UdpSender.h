@@ -1,15 +1,15 @@
 #pragma once
 
-#include "FramePump.h"
+#include "VideoFeed.h"
 
 #include <QString>
 
-/// Sends the pump's pictures as an MPEG transport stream to one UDP address, for as long as it
+/// Sends a feed's pictures as an MPEG transport stream to one UDP address, for as long as it
 /// lives.
 class UdpSender
 {
 public:
-    UdpSender(FramePump &pump, const QString &host, quint16 port);
+    UdpSender(VideoFeed &feed, const QString &host, quint16 port);
     ~UdpSender();
     UdpSender(const UdpSender &) = delete;
     UdpSender &operator=(const UdpSender &) = delete;
@@ -18,7 +18,7 @@ public:
     QString errorString() const { return m_error; }
 
 private:
-    FramePump &m_pump;
+    VideoFeed &m_feed;
     GstElement *m_pipeline = nullptr;
     GstElement *m_source = nullptr;
     QString m_error;

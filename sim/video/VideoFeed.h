@@ -1,5 +1,7 @@
 #pragma once
 
+#include "VideoFormat.h"
+
 #include <QString>
 
 #include <gst/app/gstappsrc.h>
@@ -12,9 +14,10 @@ class VideoFeed
 public:
     virtual ~VideoFeed() = default;
 
-    /// GStreamer elements from an appsrc named "src" to a payloader named "pay0".
-    virtual QString launchLine() const = 0;
     // Any thread.
+    /// GStreamer elements from an appsrc named "src" to a stream of the format's codec.
+    virtual QString streamLine() const = 0;
+    virtual VideoFormat format() const = 0;
     virtual void addSink(GstAppSrc *source) = 0;
     virtual void removeSink(GstAppSrc *source) = 0;
 

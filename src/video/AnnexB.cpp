@@ -120,8 +120,9 @@ QByteArray sequenceParameters(QByteArrayView picture, Codec codec)
         codec == Codec::H264 ? int(h264::SequenceParameters) : int(h265::SequenceParameters);
     QByteArray sets;
     visitUntilSlice(picture, codec, [&](QByteArrayView unit, QByteArrayView header) {
-        if (unitType(header, codec) == wanted)
-            sets.append(unit.sliced(startCodeLength(unit)));
+        const QByteArrayView set = unit.sliced(startCodeLength(unit));
+        if (unitType(header, codec) == wanted && !sets.contains(set))
+            sets.append(set);
         return true;
     });
     return sets;

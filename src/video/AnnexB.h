@@ -55,7 +55,8 @@ bool isKeyPicture(QByteArrayView picture, Codec codec);
 /// where the picture is no recovery point.
 std::optional<int> recoveryPictures(QByteArrayView picture);
 
-/// The sequence parameter sets that stand ahead of the picture's first slice; they tell its size.
+/// The sequence parameter sets that stand ahead of the picture's first slice, each once, however
+/// often it is sent; they tell the picture's size.
 QByteArray sequenceParameters(QByteArrayView picture, Codec codec);
 
 } // namespace annexb
