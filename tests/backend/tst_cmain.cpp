@@ -195,6 +195,10 @@ void TestCMain::commands()
     }
     for (const protocol::CommandSpec &spec : protocol::commandCatalogue())
         QVERIFY2(names.contains(QLatin1StringView(spec.name)), spec.name.data());
+    // Another sync, an unused code, a known length of another type, a known type of another length.
+    for (const char *unknown :
+         {"fe010000000001", "ff010000000100", "ee85087cfc0000f2", "ee84097cfc000000f2"})
+        QVERIFY2(protocol::commandName(bytes(unknown)).empty(), unknown);
     QCOMPARE(m_raised->take(), QString());
     m_backend->watch({});
 
