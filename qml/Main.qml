@@ -388,7 +388,7 @@ ApplicationWindow {
                 markers: dragMarkers
                 guard: motion
                 pointingEnabled: !videoRenderer.status.includes("重连")
-                                 && !statusLine.text.includes("重连")
+                                 && !statusLine.told.includes("重连")
                 pictureLive: videoRenderer.playing && videoRenderer.contentRect.width > 0
                              && !videoRenderer.pictureOld
                 onClickedWithoutPicture: statusLine.reportForAWhile("noPicture", Theme.statusWarning)

@@ -180,6 +180,8 @@ Rectangle {
             bottom: parent.bottom
         }
         active: false
+        Accessible.role: Accessible.Pane
+        Accessible.name: header.title
         sourceComponent: [infoPage, cameraPage, settingsPage, sbussettingPage, joysticksettingPage,
             positioningPage, firmwareupdatePage][root.currentPage]
     }

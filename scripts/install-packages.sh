@@ -24,6 +24,7 @@ packages=(
   # tests, benchmarks, pictures, checks
   ffmpeg libimage-exiftool-perl lrzsz libbenchmark-dev xvfb xauth xdotool imagemagick librsvg2-bin iproute2
   clang-format clang-tidy cppcheck
+  at-spi2-core dbus-daemon gir1.2-atspi-2.0 python3-gi
   # fuzzing
   clang llvm libclang-rt-dev
   "$@"

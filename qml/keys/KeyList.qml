@@ -57,6 +57,7 @@ GridLayout {
                 objectName: "key_" + row.modelData.name
                 Layout.preferredWidth: list.keyWidth
                 implicitHeight: 26
+                Accessible.name: Texts.keyActions[row.modelData.name] + ": " + text
                 active: list.waiting === row.modelData.name
                 text: active ? "…" : [list.table.keys[row.modelData.name], row.modelData.also]
                                      .filter(key => key).join("   ") || "-"

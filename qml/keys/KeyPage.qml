@@ -76,6 +76,8 @@ Popup {
             font.bold: true
             font.pixelSize: 16
             text: Texts.keysTitle
+            Accessible.role: Accessible.StaticText
+            Accessible.name: text
         }
         Flickable {
             id: scroller
@@ -90,6 +92,7 @@ Popup {
             ScrollBar.vertical: ScrollBar {
                 policy: scroller.interactive ? ScrollBar.AlwaysOn : ScrollBar.AlwaysOff
                 width: 10
+                Accessible.name: Texts.scrollBar
             }
             KeyList {
                 id: list
@@ -101,6 +104,8 @@ Popup {
         }
         Text {
             objectName: "keyMessage"
+            Accessible.role: Accessible.AlertMessage
+            Accessible.name: text
             Layout.fillWidth: true
             color: page.refusal === "" ? Theme.drawerMuted : Theme.drawerWarning
             font.pixelSize: Theme.drawerFontSize

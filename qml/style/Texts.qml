@@ -12,20 +12,11 @@ QtObject {
         return texts.languageIndex === 1 ? english : chinese;
     }
 
-    // The backend tells its refusals in Chinese, whatever the language.
-    readonly property var refusals: ({
-        "未连接，无法发送数据": "Not connected, nothing was sent",
-        "串口未连接，无法发送数据": "The serial port is not connected, nothing was sent",
-        "TCP未连接": "TCP is not connected",
-        "不是串口模式": "Not in serial mode",
-        "不是TCP模式": "Not in TCP mode",
-        "读取超时": "The pod did not answer"
-    })
-
     readonly property string error: pick("错误: ", "Error: ")
 
-    function translated(refusal: string): string {
-        return pick(refusal, refusals[refusal] ?? refusal);
+    // What the backend or the video item told.
+    function translated(told: string): string {
+        return pick(told, Phrases.english(told));
     }
 
     // Main window
@@ -49,9 +40,9 @@ QtObject {
         return pick("设置文件已损坏，已恢复默认设置", "The settings file was damaged; the defaults are used")
             + (keptAs !== "" ? pick("，原文件保存为 ", ". It is kept as ") + keptAs : "");
     }
+    readonly property string pictureStands: pick("画面停住", "Picture stands still")
     function oldPicture(seconds: real): string {
-        const age = seconds.toFixed(1);
-        return pick("画面停住 " + age + " 秒", "Picture stands still for " + age + " s");
+        return pictureStands + pick(" ", " for ") + seconds.toFixed(1) + pick(" 秒", " s");
     }
     // By the words of the video item's trouble.
     readonly property var troubles: ({
@@ -78,6 +69,7 @@ QtObject {
     readonly property string maximize: pick("最大化", "Maximize")
     readonly property string restore: pick("还原", "Restore")
     readonly property string close: pick("关闭", "Close")
+    readonly property string scrollBar: pick("滚动条", "Scroll bar")
     readonly property string photo: pick("拍照", "Take photo")
     readonly property string startRecord: pick("开始录像", "Start recording")
     readonly property string stopRecord: pick("停止录像", "Stop recording")
@@ -498,6 +490,9 @@ QtObject {
         pick("画中画切换", "Pip Chg"), pick("伪彩切换", "IR Color"), pick("OSD显示", "OSD"),
         pick("激光补光灯", "Laser Light"), pick("停止跟踪", "Stop Track")
     ]
+    function axisDeflection(axis: string, negative: bool): string {
+        return pick("摇杆轴 ", "Axis ") + axis + (negative ? " -" : " +");
+    }
     function axisInverted(axis: string): string { return pick(axis + "反向", axis + " Opp"); }
     function joystickButton(number: int): string { return pick("按键" + number, "Button" + number); }
 }

@@ -23,6 +23,7 @@ Item {
         rightInset: 0
         focusPolicy: Qt.NoFocus
         Accessible.name: buttonTip.text
+        Accessible.onPressAction: if (enabled) clicked()
         background: Rectangle {
             color: closeTrackBtn.pressed ? Theme.titleHovered : Theme.panel
             radius: Theme.radius

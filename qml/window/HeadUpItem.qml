@@ -15,6 +15,8 @@ Row {
     property color color: Theme.value
 
     spacing: 4
+    Accessible.role: Accessible.StaticText
+    Accessible.name: caption + ": " + value
     rightPadding: 12
 
     Text {

@@ -30,6 +30,9 @@ Rectangle {
     }
 
     visible: lost
+    // Not the seconds: each would be announced.
+    Accessible.role: Accessible.AlertMessage
+    Accessible.name: Texts.linkLost + ": " + reasonText.text
     height: column.height + 4 * Theme.gap
     color: Theme.alarm
     radius: Theme.radius
@@ -54,6 +57,7 @@ Rectangle {
             wrapMode: Text.Wrap
         }
         Text {
+            id: reasonText
             objectName: "linkBannerReason"
             width: parent.width
             color: Theme.value

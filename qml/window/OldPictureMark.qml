@@ -14,6 +14,9 @@ Item {
     width: video.contentRect.width
     height: video.contentRect.height
     visible: video.pictureOld
+    // Not the seconds: each would be announced.
+    Accessible.role: Accessible.AlertMessage
+    Accessible.name: Texts.pictureStands
 
     Rectangle {
         anchors.fill: parent

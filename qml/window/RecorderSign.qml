@@ -19,7 +19,8 @@ Rectangle {
     border.width: 1
     border.color: tint
     Accessible.role: Accessible.AlertMessage
-    Accessible.name: signText.text
+    // Neither the time nor the size: each change would be announced.
+    Accessible.name: Texts.recordsHere + (writing ? "" : ": " + (Texts.recorderStates[recorder.state] ?? ""))
 
     PointerStop {}
     Row {

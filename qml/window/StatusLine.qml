@@ -10,14 +10,19 @@ Rectangle {
 
     required property VideoRenderer video
     readonly property alias text: statusText.text
+    // What it says in Chinese, or the same as the text.
+    property string told: ""
 
     // The video's state has changed under a report and is to be told when that has had its time.
     property bool videoStateDue: false
 
-    // A text that depends on the language comes as a function, so that the line follows it.
+    // A text that depends on the language comes as a function, so that the line follows it; another
+    // is translated.
     function show(text: var, color: color) {
         reportTimer.stop();
-        statusText.text = typeof text === "function" ? Qt.binding(text) : text;
+        const isBound = typeof text === "function";
+        told = isBound ? "" : text;
+        statusText.text = Qt.binding(isBound ? text : () => Texts.translated(text));
         statusText.color = color;
     }
 

@@ -24,6 +24,7 @@ Button {
     spacing: 0
     focusPolicy: Qt.NoFocus
     Accessible.name: tip
+    Accessible.onPressAction: if (enabled) clicked()
     background: Rectangle {
         radius: 6
         color: titleButton.hovered ? titleButton.hoverColor : "transparent"

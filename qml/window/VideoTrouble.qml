@@ -12,6 +12,8 @@ Text {
     readonly property int statusHeight: 60
 
     visible: text !== ""
+    Accessible.role: Accessible.AlertMessage
+    Accessible.name: text
     anchors.horizontalCenter: parent.horizontalCenter
     y: (parent.height + statusHeight) / 2
     width: parent.width - 2 * Theme.gap

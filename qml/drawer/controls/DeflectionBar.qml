@@ -12,7 +12,7 @@ ProgressBar {
     width: 60
     height: 12
     padding: 0
-    Accessible.name: axis + (leftward ? " -" : " +")
+    Accessible.name: Texts.axisDeflection(axis, leftward)
 
     background: Rectangle {
         color: Theme.drawerDisabledFill

@@ -21,6 +21,8 @@ Button {
     rightPadding: 10
     focusPolicy: Qt.NoFocus
     Accessible.description: tip
+    // Older Qt leaves the action of an assistive program to the button.
+    Accessible.onPressAction: if (enabled) clicked()
     font.capitalization: Font.MixedCase
     font.pixelSize: Theme.drawerFontSize
 

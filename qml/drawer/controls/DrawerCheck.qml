@@ -14,6 +14,8 @@ CheckBox {
     padding: 0
     spacing: 6
     checked: on
+    Accessible.onPressAction: if (enabled) flipped(!on)
+    Accessible.onToggleAction: if (enabled) flipped(!on)
     focusPolicy: Qt.NoFocus
     font.pixelSize: Theme.drawerFontSize
     onToggled: {

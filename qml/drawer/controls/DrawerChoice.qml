@@ -33,6 +33,7 @@ ComboBox {
     font.pixelSize: Theme.drawerFontSize
     Accessible.name: tip
     Accessible.description: displayText
+    Accessible.onPressAction: popup.visible ? popup.close() : popup.open()
     onActivated: index => {
         chosen(index);
         showChoice();
@@ -141,7 +142,9 @@ ComboBox {
             implicitHeight: contentHeight
             model: box.popup.visible ? box.delegateModel : null
             currentIndex: box.highlightedIndex
-            ScrollBar.vertical: ScrollBar {}
+            ScrollBar.vertical: ScrollBar {
+                Accessible.name: Texts.scrollBar
+            }
 
             // The keyboard stays with the video while the list is open.
             Shortcut {

@@ -9,12 +9,19 @@ Slider {
     property string tip: ""
     signal released(int value)
 
+    function step(act: var) {
+        act();
+        released(Math.round(value));
+    }
+
     implicitHeight: Theme.drawerRowHeight
     implicitWidth: 120
     padding: 0
     focusPolicy: Qt.NoFocus
     live: true
     Accessible.name: tip
+    Accessible.onIncreaseAction: step(increase)
+    Accessible.onDecreaseAction: step(decrease)
     onPressedChanged: {
         if (!pressed)
             released(Math.round(value));

@@ -16,6 +16,8 @@ Switch {
     padding: 0
     spacing: 0
     checked: on
+    Accessible.onPressAction: if (enabled) flipped(!on)
+    Accessible.onToggleAction: if (enabled) flipped(!on)
     focusPolicy: Qt.NoFocus
     onToggled: {
         const wanted = checked;

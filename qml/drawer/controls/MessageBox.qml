@@ -63,6 +63,8 @@ Popup {
         Text {
             id: dialogText
             objectName: "dialogText"
+            Accessible.role: Accessible.AlertMessage
+            Accessible.name: text
             Layout.fillWidth: true
             Layout.fillHeight: true
             color: Theme.drawerText

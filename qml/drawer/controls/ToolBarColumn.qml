@@ -42,6 +42,7 @@ Rectangle {
                 bottomInset: 0
                 focusPolicy: Qt.NoFocus
                 Accessible.name: Texts.pageTitles[index]
+                Accessible.onPressAction: if (enabled) clicked()
                 onClicked: bar.pageChosen(index)
 
                 DrawerTip {

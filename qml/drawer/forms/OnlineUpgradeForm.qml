@@ -23,7 +23,7 @@ Section {
         font.pixelSize: Theme.drawerFontSize
         maximumLineCount: 4
         text: form.run.waiting ? Texts.linkClosed + "\n" + Texts.updateStarts
-                                    : form.actions.hasBackend ? cMain.message : ""
+                                    : form.actions.hasBackend ? Texts.translated(cMain.message) : ""
         wrapMode: Text.Wrap
     }
     DrawerProgress {

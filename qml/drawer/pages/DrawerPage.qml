@@ -18,6 +18,7 @@ Flickable {
     ScrollBar.vertical: ScrollBar {
         policy: page.interactive ? ScrollBar.AlwaysOn : ScrollBar.AlwaysOff
         width: 10
+        Accessible.name: Texts.scrollBar
     }
 
     ColumnLayout {
