@@ -1,3 +1,4 @@
+#include "CaseTrace.h"
 #include "Files.h"
 #include "SilentListener.h"
 #include "UiHarness.h"
@@ -153,6 +154,7 @@ private slots:
     void anyStreamAddressIsKept();
     void linkFormsConnectStoreAndTell();
     void chosenFileIsFound();
+    void tipsCoverNoNeighbour();
     void unknownCommandIsWarnedOf();
     void pageTurnedWhileConnecting();
     void languageChangesEverythingAndIsKept();
@@ -237,6 +239,27 @@ void TestWindow::chosenFileIsFound()
         QMetaObject::invokeMethod(form, "localPath", Q_RETURN_ARG(QString, path),
                                   Q_ARG(QString, QString::fromLatin1(url)));
         QCOMPARE(path, QString::fromUtf8(expected));
+    }
+}
+
+void TestWindow::tipsCoverNoNeighbour()
+{
+    UiHarness ui(UiHarness::kNoStream, false);
+    // A control, and beside what its tip stands at the left.
+    const std::initializer_list<std::pair<QString, QString>> rows = {
+        {u"photobutton"_s, u"podControlsTools"_s},
+        {u"pageButton1"_s, u"podControlDrawer"_s},
+        {u"urlButton"_s, u"podControlDrawer"_s},
+        {u"portslist"_s, u"podControlDrawer"_s},
+    };
+    const auto sceneX = [&](const QString &name) { return ui.item(name)->mapToScene({}).x(); };
+    for (const auto &[control, group] : rows) {
+        const CaseTrace trace(control);
+        if (control != u"photobutton")
+            ui.play(u"page 0"_s);
+        ui.play(u"move videoRenderer; see tipBubble visible false; move %1; "
+                "see tipBubble visible true"_s.arg(control));
+        QTRY_VERIFY(sceneX(u"tipBubble"_s) + ui.item(u"tipBubble"_s)->width() < sceneX(group));
     }
 }
 
