@@ -2,8 +2,8 @@
 // the same packets; podsim sends them.
 
 #include "Ffmpeg.h"
+#include "PictureHashes.h"
 #include "PodSim.h"
-#include "video/DecodeTask.h"
 
 #include <QTemporaryDir>
 #include <QTest>
@@ -13,75 +13,6 @@ using namespace Qt::StringLiterals;
 
 // In place of Qt's: the decode task naps after each picture, and there are many here.
 void QThread::msleep(unsigned long) {}
-
-namespace {
-
-using Hashes = QList<size_t>;
-
-size_t hashOf(const QImage &picture)
-{
-    return qHashBits(picture.constBits(), size_t(picture.sizeInBytes()));
-}
-
-Hashes picturesOfFfmpeg(const QByteArray &url)
-{
-    AVFormatContext *opened = nullptr;
-    ffmpeg::Dictionary options;
-    options.set("rtsp_transport", "tcp");
-    if (avformat_open_input(&opened, url.constData(), nullptr, options.address()) < 0)
-        return {};
-    const ffmpeg::FormatContextPtr format(opened);
-    avformat_find_stream_info(opened, nullptr);
-    const AVCodecParameters *parameters = opened->streams[0]->codecpar;
-    const ffmpeg::CodecContextPtr codec(
-        avcodec_alloc_context3(avcodec_find_decoder(parameters->codec_id)));
-    avcodec_parameters_to_context(codec.get(), parameters);
-    codec->thread_count = 1;
-    avcodec_open2(codec.get(), nullptr, nullptr);
-    const ffmpeg::PacketPtr packet(av_packet_alloc());
-    const ffmpeg::FramePtr frame(av_frame_alloc());
-    FrameConverter converter;
-    Hashes hashes;
-    while (av_read_frame(opened, packet.get()) >= 0) {
-        avcodec_send_packet(codec.get(), packet.get());
-        while (avcodec_receive_frame(codec.get(), frame.get()) >= 0)
-            hashes.append(hashOf(converter.convert(frame.get())));
-        av_packet_unref(packet.get());
-    }
-    return hashes;
-}
-
-/// Sees each picture that a decode task leaves to be shown.
-struct Screen : PacketSink
-{
-    std::shared_ptr<PlaybackState> state;
-    Hashes hashes = {};
-    qint64 newest = 0;
-
-    quint64 beginStream(const AVCodecParameters &, AVRational) override { return 0; }
-    void takePacket(quint64, const AVPacket &, qint64) override
-    {
-        const QImage picture = state->currentFrame().image;
-        if (!picture.isNull() && std::exchange(newest, picture.cacheKey()) != newest)
-            hashes.append(hashOf(picture));
-    }
-};
-
-Hashes picturesOfPlayer(const QString &url)
-{
-    stream_options::Settings settings;
-    settings.rtspTransport = u"tcp"_s;
-    const auto stream = openMediaStream({url, settings, std::make_shared<AbortFlag>(false)}).stream;
-    if (!stream)
-        return {};
-    const auto screen = std::make_shared<Screen>();
-    screen->state = std::make_shared<PlaybackState>([&](quint64) { stream->abort(); });
-    screen->state->setPlaying(true);
-    DecodeTask(screen->state, stream, screen->state->beginGeneration(), screen).run();
-    return screen->hashes;
-}
-
-} // namespace
 
 class TestSenders : public QObject
 {
@@ -124,7 +55,7 @@ void TestSenders::initTestCase()
     for (const auto &[name, arguments] : streams) {
         const QString file = m_folder.filePath(name);
         QVERIFY(runFfmpeg(source + arguments, file));
-        m_truth.insert(name, picturesOfFfmpeg(file.toUtf8()));
+        m_truth.insert(name, picturesOfFfmpeg({file}));
     }
     m_sim = std::make_unique<PodSim>(QStringList{u"--sender"_s, m_folder.path()});
 }
@@ -166,8 +97,8 @@ void TestSenders::picturesAreThoseOfFfmpeg()
     QFETCH(const QString, manner);
     const QString url = m_sim->rtspUrl() + stream + u'?' + manner;
     const Hashes &truth = m_truth[stream];
-    const Hashes expected = picturesOfFfmpeg(url.toUtf8());
-    const Hashes seen = picturesOfPlayer(url);
+    const Hashes expected = picturesOfFfmpeg({url});
+    const Hashes seen = picturesOfPlayer({url});
     const auto intact = [&](const Hashes &hashes) {
         const QSet<size_t> all(hashes.begin(), hashes.end());
         return std::ranges::count_if(truth, [&](size_t hash) { return all.contains(hash); });
@@ -193,8 +124,8 @@ void TestSenders::picturesAreThoseOfFfmpeg()
 void TestSenders::recoveryPointsAreAwaited()
 {
     const QString url = m_sim->rtspUrl() + u"refresh.h265?skip=20"_s;
-    const qsizetype shown = picturesOfPlayer(url).size();
-    QVERIFY2(shown > 0 && shown <= picturesOfFfmpeg(url.toUtf8()).size() - 40,
+    const qsizetype shown = picturesOfPlayer({url}).size();
+    QVERIFY2(shown > 0 && shown <= picturesOfFfmpeg({url}).size() - 40,
              qPrintable(QString::number(shown)));
 }
 
