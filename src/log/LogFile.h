@@ -17,7 +17,7 @@ public:
     explicit LogFile(const QString &folder, RotatingFile::Bounds bounds = {});
     /// Waits at most kEndMs for what is not in the file yet.
     ~LogFile();
-    Q_DISABLE_COPY_MOVE(LogFile)
+    Q_DISABLE_COPY(LogFile)
 
     static constexpr int kEndMs = 500;
 

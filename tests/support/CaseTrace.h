@@ -18,7 +18,7 @@ public:
         if (QTest::currentTestFailed())
             qInfo("in the case %s", qPrintable(m_case));
     }
-    Q_DISABLE_COPY_MOVE(CaseTrace)
+    Q_DISABLE_COPY(CaseTrace)
 
 private:
     QString m_case;
