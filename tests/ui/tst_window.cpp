@@ -51,6 +51,22 @@ constexpr auto kRows = std::to_array<Row>({
      "see headUpModeValue color #ffa500; see headUpLinkValue color #ffa500; "
      "tap F3; see headUpLine visible false; kept View/headUpLine 0; page 1; click headUpButton; "
      "see headUpLine visible true"},
+    {"what holds until the operator chooses otherwise",
+     "see window title KAVROControl; see window width 1080; see window height 720; "
+     "see window minimumWidth 800; see window minimumHeight 600; see window zoomspeed 4; "
+     "see window movespeed 128; see videoRenderer autoReconnect true; "
+     "see videoRenderer reconnectInterval 5000; see videoRenderer maxReconnectAttempts 100; "
+     "see recorder secondsBefore 10; see recorder quota 20; see headUpLine visible true; "
+     "see podInfo visible false; page 0; see ipInput text 192.168.10.20; see portInput text 2000; "
+     "see portslist editText COM1; see baudRateInput text 115200; page 1; "
+     "see comboboxlanguage currentIndex 0; see comboboxprotocoltype currentIndex -1; "
+     "see comboboxfrequency currentIndex -1; see pitchInput text 0; see yawInput text 0; page 2; "
+     "see osdshowrowSwitch checked true; see targetcheckrowSwitch checked true; "
+     "see pointtrackrowSwitch checked false; see manualfocusrowSwitch checked false; "
+     "see clearfrogrowSwitch checked false; see electroniczoomrowSwitch checked false; "
+     "see trackautozoomrowSwitch checked false; see followframesizecombo currentIndex -1; "
+     "see kjgrowCombo currentIndex -1; page 5; see zoomLevelChoice displayText 16; page 6; "
+     "see updatebaudRateInput text 115200; see updateportslist editText COM1"},
     {"stored settings",
      "see videoRenderer source bad://stream; page 0; see ipInput text 10.1.2.3; "
      "see portInput text 4001; see baudRateInput text 57600; page 1; "
