@@ -67,6 +67,7 @@ ApplicationWindow {
 
     header: TitleBar {
         id: titleBarItem
+        Keys.forwardTo: [videoRenderer]
         height: 20
         visible: mainWindow.visibility !== Window.FullScreen
         title: mainWindow.title
@@ -77,6 +78,12 @@ ApplicationWindow {
     }
 
     onClosing: close => close.accepted = mayClose(() => mainWindow.close())
+
+    onActiveFocusItemChanged: {
+        // The key-ups will not arrive where the keys went down.
+        steeringKeys.releaseAll();
+        keyboardCatcher.start();
+    }
 
     onVisibilityChanged: visibility => {
         if (visibility !== Window.Minimized)
@@ -169,14 +176,24 @@ ApplicationWindow {
     function showDrawer(shown: bool) {
         podControlDrawer.visible = shown;
         podControlDrawer.opened = shown;
-        videoRenderer.forceActiveFocus();
+        giveFocusBack();
     }
 
     function toggleDrawer() { showDrawer(!podControlDrawer.visible); }
 
-    // Keys steer the pod unless the operator is typing or is asked something.
+    // Keys steer the pod unless the operator is typing or is asked something. From a control that was
+    // reached by Tab they steer, too: it keeps the keyboard for as long as it can be used.
     function giveFocusBack() {
-        if (!podControlDrawer.asking)
+        const control = activeFocusItem;
+        const inUse = control !== null && control !== contentItem && control.visible && control.enabled
+            && !((control as ComboBox)?.editable ?? false);
+        if (!podControlDrawer.asking && (typing || !inUse))
+            videoRenderer.forceActiveFocus();
+    }
+
+    // A control that has the keyboard was hidden, disabled or destroyed.
+    function catchKeyboard() {
+        if (active && (activeFocusItem === null || activeFocusItem === contentItem || !activeFocusItem.visible))
             videoRenderer.forceActiveFocus();
     }
 
@@ -327,6 +344,17 @@ ApplicationWindow {
             videoRenderer.play();
         }
     }
+    // Not in the change itself, which may be on its way to another item.
+    Timer {
+        id: keyboardCatcher
+        interval: 0
+        onTriggered: mainWindow.catchKeyboard()
+    }
+    // Unlike a disabled control a hidden one would keep the keyboard.
+    Connections {
+        target: mainWindow.activeFocusItem
+        function onVisibleChanged() { mainWindow.catchKeyboard(); }
+    }
     Connections {
         target: cMain
         function onSbusDataError(error: string) {
@@ -371,15 +399,19 @@ ApplicationWindow {
             }
 
             Keys.onPressed: event => {
-                if (event.key === Qt.Key_Escape && podControlsTools.menuOpen) {
-                    podControlsTools.closeMenus();
+                if (mainWindow.typing)
+                    return;
+                if (event.key === Qt.Key_Escape && (podControlsTools.menuOpen || podControlDrawer.visible)) {
+                    if (podControlsTools.menuOpen)
+                        podControlsTools.closeMenus();
+                    else
+                        mainWindow.showDrawer(false);
                     event.accepted = true;
                     return;
                 }
                 steeringKeys.press(event);
             }
             Keys.onReleased: event => steeringKeys.release(event)
-            onActiveFocusChanged: if (!activeFocus) steeringKeys.releaseAll()
 
             VideoGestures {
                 id: videoGestures
@@ -427,8 +459,25 @@ ApplicationWindow {
         anchors.bottomMargin: 25 + attemptsHeight
         visible: mainWindow.isPodInfoValuesShow
     }
+    // In the order in which Tab goes through them; the keys steer from each.
+    Notice {
+        id: notice
+        Keys.forwardTo: [videoRenderer]
+        objectName: "notice"
+        anchors.left: parent.left
+        anchors.top: parent.top
+        anchors.margins: mainWindow.margin
+        width: Math.min(420, podControlsTools.x - 2 * mainWindow.margin)
+        z: 2
+        readonly property string recorderTrouble: flightRecorder.trouble === ""
+            ? "" : Texts.recorderTrouble(flightRecorder.trouble, flightRecorder.detail)
+        text: storedSettings.trouble
+              + (storedSettings.trouble !== "" && recorderTrouble !== "" ? "\n" : "")
+              + recorderTrouble
+    }
     HeadUpLine {
         id: headUpLine
+        Keys.forwardTo: [videoRenderer]
         objectName: "headUpLine"
         x: mainWindow.margin
         y: mainWindow.margin
@@ -440,29 +489,61 @@ ApplicationWindow {
         visible: mainWindow.isHeadUpShown
         onRecordHereClicked: podActions.recordHere()
     }
-    RecorderSign {
-        objectName: "recorderSign"
-        anchors.left: parent.left
-        anchors.leftMargin: mainWindow.margin
-        anchors.bottom: parent.bottom
-        anchors.bottomMargin: 30
-        z: 1
-        recorder: flightRecorder
+    LinkPanel {
+        id: podSettings
+        Keys.forwardTo: [videoRenderer]
+        objectName: "podSettings"
+        anchors.right: parent.right
+        anchors.top: parent.top
+        anchors.margins: mainWindow.margin
+        z: 2 // over the drawer
+        tipsBeside: podControlDrawer.visible ? podControlDrawer : podSettings
+        onSettingsClicked: mainWindow.toggleDrawer()
     }
-    Loader {
-        // Beside the buttons at the left edge, below the banner.
-        x: 70
-        y: 120
-        width: 270
-        z: 1
-        active: mainWindow.isStatisticsShown
-        sourceComponent: StatisticsPanel {
-            objectName: "statisticsPanel"
-            video: mainWindow.video
-        }
+    LinkBanner {
+        id: linkBanner
+        Keys.forwardTo: [videoRenderer]
+        objectName: "linkBanner"
+        // Between what stands at the left edge and the tool strip or the drawer.
+        readonly property real edge: 60
+        readonly property real room: Math.min(podInfo.freeWidth, podControlsTools.x) - edge
+                                     - mainWindow.margin
+        x: edge + (room - width) / 2
+        width: Math.min(420, room)
+        anchors.top: parent.top
+        anchors.topMargin: 50
+        z: 3
+        line: statusLine
+        closing: podControlDrawer.linkClosing
+        onReconnectClicked: podControlDrawer.reconnect()
+    }
+    CloseTrackButton {
+        id: closetrackbutton
+        Keys.forwardTo: [videoRenderer]
+        objectName: "closetrackbutton"
+        anchors.left: parent.left
+        anchors.leftMargin: 15
+        anchors.top: parent.top
+        anchors.topMargin: 50
+        z: 999
+        visible: cMain.isTracking
+        onStopClicked: podActions.stopTracking()
+    }
+    ManualFocusButtons {
+        id: manualfocusbuttons
+        Keys.forwardTo: [videoRenderer]
+        objectName: "manualfocusbuttons"
+        guard: motion
+        anchors.left: parent.left
+        anchors.leftMargin: 10
+        anchors.top: parent.top
+        anchors.topMargin: 150
+        z: 999
+        visible: cMain.isManualFocus
     }
     ToolStrip {
         id: podControlsTools
+        Keys.forwardTo: [videoRenderer]
         objectName: "podControlsTools"
         guard: motion
         actions: podActions
@@ -470,9 +551,11 @@ ApplicationWindow {
         anchors.rightMargin: mainWindow.margin
         anchors.verticalCenter: parent.verticalCenter
         z: 1
+        enabled: !podControlDrawer.visible // which covers it
     }
     PodControlDrawer {
         id: podControlDrawer
+        Keys.forwardTo: [videoRenderer]
         objectName: "podControlDrawer"
         recorder: flightRecorder
         guard: motion
@@ -494,68 +577,29 @@ ApplicationWindow {
         onClosed: mainWindow.showDrawer(false)
         onRecordHereClicked: podActions.recordHere()
         onSnapshotClicked: podActions.snapshot()
+        onPhotoClicked: podActions.photo()
+        onRecordClicked: podActions.record()
     }
-    LinkPanel {
-        id: podSettings
-        objectName: "podSettings"
-        anchors.right: parent.right
-        anchors.top: parent.top
-        anchors.margins: mainWindow.margin
+    RecorderSign {
+        objectName: "recorderSign"
+        anchors.left: parent.left
+        anchors.leftMargin: mainWindow.margin
+        anchors.bottom: parent.bottom
+        anchors.bottomMargin: 30
         z: 1
-        tipsBeside: podControlDrawer.visible ? podControlDrawer : podSettings
-        onSettingsClicked: mainWindow.toggleDrawer()
+        recorder: flightRecorder
     }
-    LinkBanner {
-        id: linkBanner
-        objectName: "linkBanner"
-        // Between what stands at the left edge and the tool strip or the drawer.
-        readonly property real edge: 60
-        readonly property real room: Math.min(podInfo.freeWidth, podControlsTools.x) - edge
-                                     - mainWindow.margin
-        x: edge + (room - width) / 2
-        width: Math.min(420, room)
-        anchors.top: parent.top
-        anchors.topMargin: 50
-        z: 3
-        line: statusLine
-        closing: podControlDrawer.linkClosing
-        onReconnectClicked: podControlDrawer.reconnect()
-    }
-    CloseTrackButton {
-        id: closetrackbutton
-        objectName: "closetrackbutton"
-        anchors.left: parent.left
-        anchors.leftMargin: 15
-        anchors.top: parent.top
-        anchors.topMargin: 50
-        z: 999
-        visible: cMain.isTracking
-        onStopClicked: podActions.stopTracking()
-    }
-    ManualFocusButtons {
-        id: manualfocusbuttons
-        objectName: "manualfocusbuttons"
-        guard: motion
-        anchors.left: parent.left
-        anchors.leftMargin: 10
-        anchors.top: parent.top
-        anchors.topMargin: 150
-        z: 999
-        visible: cMain.isManualFocus
-    }
-    Notice {
-        id: notice
-        objectName: "notice"
-        anchors.left: parent.left
-        anchors.top: parent.top
-        anchors.margins: mainWindow.margin
-        width: Math.min(420, podControlsTools.x - 2 * mainWindow.margin)
-        z: 2
-        readonly property string recorderTrouble: flightRecorder.trouble === ""
-            ? "" : Texts.recorderTrouble(flightRecorder.trouble, flightRecorder.detail)
-        text: storedSettings.trouble
-              + (storedSettings.trouble !== "" && recorderTrouble !== "" ? "\n" : "")
-              + recorderTrouble
+    Loader {
+        // Beside the buttons at the left edge, below the banner.
+        x: 70
+        y: 120
+        width: 270
+        z: 1
+        active: mainWindow.isStatisticsShown
+        sourceComponent: StatisticsPanel {
+            objectName: "statisticsPanel"
+            video: mainWindow.video
+        }
     }
     DragMarkers {
         id: dragMarkers

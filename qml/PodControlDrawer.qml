@@ -19,6 +19,8 @@ Rectangle {
     signal closed()
     signal recordHereClicked()
     signal snapshotClicked()
+    signal photoClicked()
+    signal recordClicked()
 
     required property FlightRecorder recorder
     required property MotionGuard guard
@@ -150,6 +152,8 @@ Rectangle {
             bottom: parent.bottom
         }
         currentPage: root.currentPage
+        onPhotoClicked: root.photoClicked()
+        onRecordClicked: root.recordClicked()
         onPageChosen: page => {
             root.currentPage = page;
             mainWindow.giveFocusBack();

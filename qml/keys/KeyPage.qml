@@ -94,6 +94,9 @@ Popup {
                 width: 10
                 Accessible.name: Texts.scrollBar
             }
+            Revealer {
+                view: scroller
+            }
             KeyList {
                 id: list
                 width: scroller.width - (scroller.interactive ? 12 : 0)

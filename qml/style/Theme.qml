@@ -19,6 +19,7 @@ QtObject {
     readonly property color linkChip: "#FFFFFF"
     readonly property color linkGround: "#E6000000"
     readonly property color alarm: "#E6B00020"
+    readonly property color focusRing: "#00A3FF"
     readonly property color recording: "#FF6B6B"
     // What was true once, but has not been heard of for a while.
     readonly property color stale: "orange"

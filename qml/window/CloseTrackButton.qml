@@ -21,7 +21,9 @@ Item {
         bottomInset: 0
         leftInset: 0
         rightInset: 0
-        focusPolicy: Qt.NoFocus
+        focusPolicy: Qt.TabFocus
+        Keys.onReturnPressed: event => { if (!event.isAutoRepeat) clicked(); }
+        Keys.onEnterPressed: event => { if (!event.isAutoRepeat) clicked(); }
         Accessible.name: buttonTip.text
         Accessible.onPressAction: if (enabled) clicked()
         background: Rectangle {
@@ -39,6 +41,7 @@ Item {
         }
         onClicked: closetrackbutton.stopClicked()
 
+        FocusRing {}
         Tip {
             id: buttonTip
             edge: Qt.RightEdge

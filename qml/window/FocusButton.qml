@@ -19,7 +19,13 @@ Button {
     bottomInset: 0
     leftInset: 0
     rightInset: 0
-    focusPolicy: Qt.NoFocus
+    focusPolicy: Qt.TabFocus
+    Keys.onReturnPressed: event => { if (!event.isAutoRepeat) guard.press(source, command); }
+    Keys.onReleased: event => {
+        if (event.key === Qt.Key_Return && !event.isAutoRepeat)
+            guard.release(source);
+    }
+    onActiveFocusChanged: if (!activeFocus) guard?.release(source)
     Accessible.name: tip
     display: AbstractButton.IconOnly
     icon.width: 20
@@ -36,6 +42,7 @@ Button {
     onDownChanged: if (!down) guard?.release(source)
     onVisibleChanged: if (!visible) guard?.release(source)
 
+    FocusRing {}
     Tip {
         id: buttonTip
         edge: Qt.RightEdge

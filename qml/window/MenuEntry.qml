@@ -13,6 +13,10 @@ Rectangle {
     signal pressEnded()
     signal triggered()
 
+    function takeKeyboard() {
+        mouse.takeKeyboard();
+    }
+
     width: parent.width - 2 * Theme.gap
     height: Theme.entryHeight
     radius: Theme.radius
@@ -23,11 +27,10 @@ Rectangle {
     }
     PressArea {
         id: mouse
-        onPressed: menuEntry.pressStarted()
-        onReleased: menuEntry.pressEnded()
-        onCanceled: menuEntry.pressEnded()
-        onContainsMouseChanged: if (!containsMouse) menuEntry.pressEnded()
-        onVisibleChanged: if (!visible) menuEntry.pressEnded()
+        onHoldStarted: menuEntry.pressStarted()
+        onHoldEnded: menuEntry.pressEnded()
+        Keys.onUpPressed: nextItemInFocusChain(false).forceActiveFocus(Qt.TabFocusReason)
+        Keys.onDownPressed: nextItemInFocusChain(true).forceActiveFocus(Qt.TabFocusReason)
         onClicked: menuEntry.triggered()
     }
 }

@@ -15,6 +15,12 @@ Rectangle {
 
     signal clicked()
 
+    readonly property alias hasKeyboard: mouse.activeFocus
+
+    function takeKeyboard() {
+        mouse.takeKeyboard();
+    }
+
     width: visible ? parent.width : 0
     height: visible ? Theme.buttonHeight : 0
     radius: Theme.radius

@@ -2,11 +2,14 @@ import QtQuick
 import QtQuick.Controls
 import "../style"
 
-// A menu of the tool strip, opened to the left of its button. The keyboard stays with the video,
-// so that the keys steer while a menu is open; the video closes it on Escape. Modal, so that the press
+// A menu of the tool strip, opened to the left of its button. The keyboard stays with the video, which
+// closes the menu on Escape, unless the keyboard opened it. The keys steer either way. Modal, so that the press
 // that closes it does nothing else: it neither points nor opens the menu again.
 Popup {
     id: stripMenu
+
+    readonly property StripButton opener: parent as StripButton
+    property bool byKey: false
 
     x: -width - 3 * Theme.gap
     y: parent ? (parent.height - height) / 2 : 0
@@ -19,7 +22,10 @@ Popup {
 
     // No fading: as long as it lasts the window takes no click.
     exit: Transition {}
+    onAboutToShow: byKey = opener.hasKeyboard
+    onOpened: if (byKey) (contentItem.children[0] as MenuEntry).takeKeyboard()
     onAboutToHide: mainWindow.takePress()
+    onClosed: if (byKey) opener.takeKeyboard()
     background: Rectangle {
         color: Theme.strip
         radius: Theme.panelRadius
@@ -27,6 +33,7 @@ Popup {
         border.color: Theme.stripBorder
     }
     contentItem: Column {
+        Keys.forwardTo: [mainWindow.video]
         padding: Theme.gap
         spacing: Theme.gap
     }

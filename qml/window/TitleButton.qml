@@ -2,7 +2,7 @@ import QtQuick
 import QtQuick.Controls
 import "../style"
 
-// One of the title bar's buttons; its icon is its child. It never takes the keyboard.
+// One of the title bar's buttons; its icon is its child. A click leaves the keyboard where it is.
 Button {
     id: titleButton
 
@@ -22,7 +22,9 @@ Button {
     topInset: 0
     bottomInset: 0
     spacing: 0
-    focusPolicy: Qt.NoFocus
+    focusPolicy: Qt.TabFocus
+    Keys.onReturnPressed: event => { if (!event.isAutoRepeat) clicked(); }
+    Keys.onEnterPressed: event => { if (!event.isAutoRepeat) clicked(); }
     Accessible.name: tip
     Accessible.onPressAction: if (enabled) clicked()
     background: Rectangle {
@@ -31,6 +33,9 @@ Button {
         opacity: titleButton.pressed ? 0.7 : 1
     }
 
+    FocusRing {
+        anchors.margins: 1
+    }
     Tip {
         id: buttonTip
         shown: titleButton.hovered && !titleButton.pressed

@@ -22,6 +22,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr int kWaitMs = 10000;
+constexpr int kMostTabs = 150;
 const QString kSettingsFile = u"device_config.ini"_s;
 const QString kVideo = u"videoRenderer"_s;
 const QString kDrawer = u"podControlDrawer"_s;
@@ -111,6 +112,26 @@ void type(UiHarness &ui, const QString &field, const QString &text)
     QTest::keyClick(ui.window(), Qt::Key_Delete);
     for (const QChar character : text)
         QTest::keyClick(ui.window(), character.toLatin1());
+}
+
+void typeHere(UiHarness &ui, const QString &text, const QString &)
+{
+    QTest::keySequence(ui.window(), QKeySequence::SelectAll);
+    for (const QChar character : text)
+        QTest::keyClick(ui.window(), character.toLatin1());
+}
+
+/// By Tab alone, to the control or to what in it takes the keyboard.
+void go(UiHarness &ui, const QString &control, const QString &)
+{
+    const auto isThere = [&] {
+        const QQuickItem *focus = ui.window()->activeFocusItem();
+        const auto *goal = ui.item(control);
+        return focus && (focus == goal || goal->isAncestorOf(focus));
+    };
+    for (int press = 0; press < kMostTabs && !isThere(); ++press)
+        QTest::keyClick(ui.window(), Qt::Key_Tab);
+    await(isThere, control + u" is reached by Tab"_s);
 }
 
 void turnWheel(UiHarness &ui, const QString &angle, const QString &)
@@ -239,6 +260,8 @@ const QHash<QString, Step> kSteps = {
      [](auto &ui, auto &x, auto &y) { QTest::mouseMove(ui.window(), fromCentre(ui, x, y)); }},
     {u"drop"_s,
      [](auto &ui, auto &x, auto &y) { mouse(ui, QTest::mouseRelease, fromCentre(ui, x, y)); }},
+    {u"keys"_s, typeHere},
+    {u"go"_s, go},
     {u"wheel"_s, turnWheel},
     {u"pick"_s, pick},
     {u"type"_s, type},

@@ -44,19 +44,19 @@ ON_PAGES = [
     {"progress bar": 2, "push button": 5, "text": 3, "combo box": 1, "scroll bar": 1, "filled list": 0},
 ]
 # And in the whole window, with page 1 open.
-ON_WINDOW = {"push button": 32, "slider": 1, "text": 2, "combo box": 3, "scroll bar": 1}
+ON_WINDOW = {"push button": 34, "slider": 1, "text": 2, "combo box": 3, "scroll bar": 1}
 MENUS = {
     "zh": {"画中画": 4, "伪彩": 3, "变倍": 2, "一键操作": 2, "云台模式": 3},
     "en": {"Picture in picture": 4, "Thermal colours": 3, "Zoom": 2, "One-key poses": 2,
            "Gimbal mode": 3},
 }
 WORDS = {
-    "zh": {"settings": "设置", "idle": "状态: ", "connect": "连接 TCP 连接",
+    "zh": {"settings": "设置", "shut": "关闭设置面板", "idle": "状态: ", "connect": "连接 TCP 连接",
            "connected": "已连接", "connection": "TCP 连接成功",
            "photo": "拍照", "sent": "已发送: 拍照", "reboot": "云台重启", "question": "云台将重启",
            "cancel": "取消", "record": "开始本机录像", "notice": "本机录像已停止",
            "lost": "控制链路已中断: "},
-    "en": {"settings": "Settings", "idle": "Status: ", "connect": "Conn TCP connection",
+    "en": {"settings": "Settings", "shut": "Close the drawer", "idle": "Status: ", "connect": "Conn TCP connection",
            "connected": "Connected", "connection": "TCP connected",
            "photo": "Take photo", "sent": "Sent: Take photo", "reboot": "Reboot",
            "question": "The gimbal", "cancel": "Cancel", "record": "Record here",
@@ -221,6 +221,7 @@ class Console:
         self.walk("question", box)
         self.named("alert", words["question"])
         self.close("question", words["cancel"])
+        self.press(words["shut"])
         for button, entries in MENUS[self.language].items():
             menu = self.opened(button, button)
             if self.walk(button, menu) != {"push button": entries}:

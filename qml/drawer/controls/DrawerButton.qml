@@ -1,6 +1,7 @@
 import QtQuick
 import QtQuick.Controls
 import "../../style"
+import "../../window"
 
 // `primary` marks a form's main action, `active` a state that the button has switched on.
 Button {
@@ -19,13 +20,16 @@ Button {
     bottomPadding: 0
     leftPadding: 10
     rightPadding: 10
-    focusPolicy: Qt.NoFocus
+    focusPolicy: Qt.TabFocus
+    Keys.onReturnPressed: event => { if (!event.isAutoRepeat) clicked(); }
+    Keys.onEnterPressed: event => { if (!event.isAutoRepeat) clicked(); }
     Accessible.description: tip
     // Older Qt leaves the action of an assistive program to the button.
     Accessible.onPressAction: if (enabled) clicked()
     font.capitalization: Font.MixedCase
     font.pixelSize: Theme.drawerFontSize
 
+    FocusRing {}
     DrawerTip {
         shown: button.hovered
         text: button.tip

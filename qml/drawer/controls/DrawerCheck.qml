@@ -1,6 +1,7 @@
 import QtQuick
 import QtQuick.Controls
 import "../../style"
+import "../../window"
 
 // A check box that shows `on` and nothing else; see DrawerSwitch.
 CheckBox {
@@ -16,7 +17,9 @@ CheckBox {
     checked: on
     Accessible.onPressAction: if (enabled) flipped(!on)
     Accessible.onToggleAction: if (enabled) flipped(!on)
-    focusPolicy: Qt.NoFocus
+    focusPolicy: Qt.TabFocus
+    Keys.onReturnPressed: flipped(!on)
+    Keys.onEnterPressed: flipped(!on)
     font.pixelSize: Theme.drawerFontSize
     onToggled: {
         const wanted = checked;
@@ -24,6 +27,7 @@ CheckBox {
         flipped(wanted);
     }
 
+    FocusRing {}
     DrawerTip {
         shown: control.hovered
         text: control.tip

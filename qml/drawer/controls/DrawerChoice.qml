@@ -2,6 +2,7 @@ import QtQuick
 import QtQuick.Controls
 import QtQuick.Layouts
 import "../../style"
+import "../../window"
 
 // A combo box that shows `choice` and nothing else: the operator's pick arrives as `chosen` and is
 // shown only once the owner has taken it over, so a refused one springs back by itself. A new list
@@ -29,7 +30,16 @@ ComboBox {
     leftPadding: 8
     rightPadding: 26
     displayText: currentIndex < 0 && !editable ? Texts.notChosen : currentText
-    focusPolicy: editable ? Qt.ClickFocus : Qt.NoFocus
+    focusPolicy: editable ? Qt.StrongFocus : Qt.TabFocus
+    // An arrow opens the list: on a closed one it would choose unseen.
+    Keys.onPressed: event => {
+        if (popup.visible || ![Qt.Key_Up, Qt.Key_Down].includes(event.key)
+                && (editable || ![Qt.Key_Return, Qt.Key_Enter].includes(event.key)))
+            return;
+        event.accepted = true;
+        if (!event.isAutoRepeat)
+            popup.open();
+    }
     font.pixelSize: Theme.drawerFontSize
     Accessible.name: tip
     Accessible.description: displayText
@@ -43,6 +53,9 @@ ComboBox {
     onCountChanged: showChoice()
     Component.onCompleted: showChoice()
 
+    FocusRing {
+        visible: box.activeFocus && !box.editable
+    }
     DrawerTip {
         shown: box.hovered && !box.popup.visible
         text: box.tip

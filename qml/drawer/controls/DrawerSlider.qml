@@ -1,6 +1,7 @@
 import QtQuick
 import QtQuick.Controls
 import "../../style"
+import "../../window"
 
 // A slider whose value counts when the handle is let go (`released`).
 Slider {
@@ -17,7 +18,7 @@ Slider {
     implicitHeight: Theme.drawerRowHeight
     implicitWidth: 120
     padding: 0
-    focusPolicy: Qt.NoFocus
+    focusPolicy: Qt.TabFocus
     live: true
     Accessible.name: tip
     Accessible.onIncreaseAction: step(increase)
@@ -27,6 +28,7 @@ Slider {
             released(Math.round(value));
     }
 
+    FocusRing {}
     DrawerTip {
         shown: slider.hovered && !slider.pressed
         text: slider.tip

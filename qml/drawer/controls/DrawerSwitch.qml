@@ -1,6 +1,7 @@
 import QtQuick
 import QtQuick.Controls
 import "../../style"
+import "../../window"
 
 // A switch that shows `on` and nothing else: a flip arrives as `flipped` and stays only if the
 // owner changes `on`.
@@ -18,13 +19,16 @@ Switch {
     checked: on
     Accessible.onPressAction: if (enabled) flipped(!on)
     Accessible.onToggleAction: if (enabled) flipped(!on)
-    focusPolicy: Qt.NoFocus
+    focusPolicy: Qt.TabFocus
+    Keys.onReturnPressed: flipped(!on)
+    Keys.onEnterPressed: flipped(!on)
     onToggled: {
         const wanted = checked;
         checked = Qt.binding(() => control.on);
         flipped(wanted);
     }
 
+    FocusRing {}
     DrawerTip {
         shown: control.hovered
         text: control.tip

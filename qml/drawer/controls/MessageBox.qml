@@ -87,6 +87,7 @@ Popup {
                 onClicked: box.confirm()
             }
             DrawerButton {
+                id: cancelButton
                 objectName: "dialogCancelButton"
                 width: 90
                 text: Texts.cancel
@@ -99,7 +100,7 @@ Popup {
 
     // Enter is the button's key; the Enter that opened the box, held, is no answer to it.
     Shortcut {
-        enabled: box.visible
+        enabled: box.visible && !cancelButton.activeFocus
         autoRepeat: false
         sequences: ["Return", "Enter"]
         onActivated: box.confirm()

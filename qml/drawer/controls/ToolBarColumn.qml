@@ -1,13 +1,16 @@
 import QtQuick
 import QtQuick.Controls
 import "../../style"
+import "../../window"
 
-// The drawer's seven page buttons, in page order.
+// The drawer's seven page buttons, in page order, and below them what the drawer covers.
 Rectangle {
     id: bar
 
     property int currentPage: 0
     signal pageChosen(int page)
+    signal photoClicked()
+    signal recordClicked()
 
     readonly property var icons: ["device_info", "gimbal_settings", "camera-settings", "SbusSetting",
         "JoystickSetting", "Positioning", "FirmwareUpdate"]
@@ -40,11 +43,14 @@ Rectangle {
                 padding: 0
                 topInset: 0
                 bottomInset: 0
-                focusPolicy: Qt.NoFocus
+                focusPolicy: Qt.TabFocus
+                Keys.onReturnPressed: event => { if (!event.isAutoRepeat) clicked(); }
+                Keys.onEnterPressed: event => { if (!event.isAutoRepeat) clicked(); }
                 Accessible.name: Texts.pageTitles[index]
                 Accessible.onPressAction: if (enabled) clicked()
                 onClicked: bar.pageChosen(index)
 
+                FocusRing {}
                 DrawerTip {
                     shown: button.hovered
                     text: Texts.pageTitles[button.index]
@@ -68,5 +74,14 @@ Rectangle {
                 }
             }
         }
+    }
+    CameraButtons {
+        anchors {
+            horizontalCenter: parent.horizontalCenter
+            bottom: parent.bottom
+            bottomMargin: 9
+        }
+        onPhotoClicked: bar.photoClicked()
+        onRecordClicked: bar.recordClicked()
     }
 }

@@ -1,6 +1,7 @@
 import QtQuick
 import QtQuick.Controls
 import QtQuick.Layouts
+import "../controls"
 import "../../style"
 
 // A column of sections that scrolls when it is higher than the drawer; the bar shows that it does.
@@ -21,6 +22,9 @@ Flickable {
         Accessible.name: Texts.scrollBar
     }
 
+    Revealer {
+        view: page
+    }
     ColumnLayout {
         id: column
         x: Theme.drawerMargin
