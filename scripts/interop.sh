@@ -111,6 +111,7 @@ serve() {
   vlc "$1" '#std{access=http,mux=ts,dst=127.0.0.1:18603/v}'
   start ffmpeg -nostdin -loglevel error -re -i "$file" -c copy -f mpegts 'udp://127.0.0.1:18604?pkt_size=1316'
   start ffmpeg -nostdin -loglevel error -re -i "$file" -c copy -f rtsp rtsp://127.0.0.1:18606/v
+  sleep 3 # RTSP::Server loses packets of its first pictures
 }
 
 # All servers at a time; each row into a file of its own, since they end in any order.

@@ -69,8 +69,14 @@ struct Screen : PacketSink
     }
 };
 
+struct Shown
+{
+    Hashes pictures;
+    bool closesEarly = false; ///< in the end
+};
+
 /// What the player shows of a source.
-inline Hashes picturesOfPlayer(const PictureSource &source)
+inline Shown picturesOfPlayer(const PictureSource &source)
 {
     stream_options::Settings settings;
     settings.rtspTransport = source.rtspTransport;
@@ -84,5 +90,5 @@ inline Hashes picturesOfPlayer(const PictureSource &source)
     screen->state = std::make_shared<PlaybackState>([&](quint64) { stream->abort(); });
     screen->state->setPlaying(true);
     DecodeTask(screen->state, stream, screen->state->beginGeneration(), screen).run();
-    return screen->hashes;
+    return {screen->hashes, stream->assembler() && stream->assembler()->closesEarly()};
 }

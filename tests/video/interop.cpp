@@ -61,7 +61,7 @@ int main(int argc, char *argv[])
     QDeadlineTimer untilItServes(kServingMs);
     Hashes seen;
     do
-        seen = picturesOfPlayer(server);
+        seen = picturesOfPlayer(server).pictures;
     while (seen.isEmpty() && !untilItServes.hasExpired());
     const Hashes truth = picturesOfFfmpeg({arguments[1]});
     const Comparison ours = compare(seen, truth);

@@ -5,6 +5,7 @@
 #include "PictureHashes.h"
 #include "PodSim.h"
 
+#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QThread>
@@ -46,6 +47,7 @@ void TestSenders::initTestCase()
                              + u" -crf 30 -x264-params slice-max-size=2500 -vf "
                                "noise=alls=6:allf=t,noise=alls=40:allf=t:enable=gt(t\\,4.2)"_s},
         {u"reordered.h264"_s, x264 + u" -bf 2"_s},
+        {u"interlaced.h264"_s, x264 + u" -flags +ilme+ildct"_s},
         {u"refresh.h264"_s, x264 + u" -g 400 -x264-params intra-refresh=1:keyint=40"_s},
         {u"plain.h265"_s, x265 + u"bframes=0"_s},
         {u"sliced.h265"_s, x265 + u"bframes=0:slices=4"_s},
@@ -74,6 +76,9 @@ void TestSenders::picturesAreThoseOfFfmpeg_data()
         {u"payload=300&times=slice"_s, false},
         {u"payload=300&filler=1&markers=never"_s, true},
         {u"payload=300&sets=1&join=1&markers=always"_s, true},
+        {u"payload=300&sets=1"_s, true},
+        {u"payload=300&markers=never"_s, true},
+        {u"payload=300&markers=always"_s, true},
         {u"payload=500&lose=1"_s, false},
         {u"payload=500&lose=5"_s, false},
         {u"pes=1000"_s, false},
@@ -98,7 +103,7 @@ void TestSenders::picturesAreThoseOfFfmpeg()
     const QString url = m_sim->rtspUrl() + stream + u'?' + manner;
     const Hashes &truth = m_truth[stream];
     const Hashes expected = picturesOfFfmpeg({url});
-    const Hashes seen = picturesOfPlayer({url});
+    const auto [seen, closesEarly] = picturesOfPlayer({url});
     const auto intact = [&](const Hashes &hashes) {
         const QSet<size_t> all(hashes.begin(), hashes.end());
         return std::ranges::count_if(truth, [&](size_t hash) { return all.contains(hash); });
@@ -111,11 +116,16 @@ void TestSenders::picturesAreThoseOfFfmpeg()
     // The newest picture may wait for the next one.
     QVERIFY2(intact(seen) > 0 && intact(seen) >= intact(expected) - 1, qPrintable(told));
     // One picture may be given away too early, and the last one of a transport stream is cut off.
-    // What is shown of pictures that lack packets depends on the memory they are decoded into.
     const qsizetype allowed =
         (stream.startsWith(u"late") ? 1 : 0) + (manner.startsWith(u"pes") ? 1 : 0);
-    if (!manner.contains(u"lose"))
-        QVERIFY2(seen.size() - intact(seen) <= allowed, qPrintable(told));
+    // Where packets are lost, FFmpeg has damaged pictures as well; concealment leaves some to
+    // chance.
+    const bool loses = manner.contains(u"lose");
+    const qsizetype damagedAnyway = loses ? expected.size() - intact(expected) + 1 : 0;
+    QVERIFY2(seen.size() - intact(seen) <= damagedAnyway + allowed, qPrintable(told));
+    const bool isSimple =
+        QRegularExpression(u"^(plain|reordered|interlaced)"_s).match(stream).hasMatch();
+    QVERIFY2(closesEarly || !loses || !isSimple, "losses are no breach of the rule");
     QFETCH(const bool, atOnce);
     QVERIFY2(!atOnce || seen.last() == truth.last(), qPrintable(told));
 }
@@ -124,7 +134,7 @@ void TestSenders::picturesAreThoseOfFfmpeg()
 void TestSenders::recoveryPointsAreAwaited()
 {
     const QString url = m_sim->rtspUrl() + u"refresh.h265?skip=20"_s;
-    const qsizetype shown = picturesOfPlayer({url}).size();
+    const qsizetype shown = picturesOfPlayer({url}).pictures.size();
     QVERIFY2(shown > 0 && shown <= picturesOfFfmpeg({url}).size() - 40,
              qPrintable(QString::number(shown)));
 }
