@@ -34,7 +34,7 @@ PartReader::Kind PartReader::next()
         if (packet().stream_index == m_video) {
             if (takePicture())
                 return Kind::Picture;
-        } else if (!m_wanted && !(hasVideo() && m_needsKey)) {
+        } else if (!m_wanted) {
             placeSet();
             return Kind::Telemetry;
         }
@@ -83,24 +83,31 @@ bool PartReader::takePicture()
     return true;
 }
 
-/// Where there is a picture, its time is what counts: a set whose own is far from it has none.
 void PartReader::placeSet()
 {
-    const auto time = m_file.microseconds(packet().pts);
-    if (!hasVideo())
+    const std::optional<qint64> time = fileTime();
+    if (!hasVideo()) {
         m_newestUs = std::max(m_newestUs, placed(time, std::max(m_newestUs, qint64(0))));
-    m_us = m_newestUs;
-    if (hasVideo() && time && m_offset && !isLeap(m_newestUs, *time + *m_offset))
-        m_us = *time + *m_offset;
+        m_us = m_newestUs;
+    } else {
+        m_us = usOf(time);
+    }
+}
+
+/// Where there is a picture, its time is what counts: a set whose own is far from it has none.
+qint64 PartReader::usOf(std::optional<qint64> fileUs) const
+{
+    const bool isNear = fileUs && m_offset && !isLeap(m_newestUs, *fileUs + *m_offset);
+    return isNear ? *fileUs + *m_offset : std::max(m_newestUs, qint64(0));
 }
 
 /// By the stream that the time goes by.
 qint64 PartReader::placed(std::optional<qint64> time, qint64 without)
 {
+    if (!m_offset)
+        m_offset = m_newestUs + kStepUs - time.value_or(0);
     if (!time)
         return without;
-    if (!m_offset)
-        m_offset = m_newestUs + kStepUs - *time;
     const qint64 us = *time + *m_offset;
     if (!isLeap(m_newestUs, us))
         return us;

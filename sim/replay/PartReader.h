@@ -29,8 +29,16 @@ public:
     /// Goes on with this picture.
     bool seek(const Key &key);
 
+    /// False up to the first picture, or set where there is no video: the times of sets that come
+    /// before it are told by usOf() later.
+    bool hasBegun() const { return m_offset.has_value(); }
+    /// The place of a set whose packet has that time, or none.
+    qint64 usOf(std::optional<qint64> fileUs) const;
+
     // Of what next() came to.
     qint64 us() const { return m_us; }
+    /// Of decoding, by the file's time.
+    std::optional<qint64> fileTime() const;
     /// By how much a picture is shown later than it is decoded.
     qint64 shownLaterUs() const { return m_shownLaterUs; }
     /// The place of a key picture that has a time; nothing for all others.
@@ -39,7 +47,6 @@ public:
     QList<klv::UasDatalinkSet> sets() const { return m_file.sets(); }
 
 private:
-    std::optional<qint64> fileTime() const;
     bool takePicture();
     void placeSet();
     qint64 placed(std::optional<qint64> time, qint64 without);

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -44,6 +45,28 @@ void addSet(QList<TimedSet> &sets, qint64 us, const UasDatalinkSet &set)
     sets.append({us, set});
 }
 
+void readPackets(PartReader &reader, PartContent &content)
+{
+    // A picture is complete when the next begins: sets beside the first come ahead of it.
+    QList<std::pair<std::optional<qint64>, UasDatalinkSet>> early;
+    for (auto kind = reader.next(); kind != PartReader::Kind::End; kind = reader.next()) {
+        const bool isPicture = kind == PartReader::Kind::Picture;
+        for (const UasDatalinkSet &set : isPicture ? QList<UasDatalinkSet>() : reader.sets()) {
+            if (reader.hasBegun())
+                addSet(content.sets, reader.us(), set);
+            else
+                early.append({reader.fileTime(), set});
+        }
+        if (!isPicture)
+            continue;
+        for (const auto &[fileUs, set] : std::exchange(early, {}))
+            addSet(content.sets, reader.usOf(fileUs), set);
+        content.endUs = reader.us() + kLastPictureUs;
+        if (const auto key = reader.key())
+            content.keys.append(*key);
+    }
+}
+
 bool readPart(const QString &file, PartContent &content, QString &error)
 {
     PartReader reader;
@@ -53,16 +76,7 @@ bool readPart(const QString &file, PartContent &content, QString &error)
         error = u"%1: not an MPEG transport stream"_s.arg(file);
         return false;
     }
-    for (auto kind = reader.next(); kind != PartReader::Kind::End; kind = reader.next()) {
-        if (kind == PartReader::Kind::Picture) {
-            content.endUs = reader.us() + kLastPictureUs;
-            if (const auto key = reader.key())
-                content.keys.append(*key);
-            continue;
-        }
-        for (const UasDatalinkSet &set : reader.sets())
-            addSet(content.sets, reader.us(), set);
-    }
+    readPackets(reader, content);
     if (!content.keys.isEmpty())
         content.codec = reader.codec();
     else

@@ -37,6 +37,8 @@ Replay::Replay(Recording recording, Begins begins, Handlers handlers)
     : m_recording(std::move(recording))
     , m_begins(begins)
     , m_handlers(std::move(handlers))
+    , m_codec(m_recording.keys.isEmpty() ? AV_CODEC_ID_NONE
+                                         : m_recording.parts[m_recording.keys.first().part].codec)
     , m_thread([this] { run(); })
 {
 }
@@ -66,16 +68,27 @@ void Replay::setPaused(bool paused)
         goTo(m_clock.goal(), Audience::Everyone);
     else if (!paused && m_hasEnded)
         goTo(Micros(0), Audience::Everyone);
+    const Micros goal = m_clock.goal();
     m_clock.setPaused(Clock::now(), paused);
+    standBeforeBegin(goal);
     m_wake.notify_all();
 }
 
 void Replay::setSpeed(double speed)
 {
     const std::lock_guard lock(m_mutex);
+    const Micros goal = m_clock.goal();
     m_clock.setSpeed(Clock::now(),
                      std::clamp(speed, ReplayClock::kSpeedMin, ReplayClock::kSpeedMax));
+    standBeforeBegin(goal);
     m_wake.notify_all();
+}
+
+/// No time passes before the beginning, whatever is set.
+void Replay::standBeforeBegin(Micros goal)
+{
+    if (!m_hasBegun)
+        m_clock.jump(Clock::now(), goal, goal);
 }
 
 void Replay::setLooping(bool looping)
@@ -93,8 +106,7 @@ void Replay::seek(microseconds goal)
     const Micros bounded = std::clamp(goal, Micros(0), Micros(m_recording.durationUs));
     if (m_hasBegun)
         goTo(bounded, Audience::Everyone);
-    else
-        m_clock.jump(Clock::now(), bounded, bounded);
+    standBeforeBegin(bounded);
     m_wake.notify_all();
 }
 
@@ -122,10 +134,8 @@ QString Replay::streamLine() const
 VideoFormat Replay::format() const
 {
     const std::lock_guard lock(m_mutex);
-    const qsizetype first = m_recording.keys.isEmpty() ? -1 : m_recording.keys.first().part;
-    const qsizetype part = m_part < 0 ? first : m_part;
     VideoFormat format;
-    if (part >= 0 && m_recording.parts[part].codec == AV_CODEC_ID_HEVC)
+    if (m_codec == AV_CODEC_ID_HEVC)
         format.codec = VideoFormat::Codec::H265;
     return format;
 }
@@ -189,15 +199,20 @@ bool Replay::openPart(qsizetype part)
 {
     if (part == m_part)
         return true;
-    const AVCodecID before = m_part < 0 ? AV_CODEC_ID_NONE : m_recording.parts[m_part].codec;
-    const AVCodecID codec = m_recording.parts[part].codec;
     m_part = part;
-    if (before != AV_CODEC_ID_NONE && codec != before) {
-        m_sinks.clear();
-        m_handlers.codecChanged();
-    }
     QString error;
     return m_reader.open(m_recording.parts[part].file, error);
+}
+
+/// Pipelines for the codec of the picture at hand.
+void Replay::serveCodec()
+{
+    const AVCodecID codec = m_recording.parts[m_part].codec;
+    if (codec == m_codec)
+        return;
+    m_codec = codec;
+    m_sinks.clear();
+    m_handlers.codecChanged();
 }
 
 /// On to the next picture, of the next part where this one has no more.
@@ -245,6 +260,7 @@ void Replay::step(Wall due)
 
 void Replay::pushPicture(Wall due)
 {
+    serveCodec();
     const bool forNewcomers = Micros(*m_pictureUs) < m_forNewcomers;
     const auto later = m_clock.lengthOf(Micros(m_reader.shownLaterUs()), Micros(*m_pictureUs));
     for (Sink &sink : m_sinks) {

@@ -73,9 +73,11 @@ private:
     enum class Audience : quint8 { Everyone, Newcomers };
 
     void run();
+    void standBeforeBegin(Micros goal);
     void goTo(Micros goal, Audience audience);
     void takeNewcomers();
     bool openPart(qsizetype part);
+    void serveCodec();
     void readPicture();
     qint64 nextUs() const;
     void step(Wall due);
@@ -93,7 +95,8 @@ private:
     bool m_hasEnded = false;
     bool m_isLooping = false;
     ReplayClock m_clock;
-    Micros m_forNewcomers{0}; // pictures before this one are for them alone
+    AVCodecID m_codec = AV_CODEC_ID_NONE; // of the pipelines
+    Micros m_forNewcomers{0};             // pictures before this one are for them alone
     std::list<Sink> m_sinks;
 
     PartReader m_reader;
