@@ -5,6 +5,7 @@
 #include "ControlProbe.h"
 #include "PodSim.h"
 #include "RtspStub.h"
+#include "StalledDisk.h"
 #include "UiHarness.h"
 #include "recorder/FlightRecorder.h"
 
@@ -49,6 +50,7 @@ struct Stage
     std::unique_ptr<RtspStub> stub;
     std::unique_ptr<UiHarness> ui = std::make_unique<UiHarness>(UiHarness::kNoStream, false);
     QTemporaryDir recordings;
+    std::unique_ptr<StalledDisk> disk;
     QTimer disturbance;
     std::jthread serverTrouble;
 
@@ -63,6 +65,7 @@ struct Stage
     {
         disturbance.stop();
         serverTrouble = {};
+        disk.reset();
         ui.reset(); // before the pod, which would be missed
     }
 
@@ -111,6 +114,16 @@ void playAndRecord(Stage &stage)
     recorder->start();
     if (!QTest::qWaitFor([recorder] { return recorder->bytes() > 0; }, kWaitMs))
         bench::fail("nothing is recorded");
+}
+
+void playAndRecordInVain(Stage &stage)
+{
+    playAndRecord(stage);
+    stage.disk = std::make_unique<StalledDisk>(stage.recordings.path());
+    const auto *const recorder = stage.ui->window()->findChild<FlightRecorder *>();
+    if (!QTest::qWaitFor([recorder] { return recorder->state() == QLatin1String("Stalled"); },
+                         kWaitMs))
+        bench::fail("the disk takes something");
 }
 
 void openRefused(Stage &stage) { stage.open(refusedUrl()); }
@@ -173,6 +186,7 @@ constexpr auto kStates = std::to_array<State>({
     {"no stream", stayIdle},
     {"playing 1080p60", play},
     {"playing and recording", playAndRecord},
+    {"recording to a stalled disk", playAndRecordInVain},
     {"dead RTSP, reconnecting", openRefused},
     {"silent RTSP, reconnecting", openSilent},
     {"dead UDP, reconnecting", openUnsent},

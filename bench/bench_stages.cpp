@@ -4,12 +4,16 @@
 #include "BenchReport.h"
 #include "ControlProbe.h"
 #include "PodSim.h"
+#include "StalledDisk.h"
 #include "UiHarness.h"
+#include "recorder/FlightRecorder.h"
 
+#include <QTemporaryDir>
 #include <QTest>
 
 #include <array>
 #include <cstdio>
+#include <optional>
 
 namespace {
 
@@ -18,17 +22,22 @@ constexpr int kSettleMs = 3000; // the first key pictures, and the learning of t
 constexpr int kMeasureMs = 8000;
 constexpr int kSampleMs = 15;
 
+enum class Disk : quint8 { None, Fine, Stalled }; // that is recorded to
+
 struct Stream
 {
     const char *name;
     const char *size;
     const char *fps;
+    Disk disk = Disk::None;
 };
 
 constexpr auto kStreams = std::to_array<Stream>({
     {"720p25", "1280x720", "25"},
     {"1080p30", "1920x1080", "30"},
     {"1080p60", "1920x1080", "60"},
+    {"1080p60 recorded", "1920x1080", "60", Disk::Fine},
+    {"1080p60 on stalled disk", "1920x1080", "60", Disk::Stalled},
 });
 
 struct Times
@@ -44,8 +53,18 @@ struct Times
     }
 };
 
+void record(const UiHarness &ui, const QTemporaryDir &folder)
+{
+    auto *const recorder = ui.window()->findChild<FlightRecorder *>();
+    recorder->setFolder(folder.path());
+    recorder->start();
+    if (!QTest::qWaitFor([recorder] { return recorder->bytes() > 0; }, kWaitMs))
+        bench::fail("nothing is recorded");
+}
+
 void measure(const Stream &stream)
 {
+    const QTemporaryDir folder;
     const PodSim sim({QStringLiteral("--size"), QString::fromLatin1(stream.size),
                       QStringLiteral("--fps"), QString::fromLatin1(stream.fps)});
     UiHarness ui(UiHarness::kNoStream, false);
@@ -54,6 +73,11 @@ void measure(const Stream &stream)
     video->play();
     if (!QTest::qWaitFor([&] { return video->statistics().presented > 0; }, kWaitMs))
         bench::fail("no picture");
+    std::optional<StalledDisk> disk; // gone before the window, whose end would wait for it
+    if (stream.disk != Disk::None)
+        record(ui, folder);
+    if (stream.disk == Disk::Stalled)
+        disk.emplace(folder.path());
     QTest::qWait(kSettleMs);
 
     const VideoStatistics before = video->statistics();
@@ -70,7 +94,7 @@ void measure(const Stream &stream)
     const auto median = [](const std::vector<double> &values) {
         return bench::summarise(values).median;
     };
-    std::printf("%-8s %8llu %8llu %9llu %8llu %9llu %7.2f %8.2f %7.2f %7.2f\n", stream.name,
+    std::printf("%-24s %8llu %8llu %9llu %8llu %9llu %7.2f %8.2f %7.2f %7.2f\n", stream.name,
                 after.received - before.received, after.decoded - before.decoded,
                 after.converted - before.converted, after.dropped - before.dropped,
                 after.presented - before.presented, median(times.decode), median(times.convert),
@@ -93,7 +117,7 @@ int main(int argc, char *argv[])
     bench::printMethod("The stages of a picture",
                        "Pictures in 8 s, and milliseconds, medians. The age is that of a picture\n"
                        "when it has been painted, since its last packet was read.");
-    std::printf("%-8s %8s %8s %9s %8s %9s %7s %8s %7s %7s\n", "", "received", "decoded",
+    std::printf("%-24s %8s %8s %9s %8s %9s %7s %8s %7s %7s\n", "", "received", "decoded",
                 "converted", "dropped", "presented", "decode", "convert", "paint", "age");
     for (const Stream &stream : kStreams)
         measure(stream);

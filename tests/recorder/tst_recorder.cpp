@@ -5,6 +5,7 @@
 #include "Ffmpeg.h"
 #include "Files.h"
 #include "PodSim.h"
+#include "StalledDisk.h"
 #include "UdpStreams.h"
 #include "protocol/CommandCatalogue.h"
 #include "recorder/FlightEvents.h"
@@ -13,6 +14,7 @@
 #include "recorder/WriteQueue.h"
 #include "video/FFmpegPlayer.h"
 
+#include <QDateTime>
 #include <QDir>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -143,6 +145,8 @@ private slots:
     void liveStreamIsRecordedFromBeforeTheStart();
     void changesGoOnInTheNextFile();
     void troublesEndTheRecording();
+    void stalledDiskCostsTheRecordingAlone();
+    void earlierFilesAreKept();
     void telemetryIsReadByOthers();
 };
 
@@ -324,6 +328,57 @@ void TestRecorder::troublesEndTheRecording()
     QTRY_COMPARE_WITH_TIMEOUT(bench.recorder->status().state, State::Writing, kWaitMs);
     QVERIFY(QDir(good + u"/a"_s).removeRecursively());
     QTRY_COMPARE_WITH_TIMEOUT(bench.recorder->status().trouble, Trouble::FileGone, kWaitMs);
+}
+
+void TestRecorder::stalledDiskCostsTheRecordingAlone()
+{
+    const PodSim sim({u"--size"_s, u"320x240"_s});
+    Bench bench;
+    QVERIFY(bench.play(sim.rtspUrl()));
+    bench.start();
+    QTRY_COMPARE_WITH_TIMEOUT(bench.recorder->status().state, State::Writing, kWaitMs);
+    {
+        const StalledDisk disk(bench.folder.path());
+        QVERIFY(QTest::qWaitFor([&] { return bench.recorder->status().state == State::Stalled; },
+                                1000));
+        QVERIFY(bench.plays(60)); // the picture goes on
+        QCOMPARE(bench.recorder->status().state, State::Stalled);
+        bench.recorder->stop(); // and nobody waits
+        QCOMPARE(bench.recorder->status().state, State::Off);
+    }
+    // What waited is written when it can be.
+    bench.player.stop();
+    const QString raw = writeFile(bench.folder.filePath(u"raw"_s), bench.tee->bytes());
+    const QByteArrayList sent = pictureHashes(raw);
+    QByteArrayList kept;
+    QTRY_VERIFY_WITH_TIMEOUT((kept = pictureHashes(bench.files())).size() > 60, kWaitMs);
+    QVERIFY(kept.size() <= sent.size());
+    const qsizetype first = sent.indexOf(kept.first());
+    QCOMPARE(kept, sent.mid(first, kept.size()));
+}
+
+// Of a clock that was set back.
+void TestRecorder::earlierFilesAreKept()
+{
+    const PodSim sim({u"--size"_s, u"320x240"_s});
+    Bench bench;
+    QVERIFY(bench.play(sim.rtspUrl()));
+    const QDateTime now = QDateTime::currentDateTime();
+    QStringList earlier;
+    for (int second = 0; second < 30; ++second) {
+        const QString name = now.addSecs(second).toString(u"'pod'_yyyy-MM-dd_HH-mm-ss"_s);
+        for (const QString &ending : {u"_01.ts"_s, u"-2_01.ts"_s, u".jsonl"_s})
+            earlier += writeFile(bench.folder.filePath(name + ending), "kept");
+    }
+    bench.recorder->addEvent("new");
+    bench.start();
+    QTRY_COMPARE_WITH_TIMEOUT(bench.recorder->status().state, State::Writing, kWaitMs);
+    bench.recorder->stop();
+    const QString file = bench.recorder->status().file;
+    QVERIFY2(file.contains(u"-3_01.ts"_s), qPrintable(file));
+    QTRY_COMPARE(contentOf(QString(file).replace(u"_01.ts"_s, u".jsonl"_s)), "new\n");
+    for (const QString &path : earlier)
+        QCOMPARE(contentOf(path), "kept");
 }
 
 // Another program's reading of the sets, in the picture's time; beside it our own.
