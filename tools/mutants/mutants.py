@@ -61,10 +61,11 @@ def choose(area, count, seed):
 
 
 def copy_tree(tree):
-    """A scratch copy of what git knows; files that stand keep their time, so that little is built anew."""
+    """A scratch copy of what git knows. Files that stand keep their time, so that little is built anew; one
+    that a killed run left with its fault gets a new one, or its object would stay as it is."""
     tree.mkdir(parents=True, exist_ok=True)
     listed = subprocess.run(["git", "ls-files", "-z"], cwd=ROOT, capture_output=True, check=True).stdout
-    subprocess.run(["rsync", "-a", "--checksum", "--from0", "--files-from=-", f"{ROOT}/", f"{tree}/"], input=listed, check=True)
+    subprocess.run(["rsync", "-a", "--no-times", "--checksum", "--from0", "--files-from=-", f"{ROOT}/", f"{tree}/"], input=listed, check=True)
 
 
 def run(command, tree, limit_s):
