@@ -18,6 +18,7 @@ public:
         Silent,       ///< takes the connection and never says a word
         SilentStatus, ///< answers OPTIONS, then nothing more
         NoMedia,      ///< answers every request and sends no media
+        HangsUp,      ///< answers whatever is asked by closing the connection
     };
 
     /// `refusal`, as "404 Not Found", is what it answers DESCRIBE with, or SETUP where it is of
@@ -50,8 +51,13 @@ private:
         m_ready.release();
         QObject::connect(&server, &QTcpServer::newConnection, &server, [&] {
             QTcpSocket *client = server.nextPendingConnection();
-            QObject::connect(client, &QTcpSocket::readyRead, client,
-                             [=, this] { client->write(answerTo(client->readAll())); });
+            QObject::connect(client, &QTcpSocket::readyRead, client, [=, this] {
+                const QByteArray answer = answerTo(client->readAll());
+                if (m_manner == Manner::HangsUp)
+                    client->close();
+                else
+                    client->write(answer);
+            });
         });
         QEventLoop().exec();
     }

@@ -2,6 +2,7 @@
 
 #include "CaseTrace.h"
 #include "Ffmpeg.h"
+#include "Files.h"
 #include "LogCatcher.h"
 #include "PodSim.h"
 #include "RtspStub.h"
@@ -141,6 +142,9 @@ void TestPlayer::failureTexts()
     const RtspStub silent(RtspStub::Manner::Silent);
     const RtspStub guarded(kTalks, "401 Unauthorized");
     const RtspStub choosy(kTalks, "461 Unsupported Transport");
+    const RtspStub busy(kTalks, "503 Service Unavailable");
+    const RtspStub curt(RtspStub::Manner::HangsUp);
+    const QString noise = writeFile(m_folder.filePath(u"noise.bin"_s), QByteArray(200, 'x'));
     const QString unopened = u"无法打开视频流: "_s;
     const QList<std::tuple<QString, QString, StreamTrouble>> cases = {
         {u"/no/such/file.ts"_s, unopened + u"No such file or directory"_s,
@@ -155,6 +159,10 @@ void TestPlayer::failureTexts()
         {guarded.url(), unopened, StreamTrouble::WrongPassword},
         {m_sim.rtspUrl() + u'x', unopened, StreamTrouble::NoSuchStream},
         {choosy.url(), unopened, StreamTrouble::UnsupportedTransport},
+        {busy.url(), unopened, StreamTrouble::ServerBusy},
+        {curt.url().replace(u"rtsp"_s, u"http"_s), unopened, StreamTrouble::HungUp},
+        {u"rtsp://255.255.255.255/"_s, unopened, StreamTrouble::Unreachable},
+        {noise, unopened, StreamTrouble::NotUnderstood},
         {u"UDP://"_s, unopened, StreamTrouble::UnknownAddress},
         {QString(), unopened, StreamTrouble::NoSuchStream},
     };
