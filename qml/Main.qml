@@ -166,6 +166,38 @@ ApplicationWindow {
         readRecorderSettings();
     }
 
+    // Where the window was, if that is still on a screen.
+    function readPlace() {
+        const read = key => storedSettings.readNumber(storedSettings.place, key, 100000, -1);
+        const size = Qt.size(read("width"), read("height"));
+        if (size.width < minimumWidth || size.height < minimumHeight)
+            return;
+        width = size.width;
+        height = size.height;
+        const corner = Qt.point(read("x"), read("y"));
+        const onScreen = Array.from(Qt.application.screens).some(screen =>
+            corner.x >= screen.virtualX && corner.y >= screen.virtualY
+            && corner.x <= screen.virtualX + screen.width - 100
+            && corner.y <= screen.virtualY + screen.height - 100);
+        if (onScreen) {
+            x = corner.x;
+            y = corner.y;
+        }
+        if (read("maximised") === 1)
+            showMaximized();
+    }
+
+    function keepPlace() {
+        const keep = (key, value) => storedSettings.place.setValue(key, value);
+        keep("maximised", visibility === Window.Maximized ? 1 : 0);
+        if (visibility !== Window.Windowed)
+            return;
+        keep("x", x);
+        keep("y", y);
+        keep("width", width);
+        keep("height", height);
+    }
+
     function readRecorderSettings() {
         const kept = storedSettings;
         flightRecorder.folder = kept.recording.value("folder", "");
@@ -229,8 +261,10 @@ ApplicationWindow {
 
     // Closing in the middle of an upgrade can cost the pod its firmware: true once that was confirmed.
     function mayClose(closeAgain: var): bool {
-        if (closeConfirmed || !podControlDrawer.upgradeRunning)
+        if (closeConfirmed || !podControlDrawer.upgradeRunning) {
+            keepPlace();
             return true;
+        }
         podControlDrawer.ask(Texts.closeInUpgrade, () => {
             closeConfirmed = true;
             closeAgain();
@@ -249,6 +283,7 @@ ApplicationWindow {
     Component.onCompleted: {
         videoRenderer.setFrameInterval(frameInterval);
         readSettings();
+        readPlace();
         keyTable.read();
         console.log("RTSP播放器启动完成");
     }
@@ -291,6 +326,7 @@ ApplicationWindow {
         id: podActions
         recorder: flightRecorder
         line: statusLine
+        onPhotoSent: photoFlash.show()
     }
     KeyTable {
         id: keyTable
@@ -432,6 +468,12 @@ ApplicationWindow {
             VideoTrouble {
                 objectName: "videoTrouble"
                 video: videoRenderer
+                room: Math.min(parent.width, podInfo.freeWidth)
+            }
+            PhotoFlash {
+                id: photoFlash
+                objectName: "photoFlash"
+                anchors.fill: parent
             }
         }
 

@@ -27,6 +27,7 @@ Rectangle {
         anchors.rightMargin: titleBar.buttonsWidth
         acceptedButtons: Qt.LeftButton
         onPressed: mainWindow.startSystemMove()
+        onDoubleClicked: maxButton.clicked()
     }
 
     Row {

@@ -65,8 +65,8 @@ QtObject {
     })
     readonly property string podInfo: pick("吊舱姿态与目标位置", "Pod attitude and target position")
     readonly property string settings: pick("设置", "Settings")
-    readonly property string minimize: pick("最小化", "Minimize")
-    readonly property string maximize: pick("最大化", "Maximize")
+    readonly property string minimize: pick("最小化", "Minimise")
+    readonly property string maximize: pick("最大化", "Maximise")
     readonly property string restore: pick("还原", "Restore")
     readonly property string close: pick("关闭", "Close")
     readonly property string scrollBar: pick("滚动条", "Scroll bar")
@@ -184,6 +184,7 @@ QtObject {
     readonly property string statAge: pick("显示时延时", "Age")
 
     // Keys, by the names of the table of keys and of the steering commands
+    readonly property string lastSent: pick("（上次发送）", " (last sent)")
     readonly property string sent: pick("已发送: ", "Sent: ")
     readonly property string yawCentre: pick("仅航向回中", "Centre yaw only")
     readonly property string pitchDown: pick("仅俯仰向下", "Pitch down only")

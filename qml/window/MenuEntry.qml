@@ -6,7 +6,8 @@ Rectangle {
     id: menuEntry
 
     property alias icon: image.source
-    property alias tip: mouse.tip
+    property string tip: ""
+    property bool lastSent: false
 
     signal pressStarted()
     // The press is over, whatever ended it: released, cancelled, slid off, menu closed.
@@ -25,8 +26,16 @@ Rectangle {
     StripIcon {
         id: image
     }
+    Rectangle {
+        objectName: "lastSentMark"
+        width: 3
+        height: parent.height
+        color: Theme.focusRing
+        visible: menuEntry.lastSent
+    }
     PressArea {
         id: mouse
+        tip: menuEntry.tip + (menuEntry.lastSent ? Texts.lastSent : "")
         onHoldStarted: menuEntry.pressStarted()
         onHoldEnded: menuEntry.pressEnded()
         Keys.onUpPressed: nextItemInFocusChain(false).forceActiveFocus(Qt.TabFocusReason)

@@ -18,6 +18,9 @@ QtObject {
     readonly property int speedStep: 16
     readonly property int highestSpeed: 255
 
+    // What was chosen last in each menu, by the names of its texts, for as long as the link lasts: the
+    // pod reports none of it.
+    property var lastSent: ({})
     property bool refused: false
     property Connections snapshots: Connections {
         target: podActions.recorder
@@ -31,7 +34,13 @@ QtObject {
     property Connections refusals: Connections {
         target: cMain
         function onSbusDataError() { podActions.refused = true; }
+        function onConnectionChanged(connected: bool) {
+            if (!connected)
+                podActions.lastSent = {};
+        }
     }
+
+    signal photoSent()
 
     // `name` is that of the action's text.
     function send(name: string, log: string, command: var): bool {
@@ -43,8 +52,14 @@ QtObject {
         return !refused;
     }
 
+    function choose(menu: string, name: string, log: string, command: var) {
+        if (send(name, log, command))
+            lastSent = Object.assign({}, lastSent, {[menu]: name});
+    }
+
     function photo() {
-        send("photo", "拍照功能", () => cMain.takePhoto());
+        if (send("photo", "拍照功能", () => cMain.takePhoto()))
+            photoSent();
         console.log("拍照功能已触发");
     }
     function record() {
@@ -67,15 +82,15 @@ QtObject {
         if (!recorder.takeSnapshot())
             podActions.line.reportForAWhile("noPicture", Theme.statusWarning);
     }
-    function centre() { send("center", "一键回中", () => cMain.oneKeyCenter()); }
-    function lookDown() { send("down", "一键向下", () => cMain.oneKeyDown()); }
+    function centre() { choose("pose", "center", "一键回中", () => cMain.oneKeyCenter()); }
+    function lookDown() { choose("pose", "down", "一键向下", () => cMain.oneKeyDown()); }
     function yawCentre() { send("yawCentre", "航向回中", () => cMain.yawCenterOnly()); }
     function pitchDown() { send("pitchDown", "俯仰向下", () => cMain.pitchDownOnly()); }
-    function yawFollow() { send("yawFollow", "航向跟随模式", () => cMain.modeYawFollow()); }
-    function yawLock() { send("yawLock", "航向锁定模式", () => cMain.modeYawLock()); }
-    function fpv() { send("fpv", "FPV模式", () => cMain.modeFPV()); }
-    function showPicture(type: int) { send(...pictures[type], () => cMain.setHZH(type)); }
-    function showColours(type: int) { send(...colours[type], () => cMain.setWC(type)); }
+    function yawFollow() { choose("mode", "yawFollow", "航向跟随模式", () => cMain.modeYawFollow()); }
+    function yawLock() { choose("mode", "yawLock", "航向锁定模式", () => cMain.modeYawLock()); }
+    function fpv() { choose("mode", "fpv", "FPV模式", () => cMain.modeFPV()); }
+    function showPicture(type: int) { choose("picture", ...pictures[type], () => cMain.setHZH(type)); }
+    function showColours(type: int) { choose("colours", ...colours[type], () => cMain.setWC(type)); }
     function stopTracking() { send("stopTracking", "停止跟踪", () => cMain.pointtrackstop()); }
 
     function changeSpeed(steps: int) {

@@ -12,6 +12,7 @@ Item {
     readonly property alias keys: keySettings
     readonly property alias view: viewSettings
     readonly property alias recording: recordingSettings
+    readonly property alias place: placeSettings
 
     // What the operator should know of the file; empty when all is well.
     readonly property string trouble:
@@ -62,6 +63,11 @@ Item {
     Settings {
         id: recordingSettings
         category: "Recording"
+        location: "file:device_config.ini"
+    }
+    Settings {
+        id: placeSettings
+        category: "Window"
         location: "file:device_config.ini"
     }
     Settings {

@@ -72,6 +72,7 @@ Rectangle {
                     objectName: "mousekjginrcx"
                     icon: "qrc:/src/image/hzh0.png"
                     tip: Texts.thermalInVisible
+                    lastSent: podControlsTools.actions.lastSent.picture === "thermalInVisible"
                     onTriggered: podControlsTools.run(hzhMenu, () => podControlsTools.actions.showPicture(0))
                 }
                 MenuEntry {
@@ -79,6 +80,7 @@ Rectangle {
                     objectName: "mousercxincjg"
                     icon: "qrc:/src/image/hzh1.png"
                     tip: Texts.visibleInThermal
+                    lastSent: podControlsTools.actions.lastSent.picture === "visibleInThermal"
                     onTriggered: podControlsTools.run(hzhMenu, () => podControlsTools.actions.showPicture(1))
                 }
                 MenuEntry {
@@ -86,6 +88,7 @@ Rectangle {
                     objectName: "mousekjg"
                     icon: "qrc:/src/image/hzh2.png"
                     tip: Texts.visibleOnly
+                    lastSent: podControlsTools.actions.lastSent.picture === "visibleOnly"
                     onTriggered: podControlsTools.run(hzhMenu, () => podControlsTools.actions.showPicture(2))
                 }
                 MenuEntry {
@@ -93,6 +96,7 @@ Rectangle {
                     objectName: "mousercx"
                     icon: "qrc:/src/image/hzh3.png"
                     tip: Texts.thermalOnly
+                    lastSent: podControlsTools.actions.lastSent.picture === "thermalOnly"
                     onTriggered: podControlsTools.run(hzhMenu, () => podControlsTools.actions.showPicture(3))
                 }
             }
@@ -117,6 +121,7 @@ Rectangle {
                     objectName: "mousebr"
                     icon: "qrc:/src/image/wc0.png"
                     tip: Texts.whiteHot
+                    lastSent: podControlsTools.actions.lastSent.colours === "whiteHot"
                     onTriggered: podControlsTools.run(wcMenu, () => podControlsTools.actions.showColours(0))
                 }
                 MenuEntry {
@@ -124,6 +129,7 @@ Rectangle {
                     objectName: "mousehr"
                     icon: "qrc:/src/image/wc1.png"
                     tip: Texts.blackHot
+                    lastSent: podControlsTools.actions.lastSent.colours === "blackHot"
                     onTriggered: podControlsTools.run(wcMenu, () => podControlsTools.actions.showColours(1))
                 }
                 MenuEntry {
@@ -131,6 +137,7 @@ Rectangle {
                     objectName: "mousecr"
                     icon: "qrc:/src/image/wc2.png"
                     tip: Texts.colourHot
+                    lastSent: podControlsTools.actions.lastSent.colours === "colourHot"
                     onTriggered: podControlsTools.run(wcMenu, () => podControlsTools.actions.showColours(2))
                 }
             }
@@ -198,6 +205,7 @@ Rectangle {
                     objectName: "mouse1"
                     icon: "qrc:/src/image/one_click_center.png"
                     tip: Texts.center
+                    lastSent: podControlsTools.actions.lastSent.pose === "center"
                     onTriggered: podControlsTools.run(centerMenu, podControlsTools.actions.centre)
                 }
                 MenuEntry {
@@ -205,6 +213,7 @@ Rectangle {
                     objectName: "mouse2"
                     icon: "qrc:/src/image/one_click_down.png"
                     tip: Texts.down
+                    lastSent: podControlsTools.actions.lastSent.pose === "down"
                     onTriggered: podControlsTools.run(centerMenu, podControlsTools.actions.lookDown)
                 }
             }
@@ -228,6 +237,7 @@ Rectangle {
                     objectName: "mousefollow"
                     icon: "qrc:/src/image/heading_follow.png"
                     tip: Texts.yawFollow
+                    lastSent: podControlsTools.actions.lastSent.mode === "yawFollow"
                     onTriggered: podControlsTools.run(modeMenu, podControlsTools.actions.yawFollow)
                 }
                 MenuEntry {
@@ -235,6 +245,7 @@ Rectangle {
                     objectName: "mouselock"
                     icon: "qrc:/src/image/heading_lock.png"
                     tip: Texts.yawLock
+                    lastSent: podControlsTools.actions.lastSent.mode === "yawLock"
                     onTriggered: podControlsTools.run(modeMenu, podControlsTools.actions.yawLock)
                 }
                 MenuEntry {
@@ -242,6 +253,7 @@ Rectangle {
                     objectName: "mousefpv"
                     icon: "qrc:/src/image/fpv_mode.png"
                     tip: Texts.fpv
+                    lastSent: podControlsTools.actions.lastSent.mode === "fpv"
                     onTriggered: podControlsTools.run(modeMenu, podControlsTools.actions.fpv)
                 }
             }

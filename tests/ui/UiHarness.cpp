@@ -251,6 +251,7 @@ const QHash<QString, Step> kSteps = {
     {u"tap"_s, withKey(QTest::keyClick)},
     {u"repeat"_s, repeatKey},
     {u"click"_s, atCentre(QTest::mouseClick)},
+    {u"doubleclick"_s, atCentre(QTest::mouseDClick)},
     {u"rightclick"_s, atCentre(QTest::mouseClick, Qt::RightButton)},
     {u"press"_s, atCentre(QTest::mousePress)},
     {u"release"_s, atCentre(QTest::mouseRelease)},

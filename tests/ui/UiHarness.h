@@ -55,6 +55,7 @@ public:
     /// Does as the operator would, step by step, separated by "; ", until the test has failed:
     ///     down W, up W, tap W, repeat W   click C, rightclick C, press C, release C, move C
     ///     go C, keys TEXT                 tabs to a control; replaces the text in the one reached
+    ///     doubleclick C                   with the left button
     ///     menu C M                        opens the menu M by the button C and waits for it
     ///     pick C INDEX                    picks an entry of a combo box from its list
     ///     type C TEXT                     replaces what stands in a field; no TEXT: empties it

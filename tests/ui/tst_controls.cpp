@@ -175,6 +175,7 @@ private slots:
         QFETCH(QString, steps);
         UiHarness().play(steps);
     }
+    void fingerHoldsAndSteers();
     void cleanupTestCase() { m_ui.reset(); }
 
 private:
@@ -227,6 +228,29 @@ void TestControls::pressHasOneStop_data()
     add(u"drag 100 0; dragto 100 100; dragto 10 -10; see moveTimer running false; dragto 11 0; "
         "dragto 0 -400; see moveTimer running false; dragto 0 -60; see moveTimer running false; "
         "moved 00 02 80 00, 00 12 80 80, 00 00 00 00, 00 02 80 00, 00 00 00 00"_s);
+}
+
+void TestControls::fingerHoldsAndSteers()
+{
+    auto *screen = QTest::createTouchDevice();
+    const auto hold = [&](const QString &control, const QString &start) {
+        QTest::touchEvent(m_ui->window(), screen).press(0, m_ui->centre(control));
+        m_ui->play(u"await "_s + start);
+        QTest::touchEvent(m_ui->window(), screen).release(0, m_ui->centre(control));
+    };
+    m_ui->play(u"menu zoomButton zoomMenu"_s);
+    hold(u"mouseIn"_s, u"00 40 04 00"_s);
+    m_ui->play(u"await 00 60 00 00; backend isManualFocus 1"_s);
+    hold(u"minusButton"_s, u"1d 03 00 00"_s);
+    m_ui->play(u"await 1d 04 00 00"_s);
+    m_ui->pod().take();
+    const QPoint middle = m_ui->centre(u"videoRenderer"_s);
+    QTest::touchEvent(m_ui->window(), screen).press(0, middle);
+    for (const int way : {20, 50, 80})
+        QTest::touchEvent(m_ui->window(), screen).move(0, middle + QPoint(way, 0));
+    m_ui->play(u"await 00 02 80 00"_s);
+    QTest::touchEvent(m_ui->window(), screen).release(0, middle + QPoint(80, 0));
+    m_ui->play(u"await 00 00 00 00; see imagemovering visible false"_s);
 }
 
 QTEST_MAIN(TestControls)

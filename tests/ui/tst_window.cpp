@@ -91,6 +91,19 @@ constexpr auto kRows = std::to_array<Row>({
      "click maxButton; see window visibility Maximized; click maxButton; see window visibility "
      "Windowed; maximise; click maxButton; see window visibility Windowed; "
      "click minButton; see window visibility Minimized"},
+    {"place and size are kept", // by a double click on the bar, too
+     "see window width 900; see window height 640; see window x 20; see window y 30; "
+     "doubleclick titleMoveArea; see window visibility Maximized; close; kept Window/maximised 1; "
+     "kept Window/width 900",
+     "[RTSP]\nrtspIp=\n[Window]\nx=20\ny=30\nwidth=900\nheight=640\n"},
+    {"a place that is on no screen any more",
+     "see window width 900; set window width 950; close; kept Window/width 950; "
+     "kept Window/maximised 0; see window x 0",
+     "[RTSP]\nrtspIp=\n[Window]\nx=9000\ny=30\nwidth=900\nheight=640\n"},
+    {"what was sent last is marked, and a photo flashes",
+     "connect; tap P; see photoFlash visible true; see photoFlash visible false; tap 2; "
+     "see mouselock lastSent true; see mousefollow lastSent false; cut; see mouselock lastSent "
+     "false"},
     {"full screen and back",
      "tap F11; see window visibility FullScreen; tap F11; see window visibility Windowed; "
      "maximise; tap F11; see window visibility FullScreen; tap F11; see window visibility "
