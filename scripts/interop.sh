@@ -40,7 +40,7 @@ scripts/install-packages.sh vlc-bin vlc-plugin-base rtsp-server-perl gstreamer1.
   gir1.2-gst-rtsp-server-1.0 python3-gi
 cmake --preset release >/dev/null
 cmake --build --preset release --target interop >/dev/null
-interop=build/release/tests/video/interop
+interop=build/release/tools/interop
 folder=$(mktemp -d)
 chmod a+rx "$folder"
 started=()
