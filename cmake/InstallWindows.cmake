@@ -2,6 +2,9 @@
 # needs of Qt. vcpkg's toolchain adds the FFmpeg and SDL libraries it built; those of FFMPEG_ROOT are
 # copied from there.
 install(TARGETS apppodconsole RUNTIME DESTINATION . COMPONENT console)
+if(CMAKE_CROSSCOMPILING) # scripts/package-windows.sh gathers the rest
+  return()
+endif()
 
 find_program(WINDEPLOYQT windeployqt REQUIRED HINTS ${Qt6_DIR}/../../../bin)
 install(CODE "

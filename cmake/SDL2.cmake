@@ -6,7 +6,7 @@ if(NOT PODCONSOLE_JOYSTICK)
 endif()
 
 find_package(SDL2 2.0.14 QUIET CONFIG)
-if(NOT TARGET SDL2::SDL2)
+if(NOT TARGET SDL2::SDL2 AND NOT CMAKE_CROSSCOMPILING) # there it would find this machine's
   find_package(PkgConfig QUIET)
   if(PkgConfig_FOUND)
     pkg_check_modules(SDL2 QUIET IMPORTED_TARGET sdl2>=2.0.14)

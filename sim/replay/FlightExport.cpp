@@ -56,7 +56,7 @@ QList<Moment> momentsOf(const Flight &flight)
 
 QString timeText(qint64 us)
 {
-    return QDateTime::fromMSecsSinceEpoch(us / 1000, Qt::UTC).toString(Qt::ISODateWithMs);
+    return QDateTime::fromMSecsSinceEpoch(us / 1000).toUTC().toString(Qt::ISODateWithMs);
 }
 
 bool hasTarget(const Set &set) { return set.targetLatitude && set.targetLongitude; }

@@ -32,7 +32,7 @@ klv::UasDatalinkSet geometryOf(const protocol::StatusFrame &status, const QStrin
 QByteArray eventLine(qint64 timeMs, const QString &event, QJsonObject particulars)
 {
     particulars[QStringLiteral("time")] =
-        QDateTime::fromMSecsSinceEpoch(timeMs, Qt::UTC).toString(Qt::ISODateWithMs);
+        QDateTime::fromMSecsSinceEpoch(timeMs).toUTC().toString(Qt::ISODateWithMs);
     particulars[QStringLiteral("event")] = event;
     return QJsonDocument(particulars).toJson(QJsonDocument::Compact);
 }
