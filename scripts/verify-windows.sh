@@ -16,11 +16,12 @@ for program in wine Xvfb xdotool import ffprobe; do
 done
 
 # Names that no single-byte code page has.
-work=$PWD/run/windows
+# Outside this folder: Wine's drives lead everywhere, and builds search this folder for QML.
+work=$(mktemp -d)
 home="$work/吊舱 Ünder"
 pictures=$PWD/out/windows
-rm -rf "$work" "$pictures"
-mkdir -p "$home/start" "$pictures" run out
+rm -rf "$pictures"
+mkdir -p "$home/start" "$pictures"
 cp -a "$package" "$home/podconsole"
 export WINEPREFIX=$work/wine WINEDEBUG=${WINEDEBUG:--all} QT_QUICK_BACKEND=software
 started=()
