@@ -1,5 +1,6 @@
 // The log that an operator sends: bounded, complete, without passwords, and never in the way.
 
+#include "Files.h"
 #include "log/LogFile.h"
 
 #include <QElapsedTimer>
@@ -22,12 +23,6 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr RotatingFile::Bounds kSmall{.fileBytes = 100, .files = 3};
-
-QByteArray contentOf(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("no file");
-}
 
 } // namespace
 

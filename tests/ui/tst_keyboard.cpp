@@ -1,5 +1,4 @@
 #include "CaseTrace.h"
-#include "Files.h"
 #include "PodSim.h"
 #include "UiHarness.h"
 
@@ -154,7 +153,6 @@ private slots:
     void keysAct_data();
     void keysAct();
     void flight();
-    void upgrade();
     void cleanupTestCase() { m_ui.reset(); }
 
 private:
@@ -263,21 +261,6 @@ void TestKeyboard::flight()
         "see window oldLanguageIndex 1; kept General/languageIndex 1; go pageButton4; tap Space; "
         "go axisFunction_x; tap Space; tap Down; tap Return; kept Joystick/axisXFunction yaw; "
         "go pageButton5; tap Return; go mapStartButton; tap Space; see mapStartButton active true"_s);
-}
-
-void TestKeyboard::upgrade()
-{
-    const QTemporaryDir folder;
-    const QByteArray bytes = mixedBytes(3000);
-    const QString image = writeFile(folder.filePath(u"image.bin"_s), bytes);
-    const QString received = folder.filePath(u"received.bin"_s);
-    const PodSim sim({u"--bootloader"_s, u"--image"_s, received});
-    UiHarness ui;
-    ui.play(
-        u"tap F2; go pageButton6; tap Return; go filedirectionInput; keys %1; go updateportslist; "
-        "keys %2; go comupdateButton; tap Space; box 将通过串口; tap Return; "
-        "see comupdateButton enabled false"_s.arg(image, sim.ptyPath()));
-    QTRY_COMPARE_WITH_TIMEOUT(contentOf(received), bytes, kWaitMs);
 }
 
 QTEST_MAIN(TestKeyboard)

@@ -231,9 +231,12 @@ void TestSimulatedPod::localUpgrade()
 {
     const PodSim sim({u"--bootloader"_s, u"--image"_s, m_received});
     UiHarness ui;
-    ui.play(u"page 6; type filedirectionInput %1; type updateportslist %2; click comupdateButton; "
-            "tap Return; see updateButton enabled false; close; box 固件正在升级; tap Escape; "
-            "see window visible true"_s.arg(m_image, sim.ptyPath()));
+    // Without a pointer
+    ui.play(
+        u"tap F2; go pageButton6; tap Return; go filedirectionInput; keys %1; "
+        "go updateportslist; keys %2; go comupdateButton; tap Space; box 将通过串口; tap Return; "
+        "see comupdateButton enabled false; close; box 固件正在升级; tap Escape; "
+        "see window visible true"_s.arg(m_image, sim.ptyPath()));
     QTRY_COMPARE_WITH_TIMEOUT(ui.backend().upgradeProgress(), 100, kWaitMs);
     QCOMPARE(contentOf(m_received), m_bytes);
     ui.play(u"see localUpgradeText text "_s + ui.backend().localUpgradeText());
