@@ -89,13 +89,13 @@ bool readPart(const QString &file, PartContent &content, QString &error)
 /// The angles have no value that says that they are not known: they stay as told last.
 void takeSet(protocol::StatusFrame &status, const UasDatalinkSet &set)
 {
-    constexpr double kTurn = 360;
+    constexpr double kFullCircle = 360;
     if (set.relativeAzimuth)
-        status.yaw = std::remainder(*set.relativeAzimuth, kTurn);
+        status.yaw = std::remainder(*set.relativeAzimuth, kFullCircle);
     if (set.relativeElevation)
         status.pitch = *set.relativeElevation;
     if (set.relativeRoll)
-        status.roll = std::remainder(*set.relativeRoll, kTurn);
+        status.roll = std::remainder(*set.relativeRoll, kFullCircle);
     const double range = set.slantRange.value_or(0);
     status.laserDistance = range > kRangeMax ? 0 : range;
     const bool hasTarget = set.targetLatitude && set.targetLongitude;
