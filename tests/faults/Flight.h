@@ -207,11 +207,12 @@ public:
     }
     void closeDrawer()
     {
-        input("key --delay 1 Escape"); // a message box may be open
-        expectSoon([this] { return !is("customDialog", "visible"); }, u"a message box is left"_s);
-        if (is("podControlDrawer", "visible"))
-            click("settingsImage");
-        expectSoon([this] { return !is("podControlDrawer", "visible"); }, u"the drawer is left"_s);
+        // Closes the topmost: a list, a message box, at last the drawer.
+        const auto pressEscape = [this] {
+            input("key --delay 1 Escape");
+            return !is("customDialog", "visible") && !is("podControlDrawer", "visible");
+        };
+        expectSoon(pressEscape, u"the drawer is left"_s);
     }
     void connectBy(Link link)
     {
