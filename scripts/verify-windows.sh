@@ -59,12 +59,28 @@ pod() { # one line to a pod's fault port, its answer
   exec 4>&-
 }
 yaw() { pod "$1" state | grep -o '"yaw":[-0-9.]*'; }
+# line_is FILE LINE: the file has such a line, whatever its lines end with.
+line_is() { tr -d '\r' <"$1" | grep -qx -- "$2"; }
 windows() { [[ $(xdotool search --onlyvisible --name KAVROControl 2>/dev/null | wc -l) == "$1" ]]; }
 logged() { grep -q -- "$1" "$(log "${2:-podconsole}")" 2>/dev/null; }
 shot() { import -window root "$pictures/$1.png" && echo "out/windows/$1.png"; }
 click() { xdotool mousemove "$1" "$2" click 1 && sleep 0.7; }
 type_into() { xdotool mousemove "$1" "$2" click --repeat 3 1 key ctrl+a && xdotool type -- "$3" && xdotool key Tab && sleep 0.3; }
-settings() { # VIDEO CONTROL_PORT SERIAL_PORT: the file that the console starts with
+# flies POD KEY HOW: the pod turns while the key is down, and stands when it is up again.
+flies() {
+  local before after
+  xdotool mousemove "${video_middle[@]}"
+  before=$(yaw "$1")
+  xdotool keydown "$2"
+  sleep 0.8
+  xdotool keyup "$2"
+  sleep 1
+  after=$(yaw "$1")
+  [[ $before != "$after" ]] || fail "the pod did not turn over $3"
+  sleep 0.5
+  [[ $(yaw "$1") == "$after" ]] || fail "the pod did not stop over $3"
+}
+settings() { # VIDEO CONTROL_PORT: the file that the console starts with
   cat >"$home/start/device_config.ini" <<INI
 [RTSP]
 rtspIp=$1
@@ -73,9 +89,6 @@ rtspIp=$1
 deviceIp=127.0.0.1
 devicePort=$2
 
-[COM]
-comPort=$3
-
 [Recording]
 folder=Aufnahmen 录像
 
@@ -83,11 +96,15 @@ folder=Aufnahmen 录像
 languageIndex=1
 INI
 }
+launch() { # FOLDER: a console with that working folder
+  mkdir -p "$home/$1"
+  (cd "$home/$1" && exec wine "$home/podconsole/apppodconsole.exe" >>"$work/wine.err" 2>&1) &
+  started+=($!)
+}
 start_console() {
   rm -f "$(log)"
-  (cd "$home/start" && exec wine "$home/podconsole/apppodconsole.exe" >>"$work/wine.err" 2>&1) &
-  started+=($!)
-  within 60 windows "${1:-1}" || fail "no window"
+  launch start
+  within 60 windows 1 || fail "no window"
   sleep 1
 }
 end_console() {
@@ -107,6 +124,7 @@ wineboot --init >"$work/wineboot.log" 2>&1
 settings_icon=(1055 44)
 pages=(50 93 139 182 226 270 314) # each page's entry, downwards at 650
 tcp_button=(1015 245)
+serial_field=(750 331)
 serial_button=(1015 331)
 file_field=(880 274)
 upgrade_button=(1015 417)
@@ -114,7 +132,7 @@ video_middle=(300 360)
 
 # 1. What the operator does on Linux, in a console that writes its log where an operator finds it.
 simulate pod --model 1 --pty-link "$work/pod-serial"
-settings "$(told pod 'video ')" "$(told pod 'control tcp .*:')" COM12
+settings "$(told pod 'video ')" "$(told pod 'control tcp .*:')"
 start_console
 within 30 logged "播放开始成功" || fail "no video"
 sleep 2
@@ -127,16 +145,7 @@ for page in "${!pages[@]}"; do
   shot "2-page-$page"
 done
 click "${settings_icon[@]}"
-xdotool mousemove "${video_middle[@]}"
-before=$(yaw pod)
-xdotool keydown d
-sleep 0.8
-xdotool keyup d
-sleep 1
-after=$(yaw pod)
-[[ $before != "$after" ]] || fail "the pod did not turn"
-sleep 0.5
-[[ $(yaw pod) == "$after" ]] || fail "the pod did not stop"
+flies pod d TCP
 shot 3-turned
 xdotool key shift+r
 sleep 3
@@ -147,17 +156,12 @@ holds_both() { [[ $(recorded | grep . | sort -u | tr '\n' ' ') == 'h264 klv ' ]]
 within 10 holds_both || fail "no recording with picture and telemetry"
 
 # 2. What was changed is stored, and found again at the next start: a switch goes on from there.
-line_is() { grep -qx "headUpLine=$1" "$home/start/device_config.ini"; }
+stored=$home/start/device_config.ini
 xdotool key F3
-within 5 line_is 0 || fail "nothing was stored"
+within 5 line_is "$stored" headUpLine=0 || fail "nothing was stored"
 
 # 3. A second console at the same time has a log of its own.
-start_second() {
-  mkdir -p "$home/second"
-  (cd "$home/second" && exec wine "$home/podconsole/apppodconsole.exe" >>"$work/wine.err" 2>&1) &
-  started+=($!)
-}
-start_second
+launch second
 within 60 windows 2 || fail "no second console"
 within 10 logged "podconsole starts" podconsole-2 || fail "the second console has no log of its own"
 shot 5-two-consoles
@@ -166,7 +170,7 @@ within 20 windows 1 || fail "the second console does not close"
 end_console
 start_console
 xdotool key F3
-within 5 line_is 1 || fail "what was stored was not read"
+within 5 line_is "$stored" headUpLine=1 || fail "what was stored was not read"
 within 30 logged "播放开始成功" || fail "no video at the second start"
 shot 6-second-start
 
@@ -193,20 +197,12 @@ link_port() {
 link_port COM12 "$work/pod-serial"
 start_console
 click "${settings_icon[@]}"
+type_into "${serial_field[@]}" COM12
 click "${serial_button[@]}"
 within 10 logged "串口连接成功: \"COM12\"" || { shot 7-serial; fail "no serial connection"; }
 shot 7-serial
 click "${settings_icon[@]}"
-xdotool mousemove "${video_middle[@]}"
-before=$(yaw pod)
-xdotool keydown a
-sleep 0.8
-xdotool keyup a
-sleep 1
-after=$(yaw pod)
-[[ $before != "$after" ]] || fail "the pod did not turn over the serial port"
-sleep 0.5
-[[ $(yaw pod) == "$after" ]] || fail "the pod did not stop over the serial port"
+flies pod a "the serial port"
 end_console
 
 # 6. A firmware upgrade over such a port.
