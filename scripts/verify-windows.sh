@@ -127,6 +127,7 @@ tcp_button=(1015 245)
 serial_field=(750 331)
 serial_button=(1015 331)
 file_field=(880 274)
+upgrade_port_field=(900 312)
 upgrade_button=(1015 417)
 video_middle=(300 360)
 
@@ -216,6 +217,7 @@ click "${settings_icon[@]}"
 click 650 "${pages[6]}"
 cp "$home/firmware 固件.bin" "$home/start/firmware.bin"
 type_into "${file_field[@]}" firmware.bin
+type_into "${upgrade_port_field[@]}" COM12
 click "${upgrade_button[@]}"
 shot 8-upgrade-asked
 xdotool key Return
