@@ -28,7 +28,7 @@ ApplicationWindow {
     property string oldComPort: "COM1"
     property int oldBaudRate: 115200
     property int oldLanguageIndex: 0
-    property bool isManuallyUpdating: false
+    property alias isManuallyUpdating: streamStart.applying
     property bool showB7NRecordStatus: cMain.recording
     property bool showRecordStatus: false
     property bool gimbalConnected: cMain.isConnected
@@ -41,7 +41,7 @@ ApplicationWindow {
     property bool isHeadUpShown: true
     property bool isStatisticsShown: false
 
-    property bool streamStarted: false
+    property alias streamStarted: streamStart.started
     // What the pod has told is no longer what it does.
     readonly property bool podStateOld: !gimbalConnected || cMain.statusStale
     // The press under way has closed a menu, a list or a box, and means nothing else.
@@ -50,7 +50,7 @@ ApplicationWindow {
     property bool closeConfirmed: false
     // Where full screen leads back to.
     property bool wasMaximised: false
-    readonly property bool typing: activeFocusItem instanceof TextInput
+    readonly property alias typing: keyboardFocus.typing
     readonly property alias video: videoRenderer
     readonly property alias tips: tipLayer
     readonly property alias keys: keyTable
@@ -78,12 +78,6 @@ ApplicationWindow {
     }
 
     onClosing: close => close.accepted = mayClose(() => mainWindow.close())
-
-    onActiveFocusItemChanged: {
-        // The key-ups will not arrive where the keys went down.
-        steeringKeys.releaseAll();
-        keyboardCatcher.start();
-    }
 
     onVisibilityChanged: visibility => {
         if (visibility !== Window.Minimized)
@@ -166,38 +160,6 @@ ApplicationWindow {
         readRecorderSettings();
     }
 
-    // Where the window was, if that is still on a screen.
-    function readPlace() {
-        const read = key => storedSettings.readNumber(storedSettings.place, key, 100000, -1);
-        const size = Qt.size(read("width"), read("height"));
-        if (size.width < minimumWidth || size.height < minimumHeight)
-            return;
-        width = size.width;
-        height = size.height;
-        const corner = Qt.point(read("x"), read("y"));
-        const onScreen = Array.from(Qt.application.screens).some(screen =>
-            corner.x >= screen.virtualX && corner.y >= screen.virtualY
-            && corner.x <= screen.virtualX + screen.width - 100
-            && corner.y <= screen.virtualY + screen.height - 100);
-        if (onScreen) {
-            x = corner.x;
-            y = corner.y;
-        }
-        if (read("maximised") === 1)
-            showMaximized();
-    }
-
-    function keepPlace() {
-        const keep = (key, value) => storedSettings.place.setValue(key, value);
-        keep("maximised", visibility === Window.Maximized ? 1 : 0);
-        if (visibility !== Window.Windowed)
-            return;
-        keep("x", x);
-        keep("y", y);
-        keep("width", width);
-        keep("height", height);
-    }
-
     function readRecorderSettings() {
         const kept = storedSettings;
         flightRecorder.folder = kept.recording.value("folder", "");
@@ -213,21 +175,7 @@ ApplicationWindow {
 
     function toggleDrawer() { showDrawer(!podControlDrawer.visible); }
 
-    // Keys steer the pod unless the operator is typing or is asked something. From a control that was
-    // reached by Tab they steer, too: it keeps the keyboard for as long as it can be used.
-    function giveFocusBack() {
-        const control = activeFocusItem;
-        const inUse = control !== null && control !== contentItem && control.visible && control.enabled
-            && !((control as ComboBox)?.editable ?? false);
-        if (!podControlDrawer.asking && (typing || !inUse))
-            videoRenderer.forceActiveFocus();
-    }
-
-    // A control that has the keyboard was hidden, disabled or destroyed.
-    function catchKeyboard() {
-        if (active && (activeFocusItem === null || activeFocusItem === contentItem || !activeFocusItem.visible))
-            videoRenderer.forceActiveFocus();
-    }
+    function giveFocusBack() { keyboardFocus.giveBack(); }
 
     function showHeadUp(shown: bool) {
         isHeadUpShown = shown;
@@ -262,7 +210,7 @@ ApplicationWindow {
     // Closing in the middle of an upgrade can cost the pod its firmware: true once that was confirmed.
     function mayClose(closeAgain: var): bool {
         if (closeConfirmed || !podControlDrawer.upgradeRunning) {
-            keepPlace();
+            windowPlace.keep();
             return true;
         }
         podControlDrawer.ask(Texts.closeInUpgrade, () => {
@@ -272,24 +220,21 @@ ApplicationWindow {
         return false;
     }
 
-    function applyUrl(newUrl: string) {
-        console.log("手动应用新 URL:", shownUrl(newUrl));
-        isManuallyUpdating = true;
-        rtspUrl = newUrl;
-        statusLine.show("URL已更新，重新连接中...", Theme.statusWarning);
-        reconnectTimer.restart();
-    }
-
     Component.onCompleted: {
         videoRenderer.setFrameInterval(frameInterval);
         readSettings();
-        readPlace();
+        windowPlace.restore();
         keyTable.read();
         console.log("RTSP播放器启动完成");
     }
 
     StoredSettings {
         id: storedSettings
+    }
+    WindowPlace {
+        id: windowPlace
+        window: mainWindow
+        settings: storedSettings
     }
 
     Binding {
@@ -314,6 +259,18 @@ ApplicationWindow {
     SteeringKeys {
         id: steeringKeys
         guard: motion
+    }
+    KeyboardFocus {
+        id: keyboardFocus
+        video: videoRenderer
+        motionKeys: steeringKeys
+        asking: podControlDrawer.asking
+    }
+    StreamStart {
+        id: streamStart
+        video: videoRenderer
+        line: statusLine
+        onUrlGiven: url => mainWindow.rtspUrl = url
     }
     FlightRecorder {
         id: flightRecorder
@@ -350,46 +307,6 @@ ApplicationWindow {
         id: pressEnd
         interval: 0
         onTriggered: mainWindow.pressTaken = false
-    }
-    Timer {
-        id: reconnectTimer
-        interval: 100
-        onTriggered: {
-            console.log("手动重新连接...");
-            // The item goes on playing what it has; only a stopped one opens the new address. Not
-            // in applyUrl(): stop() serves events, one of which may destroy who called that.
-            if (videoRenderer.playing)
-                videoRenderer.stop();
-            videoRenderer.play();
-            mainWindow.isManuallyUpdating = false;
-            statusLine.showVideoState();
-        }
-    }
-    // Opening a stream can take seconds; the operator shall see the window meanwhile.
-    Connections {
-        target: mainWindow
-        enabled: !mainWindow.streamStarted
-        function onFrameSwapped() { streamStarter.start(); }
-    }
-    // Not from within the swap: play() serves events while it waits, and a frame may be due.
-    Timer {
-        id: streamStarter
-        interval: 0
-        onTriggered: {
-            mainWindow.streamStarted = true;
-            videoRenderer.play();
-        }
-    }
-    // Not in the change itself, which may be on its way to another item.
-    Timer {
-        id: keyboardCatcher
-        interval: 0
-        onTriggered: mainWindow.catchKeyboard()
-    }
-    // Unlike a disabled control a hidden one would keep the keyboard.
-    Connections {
-        target: mainWindow.activeFocusItem
-        function onVisibleChanged() { mainWindow.catchKeyboard(); }
     }
     Connections {
         target: cMain
@@ -429,7 +346,6 @@ ApplicationWindow {
                 statusLine.show("连接恢复", Theme.statusGood);
             }
             onPlayingChanged: {
-                // Stopping the old stream is no news while a new address is being applied.
                 if (!mainWindow.isManuallyUpdating)
                     statusLine.showVideoState();
             }
@@ -614,7 +530,7 @@ ApplicationWindow {
         anchors.rightMargin: mainWindow.margin
         anchors.topMargin: mainWindow.margin
 
-        onUrlChanged: newUrl => mainWindow.applyUrl(newUrl)
+        onUrlChanged: newUrl => streamStart.apply(newUrl)
         onPageChanged: page => console.log("切换到页面:", page)
         onClosed: mainWindow.showDrawer(false)
         onRecordHereClicked: podActions.recordHere()

@@ -26,7 +26,15 @@ Rectangle {
         anchors.fill: parent
         anchors.rightMargin: titleBar.buttonsWidth
         acceptedButtons: Qt.LeftButton
-        onPressed: mainWindow.startSystemMove()
+        // When the last press came, in ms. A second press at once is half a double click, which a
+        // window manager that moves the window would swallow.
+        property real pressedAt: 0
+        onPressed: {
+            const now = Date.now();
+            if (now - pressedAt > Qt.styleHints.mouseDoubleClickInterval)
+                mainWindow.startSystemMove();
+            pressedAt = now;
+        }
         onDoubleClicked: maxButton.clicked()
     }
 

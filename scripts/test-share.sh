@@ -8,7 +8,7 @@ lines() {
   for folder in "$@"; do
     [[ -d $folder ]] && folders+=("$folder")
   done
-  find "${folders[@]}" -type f \( -name '*.cpp' -o -name '*.h' -o -name '*.qml' \) -exec cat {} + |
+  find "${folders[@]}" -type f \( -name '*.cpp' -o -name '*.h' -o -name '*.qml' -o -name '*.py' \) -exec cat {} + |
     grep -c '[^[:space:]]'
 }
 

@@ -6,6 +6,7 @@ QtObject {
     readonly property color windowEdge: "#1A1A1A"
 
     // Over the video
+    readonly property color noPicture: "black"
     readonly property color shade: "#80000000"
     readonly property color panel: "#8C000000"
     readonly property color strip: "#2C2C2C"

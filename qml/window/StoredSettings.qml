@@ -20,8 +20,8 @@ Item {
         : file.state === SettingsFile.Unwritable ? Texts.settingsUnwritable : ""
 
     // What makes no sense as a number leaves the default standing.
-    function readNumber(group: var, key: string, most: int, byDefault: int): int {
-        const value = Validation.integerIn(String(group.value(key, byDefault)), 0, most);
+    function readNumber(group: var, key: string, most: int, byDefault: int, least = 0): int {
+        const value = Validation.integerIn(String(group.value(key, byDefault)), least, most);
         return isNaN(value) ? byDefault : value;
     }
 

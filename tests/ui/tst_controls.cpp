@@ -148,6 +148,49 @@ constexpr auto kDrags = std::to_array<Row>({
     {"80 -80", "00 0a 80 80"},
 });
 
+/// What the keys do at a control, and the frames that come of it.
+constexpr auto kActs = std::to_array<Row>({
+    {"go photobutton; tap Space; go recordbutton; tap Return", "12 00 00 00, 12 01 00 00"},
+    {"go hzhbutton; tap Space; see hzhMenu opened true; tap Down; tap Down; tap Up; tap Return; "
+     "see hzhMenu visible false; tap W",
+     "14 00 01 00, 00 08 00 80, 00 00 00 00"},
+    {"go zoomButton; tap Return; see zoomMenu opened true; down Space; up Space; "
+     "see zoomMenu visible false",
+     "00 40 04 00, 00 60 00 00"},
+    // It gives the keyboard back, and the keys steer from inside
+    {"go gimbalbutton; tap Space; see modeMenu opened true; tap D; tap Escape; "
+     "see modeMenu visible false; tap Space; see modeMenu opened true; tap Escape",
+     "00 02 80 00, 00 00 00 00"},
+    {"backend isManualFocus 1; go plusButton; down Space; up Space; go minusButton; down Return; "
+     "up Return",
+     "1d 02 00 00, 1d 04 00 00, 1d 03 00 00, 1d 04 00 00"},
+    {"backend isTracking 1; go closeTrackBtn; tap Return", "11 01 00 00"},
+    {"go settingsImage; tap Space; see podControlDrawer visible true; go drawerPhotoButton; tap "
+     "Space; "
+     "go drawerRecordButton; tap Return; tap Escape; see podControlDrawer visible false",
+     "12 00 00 00, 12 01 00 00"},
+    {"page 1; go rebootButton; tap Return; box 云台将重启; tap Return", "22 02 00 00"},
+    // Enter is that of the button which has the keyboard
+    {"page 1; go rebootButton; tap Space; box 云台将重启; go dialogCancelButton; tap Return; "
+     "see customDialog visible false",
+     ""},
+    {"page 1; go podsportspeedslider; tap Right; tap Escape; tap A; backend moveSpeed 128",
+     "00 04 81 00, 00 00 00 00"},
+    {"page 1; go comboboxprotocoltype; tap Space; tap Down; tap Down; tap Return", "20 01 01 00"},
+    // The arrow alone chooses nothing; Escape closes the list, then the drawer
+    {"page 1; go comboboxfrequency; tap Down; tap Down; tap Escape; see podControlDrawer visible "
+     "true; "
+     "tap Escape; see podControlDrawer visible false",
+     ""},
+    {"page 2; go osdshowrowSwitch; tap Space; tap Return", "19 01 00 00, 19 00 00 00"},
+    {"page 2; go kjgrowCombo; keys 7; tap Return", "1f 00 07 00"},
+    // Text is no steering, with Ctrl neither; from any other control the keys steer
+    {"page 0; go ipInput; keys WASDQE; tap Ctrl+W; go b7nQueryButton; tap W",
+     "00 08 00 80, 00 00 00 00"},
+    // A held key stops when the keyboard goes elsewhere
+    {"page 0; go b7nQueryButton; down D; tap Tab; tap Tab", "00 02 80 00, 00 00 00 00"},
+});
+
 } // namespace
 
 /// From each of the operator's gestures to the bytes on the control link, good input and bad. One
@@ -204,6 +247,7 @@ void TestControls::gestureSendsItsFrames_data()
     // With its message away the keys steer, and nothing else was on its way.
     add(kFrames, u"%1; sent %2; set customDialog visible 0; see videoRenderer activeFocus true; "
                  "tap W; sent 00 08 00 80, 00 00 00 00"_s);
+    add(kActs, u"%1; sent %2"_s);
     // The command at once, then again with every tick.
     add(kDrags, u"drag %1; see imagemovecircle visible true; sent %2, %2, %2; drop %1; see "
                 "imagemovecircle visible false; await 00 00 00 00; see stopTimer running false"_s);
@@ -219,10 +263,9 @@ void TestControls::pressHasOneStop_data()
     add(u"drag 80 0; drop 80 0; see stopTimer running true; down W; see stopTimer running false; "
         "up W; "
         "moved 00 02 80 00, 00 00 00 00, 00 08 00 80, 00 00 00 00, 00 08 00 80, 00 00 00 00"_s);
-    // Stops are owed across a lost link, also those just sent; what was held is held no more.
-    add(u"down W; down E; moved 00 08 00 80, 00 40 04 00; cut; "
-        "up E; down W; connect; down W; moved 00 00 00 00, 00 60 00 00; tap D; up W; cut; "
-        "connect; tap W; "
+    // Stops are owed across a lost link, also those just sent.
+    add(u"down E; moved 00 40 04 00; cut; up E; connect; moved 00 60 00 00; tap D; cut; connect; "
+        u"tap W; "
         "moved 00 02 80 00, 00 00 00 00, 00 00 00 00, 00 60 00 00, 00 08 00 80, 00 00 00 00"_s);
     // A drag turns without a stop between, rests near its start, and ends outside the window.
     add(u"drag 100 0; dragto 100 100; dragto 10 -10; see moveTimer running false; dragto 11 0; "

@@ -38,49 +38,6 @@ constexpr auto kPlaces = std::to_array<Row>({
     {"question", "page 1; click rebootButton; see customDialog opened true"},
 });
 
-/// What the keys do at a control, and the frames that come of it.
-constexpr auto kActs = std::to_array<Row>({
-    {"go photobutton; tap Space; go recordbutton; tap Return", "12 00 00 00, 12 01 00 00"},
-    {"go hzhbutton; tap Space; see hzhMenu opened true; tap Down; tap Down; tap Up; tap Return; "
-     "see hzhMenu visible false; tap W",
-     "14 00 01 00, 00 08 00 80, 00 00 00 00"},
-    {"go zoomButton; tap Return; see zoomMenu opened true; down Space; up Space; "
-     "see zoomMenu visible false",
-     "00 40 04 00, 00 60 00 00"},
-    // It gives the keyboard back, and the keys steer from inside
-    {"go gimbalbutton; tap Space; see modeMenu opened true; tap D; tap Escape; "
-     "see modeMenu visible false; tap Space; see modeMenu opened true; tap Escape",
-     "00 02 80 00, 00 00 00 00"},
-    {"backend isManualFocus 1; go plusButton; down Space; up Space; go minusButton; down Return; "
-     "up Return",
-     "1d 02 00 00, 1d 04 00 00, 1d 03 00 00, 1d 04 00 00"},
-    {"backend isTracking 1; go closeTrackBtn; tap Return", "11 01 00 00"},
-    {"go settingsImage; tap Space; see podControlDrawer visible true; go drawerPhotoButton; tap "
-     "Space; "
-     "go drawerRecordButton; tap Return; tap Escape; see podControlDrawer visible false",
-     "12 00 00 00, 12 01 00 00"},
-    {"page 1; go rebootButton; tap Return; box 云台将重启; tap Return", "22 02 00 00"},
-    // Enter is that of the button which has the keyboard
-    {"page 1; go rebootButton; tap Space; box 云台将重启; go dialogCancelButton; tap Return; "
-     "see customDialog visible false",
-     ""},
-    {"page 1; go podsportspeedslider; tap Right; tap Escape; tap A; backend moveSpeed 128",
-     "00 04 81 00, 00 00 00 00"},
-    {"page 1; go comboboxprotocoltype; tap Space; tap Down; tap Down; tap Return", "20 01 01 00"},
-    // The arrow alone chooses nothing; Escape closes the list, then the drawer
-    {"page 1; go comboboxfrequency; tap Down; tap Down; tap Escape; see podControlDrawer visible "
-     "true; "
-     "tap Escape; see podControlDrawer visible false",
-     ""},
-    {"page 2; go osdshowrowSwitch; tap Space; tap Return", "19 01 00 00, 19 00 00 00"},
-    {"page 2; go kjgrowCombo; keys 7; tap Return", "1f 00 07 00"},
-    // Text is no steering, with Ctrl neither; from any other control the keys steer
-    {"page 0; go ipInput; keys WASDQE; tap Ctrl+W; go b7nQueryButton; tap W",
-     "00 08 00 80, 00 00 00 00"},
-    // A held key stops when the keyboard goes elsewhere
-    {"page 0; go b7nQueryButton; down D; tap Tab; tap Tab", "00 02 80 00, 00 00 00 00"},
-});
-
 /// A setting of the pod, changed with the drawer open, and what the pod says of it then.
 struct Setting
 {
@@ -136,7 +93,7 @@ QRectF placeOf(const QQuickItem *item) { return item->mapRectToScene(item->bound
 } // namespace
 
 /// The operator without a pointer: every control is reached in reading order and can be seen to be,
-/// does what its keys say, and a whole flight takes no more.
+/// and a whole flight takes no more.
 class TestKeyboard : public QObject
 {
     Q_OBJECT
@@ -150,8 +107,6 @@ private slots:
     void init();
     void tabReachesAll_data() { rows(kPlaces); }
     void tabReachesAll();
-    void keysAct_data();
-    void keysAct();
     void flight();
     void cleanupTestCase() { m_ui.reset(); }
 
@@ -216,20 +171,6 @@ void TestKeyboard::tabReachesAll()
         const bool isBack = now.bottom() <= before.top() && now.right() <= before.left();
         QVERIFY2(!isBack, qPrintable(nameOf(reached[i - 1]) + u" before "_s + nameOf(reached[i])));
     }
-}
-
-void TestKeyboard::keysAct_data()
-{
-    QTest::addColumn<QString>("steps");
-    for (const Row &row : kActs)
-        QTest::newRow(row.name) << QString::fromUtf8(row.name) + u"; sent "_s
-                                       + QString::fromUtf8(row.steps);
-}
-
-void TestKeyboard::keysAct()
-{
-    QFETCH(QString, steps);
-    m_ui->play(steps);
 }
 
 QVariant TestKeyboard::podState(const QString &name)

@@ -216,7 +216,7 @@ void TestSimulatedPod::onlineUpgrade()
     environment.worker.serverPort = sim.upgradePort();
     ui.backend().onlineUpgrade()->setEnvironment(environment);
     // The pod's port is the bootloader's now, and leaving the page does not strand the run.
-    ui.play(u"page 6; click updateButton; box 将断开; click dialogButton; see window "
+    ui.play(u"page 6; go updateButton; tap Space; box 将断开; tap Return; see window "
             u"gimbalConnected false; "
             u"page 0; page 6; "
             "see updateButton enabled false; see comupdateButton enabled false"_s);

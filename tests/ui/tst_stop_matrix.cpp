@@ -1,13 +1,10 @@
 #include "UiHarness.h"
-#include "input/JoystickInput.h"
+#include "VirtualStick.h"
 #include "motion/MotionTable.h"
 #include "protocol/ShortFrame.h"
 
 #include <QRegularExpression>
 #include <QTest>
-
-#define SDL_MAIN_HANDLED
-#include <SDL.h>
 
 #include <algorithm>
 #include <functional>
@@ -17,9 +14,8 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr int kWaitMs = 10000;
+constexpr int kWaitMs = VirtualStick::kWaitMs;
 constexpr int kQuietMs = 2 * input::JoystickMapping::kCommandIntervalMs;
-constexpr int kSpareAxis = 4; // it has no function
 const QByteArray kSettings = "[RTSP]\nrtspIp=\n[Joystick]\naxisXFunction=yaw\naxisZFunction=zoom\n"
                              "axisRFunction=focus\n";
 
@@ -34,6 +30,7 @@ struct Start
     const char *goOn;
     const char *letGo;
     int stops = 1;
+    bool isPaired = true; // with the other sources
 };
 
 constexpr auto kStarts = std::to_array<Start>({
@@ -46,6 +43,11 @@ constexpr auto kStarts = std::to_array<Start>({
      "release mouseIn"},
     {"focus button", motion::Kind::Focus, "pointer", "backend isManualFocus 1; press plusButton",
      "", "release plusButton"},
+    {"Space on zoom entry", motion::Kind::Zoom, "keys",
+     "go zoomButton; tap Return; see zoomMenu opened true; down Space", "repeat Space", "up Space",
+     1, false},
+    {"Enter on focus button", motion::Kind::Focus, "keys",
+     "backend isManualFocus 1; go plusButton; down Return", "repeat Return", "up Return", 1, false},
     {"stick, yaw", motion::Kind::Move, "stick", "stick 0 1", "stick 0 0.7", "stick 0 0"},
     {"stick, zoom", motion::Kind::Zoom, "stick", "stick 2 1", "stick 2 0.7", "stick 2 0"},
     {"stick, focus", motion::Kind::Focus, "stick", "stick 3 1", "stick 3 0.7", "stick 3 0"},
@@ -110,7 +112,7 @@ private slots:
     void cleanupTestCase();
 
 private:
-    void awaitLook();
+    void awaitLook() { m_stick.awaitLook(m_ui->window()->findChild<JoystickInput *>()); }
     void play(const QString &steps);
     /// What the pod received of this kind; other kinds may have debts of earlier rows.
     QStringList frames(motion::Kind kind) const;
@@ -129,36 +131,21 @@ private:
     }
 
     std::unique_ptr<UiHarness> m_ui;
-    SDL_Joystick *m_stick = nullptr;
+    VirtualStick m_stick;
 };
 
 void TestStopMatrix::initTestCase()
 {
-    SDL_SetMainReady();
-    SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");
-    SDL_SetHint(SDL_HINT_JOYSTICK_ALLOW_BACKGROUND_EVENTS, "1");
-    QVERIFY2(SDL_InitSubSystem(SDL_INIT_JOYSTICK) == 0, SDL_GetError());
-    if (SDL_NumJoysticks() > 0)
-        QSKIP("A real joystick is plugged in; it would be read instead of the virtual one");
+    if (!VirtualStick::prepare())
+        QSKIP("There is a real joystick, or SDL reads none");
     UiHarness::prepare();
 }
 
 void TestStopMatrix::cleanupTestCase()
 {
     m_ui.reset();
-    SDL_JoystickClose(m_stick);
-    SDL_QuitSubSystem(SDL_INIT_JOYSTICK);
-}
-
-/// Waits until the stick was looked at once more.
-void TestStopMatrix::awaitLook()
-{
-    const QPointer joystick = m_ui->window()->findChild<JoystickInput *>();
-    QVERIFY(joystick);
-    QTRY_VERIFY_WITH_TIMEOUT(joystick->isConnected(), kWaitMs);
-    const double spare = joystick->axes().at(kSpareAxis) > 0 ? 0 : 1;
-    SDL_JoystickSetVirtualAxis(m_stick, kSpareAxis, Sint16(spare * SDL_JOYSTICK_AXIS_MAX));
-    QTRY_COMPARE_WITH_TIMEOUT(joystick->axes().at(kSpareAxis), spare, kWaitMs);
+    m_stick.pullOut();
+    VirtualStick::end();
 }
 
 void TestStopMatrix::init()
@@ -171,11 +158,8 @@ void TestStopMatrix::init()
     m_ui->play(u"set customDialog visible 0; set zoomMenu visible 0; set podControlDrawer visible "
                "0; backend isManualFocus 0; set videoRenderer focus 1; "
                "see videoRenderer activeFocus true"_s);
-    if (!m_stick) {
-        m_stick = SDL_JoystickOpen(SDL_JoystickAttachVirtual(
-            SDL_JOYSTICK_TYPE_FLIGHT_STICK, input::kAxisCount, input::kButtonCount, 0));
-        QVERIFY2(m_stick, SDL_GetError());
-    }
+    if (!m_stick.isPluggedIn())
+        m_stick.plugIn();
     awaitLook();
     if (!m_ui->backend().isConnected())
         QVERIFY(m_ui->connectPod());
@@ -187,8 +171,7 @@ void TestStopMatrix::cleanup()
     // A program that was to quit, or did not do as it should, is not flown on with.
     if (QTest::currentTestFailed() || textOf(QTest::currentDataTag()).endsWith(u"quit"))
         m_ui.reset();
-    for (int axis = 0; m_stick && axis < kSpareAxis; ++axis)
-        SDL_JoystickSetVirtualAxis(m_stick, axis, 0);
+    m_stick.centre();
 }
 
 QStringList TestStopMatrix::frames(motion::Kind kind) const
@@ -210,12 +193,10 @@ void TestStopMatrix::play(const QString &steps)
     for (const QString &step : steps.split(u"; "_s, Qt::SkipEmptyParts)) {
         const QStringList words = step.split(u' ');
         if (words[0] == "stick"_L1) {
-            SDL_JoystickSetVirtualAxis(m_stick, words[1].toInt(),
-                                       Sint16(words[2].toDouble() * SDL_JOYSTICK_AXIS_MAX));
+            m_stick.setAxis(words[1].toInt(), words[2].toDouble());
             awaitLook();
         } else if (words[0] == "unplug"_L1) {
-            SDL_JoystickClose(std::exchange(m_stick, nullptr));
-            SDL_JoystickDetachVirtual(0);
+            m_stick.pullOut();
         } else if (words[0] == "forget"_L1) {
             m_ui->pod().take();
         } else if (words[0] == "reset"_L1) {
@@ -251,7 +232,7 @@ void TestStopMatrix::everyEndStops()
     play(textOf(start.begin));
     QTRY_VERIFY_WITH_TIMEOUT(moves(start.kind), kWaitMs);
     play(textOf(end.steps));
-    if (m_stick || textOf(start.hand) != "stick"_L1) {
+    if (m_stick.isPluggedIn() || textOf(start.hand) != "stick"_L1) {
         play(textOf(start.goOn));
         if (textOf(start.hand) == "stick"_L1)
             QTest::qWait(kQuietMs); // it would start again with its next command
@@ -275,8 +256,8 @@ void TestStopMatrix::theOtherSourceGoesOn_data()
     for (const Start &first : kStarts) {
         for (const Start &second : kStarts) {
             // The wheel is let go of by itself.
-            if (first.kind == second.kind && textOf(first.hand) != textOf(second.hand)
-                && textOf(first.name) != "wheel"_L1)
+            if (first.isPaired && second.isPaired && first.kind == second.kind
+                && textOf(first.hand) != textOf(second.hand) && textOf(first.name) != "wheel"_L1)
                 QTest::addRow("%s, then %s", first.name, second.name) << first << second;
         }
     }

@@ -329,7 +329,7 @@ void TestWindow::languageChangesEverythingAndIsKept()
     for (int page = 0; page <= 6; ++page) {
         ui.play(u"page %1"_s.arg(page));
         for (const auto *item : ui.item(u"podControlDrawer"_s)->findChildren<QQuickItem *>()) {
-            for (const char *name : {"text", "label", "tip", "displayText", "placeholderText"}) {
+            for (const char *name : {"text", "label", "tip", "displayText", "hint"}) {
                 const QString text = item->property(name).toString();
                 QVERIFY2(text == u"中文" || !text.contains(chinese), qPrintable(text));
             }

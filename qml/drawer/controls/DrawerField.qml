@@ -9,6 +9,9 @@ TextField {
     id: field
 
     property string tip: ""
+    // What an empty field stands for. Not the style's own placeholder, which floats out of a field of
+    // this height in newer releases of Qt.
+    property string hint: ""
 
     Layout.fillWidth: true
     implicitHeight: Theme.drawerRowHeight
@@ -20,7 +23,6 @@ TextField {
     color: enabled && !readOnly ? Theme.drawerText : Theme.drawerMuted
     font.pixelSize: Theme.drawerFontSize
     Accessible.name: tip
-    placeholderTextColor: Theme.drawerMuted
     selectByMouse: true
     selectedTextColor: "white"
     selectionColor: Theme.drawerAccent
@@ -28,6 +30,17 @@ TextField {
     onAccepted: mainWindow.giveFocusBack()
     Keys.onEscapePressed: mainWindow.giveFocusBack()
 
+    Text {
+        anchors.fill: parent
+        leftPadding: field.leftPadding
+        rightPadding: field.rightPadding
+        color: Theme.drawerMuted
+        elide: Text.ElideRight
+        font: field.font
+        text: field.hint
+        verticalAlignment: Text.AlignVCenter
+        visible: field.text === "" && field.preeditText === ""
+    }
     DrawerTip {
         shown: field.hovered && !field.activeFocus
         text: field.tip

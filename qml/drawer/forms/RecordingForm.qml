@@ -45,7 +45,7 @@ Section {
             id: folderInput
             objectName: "recorderFolder"
             text: form.recorder.folder
-            placeholderText: form.recorder.usedFolder()
+            hint: form.recorder.usedFolder()
             tip: Texts.tipRecorderFolder
             onAccepted: form.apply()
         }

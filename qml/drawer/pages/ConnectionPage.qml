@@ -31,7 +31,7 @@ DrawerPage {
             activeFocusOnTab: false
             readOnly: true
             text: version
-            placeholderText: Texts.noVersion
+            hint: Texts.noVersion
             tip: Texts.tipVersion
         }
     }

@@ -99,7 +99,7 @@ DrawerPage {
                 activeFocusOnTab: false
                 readOnly: true
                 text: page.map.slice(page.namedEntries).join(" ")
-                placeholderText: "-"
+                hint: "-"
                 tip: Texts.tipSbusOthers
             }
         }
