@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Takes the pictures of docs/images anew: the real interface on the simulated pod, without a
 # display. Everything in that folder is replaced, or with an argument what that names.
-# Usage: screenshots.sh [window|states|drag|menus|drawer|upgrade|keys|recorder]
+# Usage: screenshots.sh [window|states|drag|menus|drawer|upgrade|keys|recorder|scaled]
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -10,11 +10,15 @@ cmake --build --preset release --target shoot podsim
 
 taken=$(mktemp -d)
 trap 'rm -rf "$taken"' EXIT
-QT_QPA_PLATFORM=offscreen QT_QUICK_BACKEND=software \
+export QT_QPA_PLATFORM=offscreen QT_QUICK_BACKEND=software
+shoot() {
   build/release/tools/shoot "$taken" "$@" 2>"$taken/log" || {
-  tail -n 20 "$taken/log" >&2
-  exit 1
+    tail -n 20 "$taken/log" >&2
+    exit 1
+  }
 }
+[[ ${1:-} == scaled ]] || shoot "$@"
+[[ ${1:-scaled} != scaled ]] || QT_SCALE_FACTOR=2 shoot scaled
 
 folder=docs/images
 mkdir -p "$folder"

@@ -1,6 +1,7 @@
 // Takes the pictures of docs/images: the real interface, connected to the simulated pod and showing
 // its video, is brought into each state and grabbed. It also says what the interface logged.
-// Usage: shoot FOLDER [window|states|drag|menus|drawer|upgrade|keys|recorder]
+// Usage: shoot FOLDER [window|states|drag|menus|drawer|upgrade|keys|recorder|scaled]
+// "scaled" is taken only when it is named: at the scale that QT_SCALE_FACTOR asks for.
 
 #include "PodSim.h"
 #include "UiHarness.h"
@@ -107,13 +108,15 @@ public:
         return item->mapRectToScene(item->boundingRect()).toAlignedRect();
     }
 
-    /// Without a rectangle the whole window.
+    /// Without a rectangle, which is in the window's units, the whole window.
     void shoot(const QString &name, const QRect &crop = {})
     {
         QTest::qWait(kSettleMs);
         const QImage image = m_ui.window()->grabWindow();
         const QString file = m_folder.filePath(name + u".png"_s);
-        if (!(crop.isNull() ? image : image.copy(crop & image.rect())).save(file))
+        const qreal scale = image.devicePixelRatio();
+        const QRect part(crop.topLeft() * scale, crop.size() * scale);
+        if (!(crop.isNull() ? image : image.copy(part & image.rect())).save(file))
             qFatal("shoot: %s cannot be written", qPrintable(file));
     }
 
@@ -172,6 +175,9 @@ void shootStates(const QDir &folder)
     scene.pod().fault(u"video kill"_s);
     waitFor("lost video", [&] { return scene.ui().video()->isReconnecting(); });
     scene.shoot(u"state-lost-video"_s);
+    scene.ui().play(u"page 0"_s);
+    scene.point(kNowhere);
+    scene.shoot(u"state-lost-video-drawer"_s);
 }
 
 void shootDrag(const QDir &folder)
@@ -253,6 +259,20 @@ void shootKeys(const QDir &folder, const Language &language)
     scene.ui().play(u"tap F4; tap F1; click key_photo; tap R"_s);
     scene.point(kNowhere);
     scene.shoot(u"keys"_s + language.suffix);
+    scene.ui().play(
+        u"tap Escape; tap Escape; see keyPage opened false; page 1; go comboboxprotocoltype"_s);
+    scene.shoot(u"focus-ring"_s + language.suffix, scene.rectOf(u"podControlDrawer"_s));
+}
+
+void shootScaled(const QDir &folder)
+{
+    constexpr QSize kSmallest{800, 600};
+    Scene scene(folder, kThermalModel);
+    scene.connectOverTcp();
+    scene.resize(kSmallest);
+    scene.ui().play(u"page 1"_s);
+    scene.point(kNowhere);
+    scene.shoot(u"window-scaled"_s);
 }
 
 void shootRecorder(const QDir &folder, const Language &language)
@@ -324,6 +344,10 @@ int main(int argc, char *argv[])
     const QString what = arguments.value(2);
     const auto wanted = [&](QLatin1StringView name) { return what.isEmpty() || what == name; };
     UiHarness::prepare();
+    if (what == "scaled"_L1) {
+        shootScaled(folder);
+        return 0;
+    }
     using Once = std::pair<QLatin1StringView, void (*)(const QDir &)>;
     using InBoth = std::pair<QLatin1StringView, void (*)(const QDir &, const Language &)>;
     const auto once = {
