@@ -107,6 +107,12 @@ void TestUpgradeLinks::portMovesBytesWithoutItsLock()
     QTRY_COMPARE_WITH_TIMEOUT(seen, 3, kWaitMs);
     QCOMPARE(line.port.write("#00\r"), 4);
     QTRY_COMPARE_WITH_TIMEOUT(line.pty.received(), "#00\r", kWaitMs);
+    const auto times = line.port.activityTimes();
+    QVERIFY(times.opened <= times.read && times.read <= times.written);
+    const auto *serial = line.port.findChild<QSerialPort *>();
+    line.port.sendBreak(1);
+    QVERIFY(serial->isBreakEnabled());
+    QTRY_VERIFY_WITH_TIMEOUT(!serial->isBreakEnabled(), kWaitMs);
 
     line.port.restart();
     QVERIFY(!line.port.isOpen());

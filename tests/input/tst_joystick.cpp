@@ -5,6 +5,7 @@
 #include "input/ActionResolver.h"
 #include "input/JoystickMapping.h"
 #include "motion/MotionGuard.h"
+#include "motion/MotionLedger.h"
 
 #include <QSettings>
 #include <QTemporaryDir>
@@ -108,6 +109,7 @@ private slots:
     void cleanupTestCase() { VirtualStick::end(); }
     void endOfAMotionSendsItsStopOnce_data();
     void endOfAMotionSendsItsStopOnce();
+    void stopIsOwedUntilProved();
     void everyActionReachesThePod();
     void assignmentIsRestoredAfterARestart();
 };
@@ -247,6 +249,24 @@ void TestJoystick::endOfAMotionSendsItsStopOnce()
     const qsizetype frames = flight.pod.frames().size();
     QTest::qWait(2 * JoystickMapping::kCommandIntervalMs);
     QCOMPARE(flight.pod.frames().size(), frames);
+}
+
+void TestJoystick::stopIsOwedUntilProved()
+{
+    using protocol::Command;
+    motion::MotionLedger ledger;
+    const auto owedAfter = [&](qint64 statusMs) {
+        ledger.statusArrived(statusMs);
+        return ledger.owedStops()[0] == Command::StopMove;
+    };
+    ledger.sending(Command::MoveUp);
+    // For as long as it moves
+    QVERIFY(owedAfter(0) && owedAfter(90000) && ledger.unsentStops()[0]);
+    ledger.sending(Command::StopMove);
+    // The first may have waited while nobody read.
+    QVERIFY(owedAfter(99000) && owedAfter(100999) && !ledger.unsentStops()[0]);
+    ledger.turnTo({}); // what was heard before proves nothing of the next link
+    QVERIFY(owedAfter(101000) && owedAfter(102999) && !owedAfter(103000));
 }
 
 void TestJoystick::everyActionReachesThePod()
