@@ -3,18 +3,19 @@ import argparse
 import json
 import random
 import shutil
-import subprocess
 import sys
+import threading
 import time
+from concurrent.futures import ThreadPoolExecutor
 from dataclasses import dataclass
 from pathlib import Path
 
+from scratch import Tree
 from sites import sites_of
 
 ROOT = Path(__file__).resolve().parents[2]
 TABLES = Path(__file__).resolve().parent
 SCRATCH = ROOT / "build" / "mutants"
-BUILD_LIMIT_S = 900
 
 
 @dataclass(frozen=True)
@@ -60,57 +61,6 @@ def choose(area, count, seed):
     return chosen[:count]
 
 
-def copy_tree(tree):
-    """A scratch copy of what git knows. Files that stand keep their time, so that little is built anew; one
-    that a killed run left with its fault gets a new one, or its object would stay as it is."""
-    tree.mkdir(parents=True, exist_ok=True)
-    listed = subprocess.run(["git", "ls-files", "-z"], cwd=ROOT, capture_output=True, check=True).stdout
-    subprocess.run(["rsync", "-a", "--no-times", "--checksum", "--from0", "--files-from=-", f"{ROOT}/", f"{tree}/"], input=listed, check=True)
-
-
-def run(command, tree, limit_s):
-    """The exit code of a command and the end of what it printed; None where it did not end in time."""
-    try:
-        done = subprocess.run(command, cwd=tree, capture_output=True, text=True, errors="replace", timeout=limit_s)
-    except subprocess.TimeoutExpired:
-        return None, ""
-    return done.returncode, done.stdout + done.stderr
-
-
-def suites_of(tree, pattern):
-    code, listed = run(["ctest", "--test-dir", "build/debug", "-N", "-R", pattern], tree, 60)
-    if code != 0:
-        sys.exit(f"ctest does not list its tests:\n{listed}")
-    return [line.split(": ", 1)[1].strip() for line in listed.splitlines() if "Test #" in line or "Test  #" in line]
-
-
-def build(tree, targets):
-    return run(["cmake", "--build", "--preset", "debug", "--target", *targets], tree, BUILD_LIMIT_S)
-
-
-def first_failure(tree, suites, limit_s):
-    """The first suite that fails, a hang included, or nothing."""
-    for suite in suites:
-        code, told = run(["ctest", "--test-dir", "build/debug", "-R", f"^{suite}$", "--timeout", str(limit_s)], tree, limit_s + 30)
-        if code != 0:
-            return suite, told
-    return None, ""
-
-
-def judge(tree, mutant, targets, suites, limit_s):
-    path = tree / mutant.file
-    original = path.read_text()
-    path.write_text(mutant.source)
-    try:
-        code, told = build(tree, targets)
-        if code != 0:
-            return "not compiling", ""
-        suite, told = first_failure(tree, suites, limit_s)
-        return ("killed", suite) if suite else ("survived", "")
-    finally:
-        path.write_text(original)
-
-
 def known_equivalents():
     rows = (line.split("\t") for line in (TABLES / "equivalent.tsv").read_text().splitlines() if line and line[0] != "#")
     return {(file, before, after): why for file, before, after, why in rows}
@@ -123,54 +73,91 @@ def finished_rows(report):
     return {tuple(row[i] for i in (1, 2, 4, 5)): row for row in rows}
 
 
-def prepare(area, tree):
-    copy_tree(tree)
-    code, told = run(["cmake", "--preset", "debug"], tree, BUILD_LIMIT_S)
-    if code != 0:
-        sys.exit(f"the copy cannot be configured:\n{told}")
-    suites = suites_of(tree, area["suites"])
-    targets = suites + ["podsim", "apppodconsole"]
-    code, told = build(tree, targets)
-    if code != 0:
-        sys.exit(f"the copy does not build:\n{told[-3000:]}")
-    begin = time.monotonic()
-    suite, told = first_failure(tree, suites, 600)
-    if suite:
-        sys.exit(f"{suite} fails without any fault:\n{told[-3000:]}")
-    return targets, suites, max(60, int(4 * (time.monotonic() - begin)))
+class Workers:
+    """The copies, made when the first fault of a run needs them."""
+
+    def __init__(self, count):
+        streams = threading.Lock()
+        self.trees = [Tree(SCRATCH / f"tree-{index}", ROOT, streams) for index in range(count)]
+        self.copied = False
+
+    def prepare(self, names):
+        if not self.copied: # all at once: whoever edits the sources meanwhile disturbs nothing
+            for tree in self.trees:
+                tree.copy()
+        self.copied = True
+        for tree in self.trees:
+            tree.build_whole(names)
+        suites = self.trees[0].suites(names)
+        self.trees[0].measure(suites)
+        print("suites: " + ", ".join(f"{suite.name} {suite.took_s:.0f} s" for suite in suites), flush=True)
+        return suites
+
+    def judge(self, mutants, suites, deadline, told):
+        """Each copy takes the next fault when it is done with one; `told` hears of every verdict."""
+        waiting, lock = iter(mutants), threading.Lock()
+
+        def work(tree):
+            while time.monotonic() < deadline:
+                with lock:
+                    mutant = next(waiting, None)
+                if not mutant:
+                    return
+                row = mutant.row(*tree.judge(mutant, suites)).split("\t")
+                with lock:
+                    told(row)
+
+        with ThreadPoolExecutor(len(self.trees)) as pool:
+            for job in [pool.submit(work, tree) for tree in self.trees]:
+                job.result()
 
 
 def tell(rows, name, seed):
     count = {verdict: sum(row[0] == verdict for row in rows) for verdict in ("killed", "equivalent", "survived", "not compiling")}
+    late = sum(row[0] == "killed" and row[6].endswith(" time-out") for row in rows)
     judged = count["killed"] + count["survived"]
     share = f"{100 * count['killed'] / judged:.0f} %" if judged else "none judged"
-    print(f"{name}: {len(rows)} mutants, {count['killed']} killed, {count['equivalent']} equivalent, {count['survived']} survived, "
-          f"{count['not compiling']} not compiling, seed {seed}: {share}")
+    print(f"{name}: {len(rows)} mutants, {count['killed']} killed ({late} by time-out), {count['equivalent']} equivalent, "
+          f"{count['survived']} survived, {count['not compiling']} not compiling, seed {seed}: {share}", flush=True)
 
 
-def run_area(name, area, arguments, deadline):
+def run_area(name, area, arguments, workers, deadline):
     chosen = choose(area, arguments.count, arguments.seed)
     if arguments.list:
         print("\n".join(mutant.row("listed", "") for mutant in chosen))
         return
     report = SCRATCH / f"{name}-{arguments.seed}.tsv"
     done, equivalents = finished_rows(report), known_equivalents()
-    tree, prepared, rows = SCRATCH / "tree", None, []
-    for mutant in chosen:
-        row = done.get(mutant.key())
-        if not row or row[0] == "survived" and arguments.again:
-            if (mutant.file, mutant.before, mutant.after) in equivalents:
-                row = mutant.row("equivalent", "").split("\t")
-            elif time.monotonic() > deadline:
-                break
-            else:
-                prepared = prepared or prepare(area, tree)
-                row = mutant.row(*judge(tree, mutant, *prepared)).split("\t")
-            with report.open("a") as file:
-                file.write("\t".join(row) + "\n")
+
+    def told(row):
+        done[tuple(row[i] for i in (1, 2, 4, 5))] = row
         print("\t".join(row), flush=True)
-        rows.append(row)
-    tell(rows, name, arguments.seed)
+        with report.open("a") as file:
+            file.write("\t".join(row) + "\n")
+
+    def is_due(mutant):
+        row = done.get(mutant.key())
+        return not row or row[0] == "survived" and arguments.again
+
+    due = [mutant for mutant in chosen if is_due(mutant)]
+    for mutant in due:
+        if (mutant.file, mutant.before, mutant.after) in equivalents:
+            told(mutant.row("equivalent", "").split("\t"))
+    due = [mutant for mutant in due if (mutant.file, mutant.before, mutant.after) not in equivalents]
+    late = []
+
+    def told_unless_late(row):
+        if row[0] == "survived" and area["last"]:
+            late.append(next(mutant for mutant in due if list(mutant.key()) == [row[i] for i in (1, 2, 4, 5)]))
+        else:
+            told(row)
+
+    # The suites that take long to build and run judge only what the others left over.
+    for stage, hear in ((area["suites"], told_unless_late), (area["last"], told)):
+        judged = due if hear is told_unless_late else late
+        if judged and stage and time.monotonic() < deadline:
+            workers.judge(judged, workers.prepare(stage), deadline, hear)
+    tell([done[mutant.key()] for mutant in chosen if mutant.key() in done], name, arguments.seed)
 
 
 def main():
@@ -182,13 +169,15 @@ def main():
     parser.add_argument("--minutes", type=float, default=240, help="begin no further fault after that time")
     parser.add_argument("--again", action="store_true", help="judge anew what survived in an earlier run of this seed")
     parser.add_argument("--list", action="store_true", help="tell the faults and plant none")
+    parser.add_argument("--jobs", type=int, default=2, help="copies at work at the same time (default 2)")
     arguments = parser.parse_args()
     if not shutil.which("rsync"):
         sys.exit("rsync is missing")
     SCRATCH.mkdir(parents=True, exist_ok=True)
     deadline = time.monotonic() + 60 * arguments.minutes
+    workers = Workers(arguments.jobs)
     for name in areas if arguments.area == "all" else [arguments.area]:
-        run_area(name, areas[name], arguments, deadline)
+        run_area(name, areas[name], arguments, workers, deadline)
 
 
 if __name__ == "__main__":

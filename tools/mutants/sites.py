@@ -14,6 +14,10 @@ UNTOUCHED_LINE = re.compile(r"^\s*(static_assert|namespace|using |template|Q_[A-
 CPP_STATEMENT = re.compile(r"^(\s+)((?:emit )?[\w:.>\-()*]+(?:\(.*\)| [-+|&]?= .+);)$")
 QML_STATEMENT = re.compile(r"^(\s+)([\w.]+(?:\(.*\)| [-+]?= .+);?)$")
 BINDING = re.compile(r"^(\s+)([\w.]+): ([^{}\[\]]+)$")
+# Not compiled here.
+ELSEWHERE = re.compile(r"^#ifdef Q_OS_WIN\n.*?^#(?:else|endif)", re.DOTALL | re.MULTILINE)
+# A time in milliseconds: one more of them is nobody's fault.
+TIME = re.compile(r"Ms\b|\bms\b|interval|duration|msec|chrono", re.IGNORECASE)
 SIMPLE_ARGUMENT = ("name", "number", "string")
 
 
@@ -25,6 +29,10 @@ class Site:
     begin: int
     end: int
     text: str
+
+
+def line_of(source, place):
+    return source[source.rfind("\n", 0, place) + 1 : source.find("\n", place)]
 
 
 def is_binary(tokens, index):
@@ -40,7 +48,7 @@ def stands_free(source, token):
     return source[token.begin - 1 : token.begin].isspace() and source[token.end : token.end + 1].isspace()
 
 
-def other_numbers(text):
+def other_numbers(text, line):
     """A number off by one, and one that is twice as large, as a time-out would be."""
     plain = text.replace("'", "").rstrip("uUlLfF")
     try:
@@ -49,14 +57,14 @@ def other_numbers(text):
         value = int(plain, 0)
     except ValueError:
         return []
-    return [str(value + 1)] + ([str(value * 2)] if value >= 100 else [])
+    return ([] if value >= 100 and TIME.search(line) else [str(value + 1)]) + ([str(value * 2)] if value >= 100 else [])
 
 
 def token_sites(source, tokens):
     strings = [token for token in tokens if token.kind == "string" and len(token.text) > 4]
     for index, token in enumerate(tokens):
         if token.kind == "number":
-            for text in other_numbers(token.text):
+            for text in other_numbers(token.text, line_of(source, token.begin)):
                 yield Site("number", token.begin, token.end, text)
         elif token.text in TRUTH:
             yield Site("truth", token.begin, token.end, TRUTH[token.text])
@@ -115,9 +123,12 @@ def sites_of(source, is_qml):
     tokens = tokens_of(source)
     found = list(token_sites(source, tokens)) + list(argument_sites(tokens)) + list(line_sites(source, is_qml))
 
+    elsewhere = [match.span() for match in ELSEWHERE.finditer(source)]
+
     def is_wanted(site):
-        begin = source.rfind("\n", 0, site.begin) + 1
-        line = source[begin : source.find("\n", site.begin)]
+        line = line_of(source, site.begin)
+        if any(begin <= site.begin < end for begin, end in elsewhere):
+            return False
         return not UNTOUCHED_LINE.match(line) and "qWarning" not in line and "qCDebug" not in line and "qDebug" not in line
 
     return sorted({site for site in found if is_wanted(site)}, key=lambda site: (site.begin, site.end, site.text))
