@@ -368,6 +368,19 @@ void UiHarness::play(const QString &steps)
     }
 }
 
+void UiHarness::rest()
+{
+    failOnAnyWarning();
+    if (auto *keyPage = m_window->findChild<QObject *>(u"keyPage"_s))
+        keyPage->setProperty("visible", false);
+    // A page's fields are new whenever it is opened.
+    play(u"set customDialog visible 0; set zoomMenu visible 0; page 4; "
+         "set podControlDrawer visible 0; backend isManualFocus 0; backend isTracking 0"_s);
+    if (!m_backend->isConnected())
+        QVERIFY(connectPod());
+    m_pod.take();
+}
+
 void UiHarness::deactivate()
 {
     m_otherWindow = std::make_unique<QWindow>();

@@ -72,6 +72,8 @@ public:
     ///     box TEXT, kept KEY VALUE        how the message box begins, what the settings file holds
     void play(const QString &steps);
 
+    /// Between two cases: connected, all boxes shut, nothing of the last case in the pod's record.
+    void rest();
     void deactivate();
     void activate();
 

@@ -205,7 +205,7 @@ private slots:
         UiHarness::prepare();
         m_ui = std::make_unique<UiHarness>(kStored, false);
     }
-    void init();
+    void init() { m_ui->rest(); }
     void gestureSendsItsFrames_data();
     void gestureSendsItsFrames()
     {
@@ -224,17 +224,6 @@ private slots:
 private:
     std::unique_ptr<UiHarness> m_ui;
 };
-
-void TestControls::init()
-{
-    UiHarness::failOnAnyWarning();
-    // A page's fields are new whenever it is opened.
-    m_ui->play(u"set customDialog visible 0; page 4; set podControlDrawer visible 0; "
-               "backend isManualFocus 0; backend isTracking 0"_s);
-    if (!m_ui->backend().isConnected())
-        QVERIFY(m_ui->connectPod());
-    m_ui->pod().take();
-}
 
 void TestControls::gestureSendsItsFrames_data()
 {

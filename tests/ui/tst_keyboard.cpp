@@ -104,7 +104,7 @@ private slots:
         UiHarness::prepare();
         m_ui = std::make_unique<UiHarness>();
     }
-    void init();
+    void init() { m_ui->rest(); }
     void tabReachesAll_data() { rows(kPlaces); }
     void tabReachesAll();
     void flight();
@@ -122,18 +122,6 @@ private:
     PodSim m_sim{{u"--model"_s, u"99"_s}};
     std::unique_ptr<UiHarness> m_ui;
 };
-
-void TestKeyboard::init()
-{
-    UiHarness::failOnAnyWarning();
-    m_ui->play(u"set customDialog visible 0; page 4; set podControlDrawer visible 0; "
-               "backend isManualFocus 0; backend isTracking 0"_s);
-    if (auto *keyPage = m_ui->window()->findChild<QObject *>(u"keyPage"_s))
-        keyPage->setProperty("visible", false);
-    if (!m_ui->backend().isConnected())
-        QVERIFY(m_ui->connectPod());
-    m_ui->pod().take();
-}
 
 void TestKeyboard::tabReachesAll()
 {
