@@ -3,11 +3,13 @@ import hashlib
 import json
 import os
 import shlex
+import shutil
 import signal
 import subprocess
 import sys
 import threading
 import time
+from collections import Counter
 from dataclasses import dataclass, field, replace
 from pathlib import Path
 
@@ -18,6 +20,7 @@ PATIENCE = 6
 LEAST_LIMIT_S = 60
 # What is precompiled, of Qt where a library uses it.
 MODULES = ["QtCore", "QtNetwork", "QtSerialPort", "QtGui", "QtQml", "QtQuick"]
+WORTHWHILE = 6  # compilations, as long as precompiling takes
 STANDARD = ["algorithm", "array", "atomic", "chrono", "functional", "map", "memory", "mutex", "optional", "thread", "utility", "variant", "vector"]
 # Linked quickly, and without what only a debugger reads.
 CONFIGURE = ["cmake", "--preset", "debug", "-DCMAKE_EXE_LINKER_FLAGS=-fuse-ld=lld -Wl,-S"]
@@ -70,6 +73,7 @@ class Tree:
     streams: threading.Lock
     built: set = field(default_factory=set)
     entries: dict = field(default_factory=dict)  # of compile_commands.json, by their output
+    uses: Counter = field(default_factory=Counter)  # of a set of options
     needed_by: dict = field(default_factory=dict)  # objects, by a source
 
     def folder(self):
@@ -201,9 +205,12 @@ class Tree:
         return [word for word in words[:at] + words[at + 2 :] if word not in ("-c", "-g", entry["file"])]
 
     def precompiled(self, options):
-        """Qt's and the library's headers, read once for each set of options: most of a compiler's time is theirs."""
+        """Qt's headers, read once for each set of options that is used often: most of a compiler's time is theirs."""
+        self.uses[" ".join(options)] += 1
         header = self.folder() / "precompiled" / f"{hashlib.md5(' '.join(options).encode()).hexdigest()}.h"
         if not Path(f"{header}.gch").exists():
+            if self.uses[" ".join(options)] < WORTHWHILE:
+                return []
             modules = [name for name in MODULES if any(word.endswith("/" + name) for word in options)]
             header.parent.mkdir(exist_ok=True)
             header.write_text("".join(f"#include <{name}>\n" for name in [f"{m}/{m}" for m in modules] + STANDARD))
@@ -224,19 +231,23 @@ class Tree:
         return None, next((line for line in told.splitlines() if ": error:" in line), "error").replace("\t", " ")
 
     def link(self, suite, made):
-        """The suite's program with these objects, before the libraries that hold the sound ones; or nothing."""
+        """The suite's program with these objects, in copies of their libraries; or nothing."""
         code, told = run(["ninja", "-t", "commands", suite.name], self.folder(), 60)
         words = shlex.split(told.strip().splitlines()[-1])
         words = words[words.index("&&") + 1 :]
         words = words[: words.index("&&")]
-        at = words.index("-o")
-        program = words[at + 1] + "-planted"
-        words = [str(made.get(word, word)) for word in words]
-        words[at + 1] = program
-        first = next(place for place, word in enumerate(words) if word.endswith(".a"))
-        words[first:first] = [str(place) for output, place in made.items() if output.startswith("src/")]
-        code, told = run(words, self.folder(), BUILD_LIMIT_S)
-        return replace(suite, command=[str(self.folder() / program), *suite.command[1:]]) if code == 0 else None
+        program = words[words.index("-o") + 1]
+        libraries = {}
+        for output, place in made.items():
+            if output.startswith("src/"):
+                libraries.setdefault(f"src/lib{output.split('/')[2].removesuffix('.dir')}.a", []).append(str(place))
+        for library, places in libraries.items():
+            (self.folder() / "planted" / library).parent.mkdir(parents=True, exist_ok=True)
+            shutil.copy(self.folder() / library, self.folder() / "planted" / library)
+            run(["ar", "r", f"planted/{library}", *places], self.folder(), 60)
+        planted = {library: f"planted/{library}" for library in libraries} | {program: f"{program}-planted"}
+        code, told = run([planted.get(word, str(made.get(word, word))) for word in words], self.folder(), BUILD_LIMIT_S)
+        return replace(suite, command=[str(self.folder() / f"{program}-planted"), *suite.command[1:]]) if code == 0 else None
 
     def judge(self, mutant, suites):
         """Verdict, and what noticed it. Made anew are only the objects of the fault's own library and those of
