@@ -2,6 +2,7 @@
 
 #include "control/ReplyFrames.h"
 #include "faults/FaultTable.h"
+#include "protocol/InboundFrames.h"
 
 #include <QDateTime>
 #include <cstdio>
@@ -14,6 +15,11 @@ namespace {
 constexpr int kStepMs = 10;
 constexpr int kFrameGapMs = 4; // between two frames, where the rate leaves room for it
 constexpr int kGapUpToRateHz = 100;
+// Of the encoder's values.
+constexpr auto kResolution =
+    std::size_t(protocol::b7n_offset::Resolution - protocol::b7n_offset::Address);
+constexpr auto kEncodeType =
+    std::size_t(protocol::b7n_offset::EncodeType - protocol::b7n_offset::Address);
 constexpr std::array kFrequencies = {25, 50, 10, 5, 1}; // by the command's index
 
 } // namespace
@@ -29,9 +35,10 @@ Simulator::Simulator(const SimOptions &options, QObject *parent)
                          setStatusRate(
                              kFrequencies[std::min(std::size_t(index), kFrequencies.size() - 1)]);
                      },
-                     [this] { restartRtsp(); }})
+                     [this] { restartRtsp(); }, [this] { setEncoder(); }})
 {
     model.modelCode = options.modelCode;
+    tellEncoder(options.format);
     addLink(tcp);
     addLink(m_pty);
     m_stepTimer.setTimerType(Qt::PreciseTimer);
@@ -251,8 +258,26 @@ void Simulator::sendReplayed(protocol::StatusFrame status)
 
 void Simulator::setFormat(const VideoFormat &format)
 {
+    udp.reset(); // it could not read the new pictures
     pump->setFormat(format);
-    rtsp->applyFormat();
+    tellEncoder(format);
+    serveNewCodec();
+}
+
+void Simulator::tellEncoder(const VideoFormat &format)
+{
+    model.b7n[kResolution] = format.resolutionCode();
+    model.b7n[kEncodeType] = format.codecCode();
+}
+
+/// Takes effect at once, as if the pod were restarted for it.
+void Simulator::setEncoder()
+{
+    if (!pump)
+        return;
+    VideoFormat format = pump->format();
+    if (format.setCodes(model.b7n[kResolution], model.b7n[kEncodeType]))
+        setFormat(format);
 }
 
 bool Simulator::restartRtsp()

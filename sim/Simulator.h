@@ -47,6 +47,7 @@ public:
 
     void setStatusRate(int hz);
     void setStatusType(bool plain);
+    /// Clients are cut off and get the new format when they come back; over UDP it just follows.
     void setFormat(const VideoFormat &format);
     bool restartRtsp();
     /// Pulls the serial line's plug, or puts it back where it was. False without a serial line.
@@ -73,6 +74,8 @@ private:
     void sendReplayed(protocol::StatusFrame status);
     QByteArray versionReply() const;
     bool startReplay(QString &error);
+    void tellEncoder(const VideoFormat &format);
+    void setEncoder();
     void serveNewCodec();
     void startUdp(QString &error);
     VideoFeed &feed() const;

@@ -189,6 +189,7 @@ QString Interpreter::executeLong(const QByteArray &frame)
     }
     if (matches(frame, protocol::kSetB7N)) {
         copyPayload(frame, m_model.b7n);
+        m_hooks.setEncoder();
         return QStringLiteral("setB7N");
     }
     if (matches(frame, protocol::kSetTime)) {

@@ -20,6 +20,7 @@ public:
         std::function<void(bool plain)> setStatusType; ///< true: without zoom and work mode
         std::function<void(int index)> setStatusFrequency;
         std::function<void()> restartStream;
+        std::function<void()> setEncoder; ///< as the model has it now
     };
 
     Interpreter(PodModel &model, Hooks hooks);

@@ -3,11 +3,13 @@
 #include <QStringList>
 
 #include <algorithm>
+#include <array>
 
 namespace {
 
 constexpr QSize kSmallest = {160, 120};
 constexpr QSize kLargest = {3840, 2160};
+constexpr std::array kSizes = {QSize(1920, 1080), QSize(1280, 720)}; // by their code
 constexpr int kFpsMax = 120;
 constexpr double kBitsPerPixel = 0.12;
 
@@ -54,6 +56,22 @@ QString VideoFormat::parser() const
 {
     return codec == Codec::H264 ? QStringLiteral("h264parse config-interval=-1")
                                 : QStringLiteral("h265parse config-interval=-1");
+}
+
+int VideoFormat::resolutionCode() const { return size == kSizes[0] ? 1 : 2; }
+
+int VideoFormat::codecCode() const { return codec == Codec::H264 ? 1 : 2; }
+
+bool VideoFormat::setCodes(int resolution, int newCodec)
+{
+    const auto isCode = [](int value) { return value == 1 || value == 2; };
+    if (!isCode(resolution) || !isCode(newCodec)
+        || (resolution == resolutionCode() && newCodec == codecCode()))
+        return false;
+    if (resolution != resolutionCode())
+        size = kSizes[std::size_t(resolution - 1)];
+    codec = newCodec == 1 ? Codec::H264 : Codec::H265;
+    return true;
 }
 
 std::optional<VideoFormat> parseVideoFormat(const QString &size, const QString &fps,

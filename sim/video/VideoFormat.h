@@ -21,6 +21,12 @@ struct VideoFormat
     QString encoderPipeline() const;
     QString rtpPayloader() const;
     QString parser() const;
+
+    /// As the pod's encoder settings have it; a size that they do not know counts as 1280x720.
+    int resolutionCode() const;
+    int codecCode() const;
+    /// Changes what is not as the codes say; false where they are unknown or all is so.
+    bool setCodes(int resolution, int codec);
 };
 
 /// "1280x720", "25", "h264"; nothing when one of them makes no sense.

@@ -4,6 +4,7 @@
 #include "async/BackgroundCall.h"
 
 #include <QDebug>
+#include <QThreadPool>
 #include <QtConcurrentRun>
 
 #include <algorithm>
@@ -220,7 +221,11 @@ bool FFmpegPlayer::startDecodeTask(const Wishes::Wish &wish)
     auto task = std::make_shared<DecodeTask>(m_state, m_stream, m_state->beginGeneration(), m_sink);
     m_taskEnded = std::make_shared<Gate>();
     m_decodeFuture = QtConcurrent::run([task = std::move(task), ended = m_taskEnded]() mutable {
+        // It may wait for its stream for long, and is not counted meanwhile: painting hands out
+        // work to the same pool and waits for it, and so would the window.
+        QThreadPool::globalInstance()->releaseThread();
         task->run();
+        QThreadPool::globalInstance()->reserveThread();
         task.reset(); // and with it, perhaps, the last hold on the stream
         ended->open();
     });

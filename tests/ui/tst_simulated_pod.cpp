@@ -1,6 +1,7 @@
 #include "CaseTrace.h"
 #include "Files.h"
 #include "PodSim.h"
+#include "UdpStreams.h"
 #include "UiHarness.h"
 #include "firmware/online/OnlineUpgrade.h"
 
@@ -33,6 +34,7 @@ private slots:
     void clickPointsIntoThePicture();
     void clickOnAControlPointsNowhere();
     void recordsOnThisComputer();
+    void encoderIsSwitched();
     void onlineUpgrade();
     void localUpgrade();
     void cleanupTestCase() { m_ui.reset(); }
@@ -200,6 +202,31 @@ void TestSimulatedPod::recordsOnThisComputer()
                "set infoPage contentY 250; click recorderButton; "
                "see recorder state Writing; see noticeText text ; click recorderButton; "
                "see recorder state Off; set podControlDrawer visible 0"_s);
+}
+
+// The pod takes over what the drawer says, and the picture comes back by itself.
+void TestSimulatedPod::encoderIsSwitched()
+{
+    const QString udp = freeUdpUrl();
+    const PodSim sim({u"--size"_s, u"320x240"_s, u"--udp"_s, udp.mid(6)});
+    UiHarness ui(UiHarness::kNoStream, false);
+    QVERIFY(ui.backend().connectTCP(u"127.0.0.1"_s, sim.controlPort()));
+    ui.play(u"tap F4; page 0; click b7nQueryButton; see encodetypecombo currentIndex 0"_s);
+    for (const auto &[url, way] : {std::tuple{sim.rtspUrl(), u"RTSP/UDP"_s}, {udp, u"UDP"_s}}) {
+        if (url == udp && !kUdpStreamsCanRun)
+            continue;
+        ui.play(u"type urlInput %1; click urlButton"_s.arg(url));
+        for (const auto &[index, codec] : {std::tuple{1, u"hevc"_s}, {0, u"h264"_s}}) {
+            const CaseTrace trace(url, codec);
+            QTRY_VERIFY_WITH_TIMEOUT(!ui.video()->contentRect().isEmpty(), kWaitMs);
+            ui.play(
+                u"pick encodetypecombo %1; click b7nSetButton; box 重启后生效; tap Escape"_s.arg(
+                    index));
+            QTRY_COMPARE_WITH_TIMEOUT(ui.property(u"statistic0"_s, "text").toString(),
+                                      u"%1, %2, 320×240"_s.arg(way, codec), kWaitMs);
+            QTRY_VERIFY_WITH_TIMEOUT(!ui.video()->contentRect().isEmpty(), kWaitMs);
+        }
+    }
 }
 
 void TestSimulatedPod::onlineUpgrade()

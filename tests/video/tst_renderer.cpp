@@ -272,21 +272,18 @@ void TestRenderer::bringsStreamsBack()
 }
 
 // A picture that stands still is marked, then lost, whatever else arrives; no old picture counts as
-// recovery; and a sender that comes back with another codec, as when the encoder is switched over
-// from the drawer, or on another PID is played.
+// recovery; and a sender that comes back on another PID is played.
 void TestRenderer::onlyNewPicturesCount()
 {
     if (!kUdpStreamsCanRun)
         QSKIP("no UDP input here");
     const QTemporaryDir folder;
     const QString h264 = folder.filePath(u"h264.ts"_s);
-    const QString h265 = folder.filePath(u"h265.ts"_s);
     const QString wide = folder.filePath(u"wide.ts"_s);
     const QString made = u"-f lavfi -i testsrc=size=320x%1:rate=25:duration=2 -f lavfi -i "
-                         "sine=duration=2 -g 12 -c:v %2"_s;
-    QVERIFY(runFfmpeg(made.arg(u"240"_s, u"libx264"_s), h264));
-    QVERIFY(runFfmpeg(made.arg(u"120"_s, u"libx265"_s), h265));
-    QVERIFY(runFfmpeg(made.arg(u"180"_s, u"libx264"_s), wide));
+                         "sine=duration=2 -g 12 -c:v libx264"_s;
+    QVERIFY(runFfmpeg(made.arg(u"240"_s), h264));
+    QVERIFY(runFfmpeg(made.arg(u"180"_s), wide));
     const QString url = freeUdpUrl();
     std::optional<Sender> sender;
     const auto sendAll = [&] { sender.emplace(h264, url, u"-map 0"_s); };
@@ -321,10 +318,6 @@ void TestRenderer::onlyNewPicturesCount()
     }
     QTRY_COMPARE_WITH_TIMEOUT(item.status(), kPlaying, kRecoverMs);
     item.setReconnectInterval(1000);
-    sender.emplace(h265, url, u"-map 0"_s);
-    QTRY_COMPARE_WITH_TIMEOUT(item.contentRect().height(), 120, kRecoverMs);
-    sender.emplace(h264, url, u"-map 0"_s);
-    QTRY_COMPARE_WITH_TIMEOUT(item.contentRect().height(), 240, kRecoverMs);
     sender.emplace(wide, url, u"-map 0 -mpegts_start_pid 300"_s);
     QTRY_COMPARE_WITH_TIMEOUT(item.contentRect().height(), 180, kRecoverMs);
 }
