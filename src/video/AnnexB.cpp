@@ -103,6 +103,16 @@ bool isKeyPicture(QByteArrayView picture, Codec codec)
     return isKey;
 }
 
+bool isReference(QByteArrayView picture)
+{
+    bool isReference = false;
+    visitUntilSlice(picture, Codec::H264, [&](QByteArrayView, QByteArrayView header) {
+        isReference = isSlice(header, Codec::H264) && (header[0] & 0x60) != 0;
+        return true;
+    });
+    return isReference;
+}
+
 std::optional<int> recoveryPictures(QByteArrayView picture)
 {
     std::optional<int> pictures;

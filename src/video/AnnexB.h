@@ -51,6 +51,9 @@ bool isSlice(QByteArrayView header, Codec codec);
 /// Whether a decoder can begin with this picture.
 bool isKeyPicture(QByteArrayView picture, Codec codec);
 
+/// H.264 only: whether later pictures may refer to this one.
+bool isReference(QByteArrayView picture);
+
 /// H.265 only: after how many further pictures one that decoding begins with here is whole; nothing
 /// where the picture is no recovery point.
 std::optional<int> recoveryPictures(QByteArrayView picture);

@@ -161,6 +161,7 @@ void DecodeTask::decode(const AVPacket &packet)
     // A packet that the decoder refuses is dropped: the next key frame mends the picture.
     const KeyGate::Pass pass = m_stream->keyGate().admit(packet, arrivedUs);
     if (pass != KeyGate::Pass::Drop) {
+        m_stream->reorderDepth().prepare(*m_stream->codec(), packet);
         if (avcodec_send_packet(m_stream->codec(), &packet) >= 0)
             receivePictures(arrivedUs, pass == KeyGate::Pass::Show);
         else

@@ -28,6 +28,11 @@ struct ParametersDeleter
     void operator()(AVCodecParameters *parameters) const { avcodec_parameters_free(&parameters); }
 };
 
+struct ParserDeleter
+{
+    void operator()(AVCodecParserContext *parser) const { av_parser_close(parser); }
+};
+
 struct SwsContextDeleter
 {
     void operator()(SwsContext *context) const { sws_freeContext(context); }
@@ -46,6 +51,7 @@ struct FrameDeleter
 using FormatContextPtr = std::unique_ptr<AVFormatContext, FormatContextDeleter>;
 using CodecContextPtr = std::unique_ptr<AVCodecContext, CodecContextDeleter>;
 using ParametersPtr = std::unique_ptr<AVCodecParameters, ParametersDeleter>;
+using ParserPtr = std::unique_ptr<AVCodecParserContext, ParserDeleter>;
 using SwsContextPtr = std::unique_ptr<SwsContext, SwsContextDeleter>;
 using PacketPtr = std::unique_ptr<AVPacket, PacketDeleter>;
 using FramePtr = std::unique_ptr<AVFrame, FrameDeleter>;

@@ -1,5 +1,7 @@
 #include "MediaStream.h"
 
+#include "RtspProbe.h"
+
 #include <QDebug>
 #include <QElapsedTimer>
 #include <QThread>
@@ -85,17 +87,27 @@ private:
     bool fail(const QString &text, int code)
     {
         m_error = text;
-        // FFmpeg reports an RTSP request that was never answered as invalid data.
-        const bool unanswered = code == AVERROR_INVALIDDATA
-                                && stream_options::isRtspUrl(m_request.url)
-                                && m_timer.nsecsElapsed() / 1000 >= m_request.settings.timeoutUs;
-        m_trouble = troubleOf(unanswered ? AVERROR(ETIMEDOUT) : code, m_request.url);
+        // FFmpeg reports an RTSP request that was not answered as invalid data.
+        if (code == AVERROR_INVALIDDATA && stream_options::isRtspUrl(m_request.url))
+            code = reasonOfNoAnswer().value_or(code);
+        m_trouble = troubleOf(code, m_request.url);
         // After an empty wait FFmpeg reports the error of the step that comes next.
         const bool waited =
             m_trouble != StreamTrouble::UnknownHost && m_trouble != StreamTrouble::Other;
         if (waited && stream_options::isUdpUrl(m_request.url) && !m_request.heard->load())
             m_trouble = StreamTrouble::NothingArrives;
         return false;
+    }
+
+    /// Nothing where there was one.
+    std::optional<int> reasonOfNoAnswer() const
+    {
+        const int timeoutUs = m_request.settings.timeoutUs;
+        if (m_timer.nsecsElapsed() / 1000 >= timeoutUs)
+            return AVERROR(ETIMEDOUT);
+        return hangsUpWhenAsked(m_request.url, timeoutUs / 1000, *m_request.abort)
+                   ? std::optional(AVERROR(ECONNRESET))
+                   : std::nullopt;
     }
 
     void setOptions()
@@ -310,6 +322,7 @@ private:
 MediaStream::MediaStream(Parts parts)
     : m_parts(std::move(parts))
     , m_keyGate(m_parts.codec->codec_id)
+    , m_reorderDepth(*m_parts.codec)
 {
 }
 

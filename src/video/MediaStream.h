@@ -4,6 +4,7 @@
 #include "FrameConverter.h"
 #include "KeyGate.h"
 #include "PictureAssembler.h"
+#include "ReorderDepth.h"
 #include "StreamOptions.h"
 #include "StreamTrouble.h"
 #include "VideoStatistics.h"
@@ -78,6 +79,8 @@ public:
 
     KeyGate &keyGate() { return m_keyGate; }
 
+    ReorderDepth &reorderDepth() { return m_reorderDepth; }
+
     FrameConverter &converter() { return m_converter; }
 
     std::mutex inUse;
@@ -85,6 +88,7 @@ public:
 private:
     Parts m_parts;
     KeyGate m_keyGate;
+    ReorderDepth m_reorderDepth;
     FrameConverter m_converter;
 };
 

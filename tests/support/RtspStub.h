@@ -19,6 +19,7 @@ public:
         SilentStatus, ///< answers OPTIONS, then nothing more
         NoMedia,      ///< answers every request and sends no media
         HangsUp,      ///< answers whatever is asked by closing the connection
+        IsNone,       ///< answers as a server of another kind would
     };
 
     /// `refusal`, as "404 Not Found", is what it answers DESCRIBE with, or SETUP where it is of
@@ -52,11 +53,9 @@ private:
         QObject::connect(&server, &QTcpServer::newConnection, &server, [&] {
             QTcpSocket *client = server.nextPendingConnection();
             QObject::connect(client, &QTcpSocket::readyRead, client, [=, this] {
-                const QByteArray answer = answerTo(client->readAll());
-                if (m_manner == Manner::HangsUp)
+                client->write(answerTo(client->readAll()));
+                if (m_manner == Manner::HangsUp || m_manner == Manner::IsNone)
                     client->close();
-                else
-                    client->write(answer);
             });
         });
         QEventLoop().exec();
@@ -66,7 +65,10 @@ private:
     {
         const QByteArray method = request.left(request.indexOf(' '));
         m_tornDown = m_tornDown || method == "TEARDOWN";
-        if (m_manner == Manner::Silent || (m_manner == Manner::SilentStatus && method != "OPTIONS"))
+        if (m_manner == Manner::IsNone)
+            return "HTTP/1.0 400 Bad Request\r\n\r\n";
+        if (m_manner == Manner::HangsUp || m_manner == Manner::Silent
+            || (m_manner == Manner::SilentStatus && method != "OPTIONS"))
             return {};
         const auto line = [&](const QByteArray &name) { // without its end
             const qsizetype start = request.indexOf(name + ':');

@@ -144,6 +144,7 @@ void TestPlayer::failureTexts()
     const RtspStub choosy(kTalks, "461 Unsupported Transport");
     const RtspStub busy(kTalks, "503 Service Unavailable");
     const RtspStub curt(RtspStub::Manner::HangsUp);
+    const RtspStub other(RtspStub::Manner::IsNone);
     const QString noise = writeFile(m_folder.filePath(u"noise.bin"_s), QByteArray(200, 'x'));
     const QString unopened = u"无法打开视频流: "_s;
     const QList<std::tuple<QString, QString, StreamTrouble>> cases = {
@@ -160,7 +161,9 @@ void TestPlayer::failureTexts()
         {m_sim.rtspUrl() + u'x', unopened, StreamTrouble::NoSuchStream},
         {choosy.url(), unopened, StreamTrouble::UnsupportedTransport},
         {busy.url(), unopened, StreamTrouble::ServerBusy},
+        {curt.url(), unopened, StreamTrouble::HungUp},
         {curt.url().replace(u"rtsp"_s, u"http"_s), unopened, StreamTrouble::HungUp},
+        {other.url(), unopened, StreamTrouble::NotUnderstood},
         {u"rtsp://255.255.255.255/"_s, unopened, StreamTrouble::Unreachable},
         {noise, unopened, StreamTrouble::NotUnderstood},
         {u"UDP://"_s, unopened, StreamTrouble::UnknownAddress},

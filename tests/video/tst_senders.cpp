@@ -2,6 +2,7 @@
 // the same packets; podsim sends them.
 
 #include "Ffmpeg.h"
+#include "Files.h"
 #include "PictureHashes.h"
 #include "PodSim.h"
 
@@ -47,6 +48,7 @@ void TestSenders::initTestCase()
                              + u" -crf 30 -x264-params slice-max-size=2500 -vf "
                                "noise=alls=6:allf=t,noise=alls=40:allf=t:enable=gt(t\\,4.2)"_s},
         {u"reordered.h264"_s, x264 + u" -bf 2"_s},
+        {u"pyramid.h264"_s, x264 + u" -bf 3 -x264-params b-adapt=0"_s},
         {u"interlaced.h264"_s, x264 + u" -flags +ilme+ildct"_s},
         {u"refresh.h264"_s, x264 + u" -g 400 -x264-params intra-refresh=1:keyint=40"_s},
         {u"plain.h265"_s, x265 + u"bframes=0"_s},
@@ -57,6 +59,12 @@ void TestSenders::initTestCase()
     for (const auto &[name, arguments] : streams) {
         const QString file = m_folder.filePath(name);
         QVERIFY(runFfmpeg(source + arguments, file));
+        if (name.startsWith(u"pyramid")) {
+            // No word on how many pictures are to be held back: the sequence ends ahead of that.
+            QByteArray stream = contentOf(file);
+            QVERIFY(stream.contains("\xd9\x41\x41\xfb"));
+            writeFile(file, stream.replace("\xd9\x41\x41\xfb", "\xd9\x41\x41\xf9"));
+        }
         m_truth.insert(name, picturesOfFfmpeg({file}));
     }
     m_sim = std::make_unique<PodSim>(QStringList{u"--sender"_s, m_folder.path()});
@@ -126,6 +134,9 @@ void TestSenders::picturesAreThoseOfFfmpeg()
     const bool isSimple =
         QRegularExpression(u"^(plain|reordered|interlaced)"_s).match(stream).hasMatch();
     QVERIFY2(closesEarly || !loses || !isSimple, "losses are no breach of the rule");
+    // No picture is left out; the last one may be cut off.
+    const bool isWhole = !loses && allowed == 0 && !manner.contains(u"skip");
+    QVERIFY2(!isWhole || seen == truth.first(seen.size()), qPrintable(told));
     QFETCH(const bool, atOnce);
     QVERIFY2(!atOnce || seen.last() == truth.last(), qPrintable(told));
 }
