@@ -65,6 +65,7 @@ DecodeTask::Pass DecodeTask::readOnce()
         const std::lock_guard lock(m_stream->inUse);
         if (!mayRun())
             return Pass::Leave;
+        decodeAll(m_stream->takeHead()); // the next packet may be long in coming
         result = av_read_frame(m_stream->format(), m_packet.get());
         if (result >= 0) {
             m_state->packetArrived(m_generation);
@@ -127,9 +128,15 @@ bool DecodeTask::takePacket()
         return true;
     }
     const QByteArrayView bytes(m_packet->data, m_packet->size);
-    PictureAssembler::Pictures pictures = m_stream->takeHead();
-    pictures += m_stream->assembler()->addPacket(bytes, m_packet->pts);
-    for (const PictureAssembler::Complete &picture : std::as_const(pictures)) {
+    const PictureAssembler::Pictures pictures =
+        m_stream->assembler()->addPacket(bytes, m_packet->pts);
+    decodeAll(pictures);
+    return !pictures.isEmpty();
+}
+
+void DecodeTask::decodeAll(const PictureAssembler::Pictures &pictures)
+{
+    for (const PictureAssembler::Complete &picture : pictures) {
         if (!mayRun())
             break;
         if (picture.restarts)
@@ -138,7 +145,6 @@ bool DecodeTask::takePacket()
             decode(*m_picture);
         av_packet_unref(m_picture.get());
     }
-    return !pictures.isEmpty();
 }
 
 bool DecodeTask::fillPicture(const PictureAssembler::Complete &complete)

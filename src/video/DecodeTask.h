@@ -27,6 +27,7 @@ private:
     void handleEndOfStream();
     void handleOtherError(int code);
     bool takePacket();
+    void decodeAll(const PictureAssembler::Pictures &pictures);
     bool fillPicture(const PictureAssembler::Complete &complete);
     void decode(const AVPacket &packet);
     void receivePictures(qint64 arrivedUs, bool shown);
