@@ -8,8 +8,6 @@
 
 #include <QLibraryInfo>
 #include <QProcess>
-#include <QRandomGenerator>
-#include <QSettings>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -18,7 +16,6 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr int kWaitMs = 60000;
-constexpr int kAddresses = 3000;
 const QString kConsole = QStringLiteral(CONSOLE_EXECUTABLE);
 
 struct Group : compat::Settings
@@ -40,7 +37,6 @@ private slots:
     void init() { QVERIFY(QFile::remove(m_path) || !QFile::exists(m_path)); }
     void groupsOfOneFile();
     void damagedFileIsKeptAside();
-    void whatWasStoredIsFoundAgain();
     void brokenInterfaceEndsTheConsole();
     void moduleIsExported();
 
@@ -100,28 +96,6 @@ void TestStartup::damagedFileIsKeptAside()
         QCOMPARE(contentOf(kept), damaged ? content : "older");
         file.setPath(m_folder.filePath(u"no folder/device_config.ini"_s));
         QCOMPARE(file.state(), SettingsFile::Unwritable);
-    }
-}
-
-void TestStartup::whatWasStoredIsFoundAgain()
-{
-    // Addresses as the drawer takes them: anything printable behind the scheme.
-    const QString odd = u"@=\\\",;%?&#:/[]{}()\'` +~吊\u00e9\U0001F600xX0a"_s;
-    QRandomGenerator random(16);
-    for (int run = 0; run < kAddresses; ++run) {
-        QString address = run % 2 ? u"rtsp://"_s : u"UDP://"_s;
-        for (int length = random.bounded(1, 30); length > 0; --length)
-            address += odd.at(random.bounded(odd.size()));
-        address = address.trimmed();
-        QFile::remove(m_path);
-        if (run % 3)
-            Group(m_path, u"RTSP"_s).setValue(u"rtspIp"_s, address);
-        else
-            QSettings(m_path, QSettings::IniFormat).setValue(u"RTSP/rtspIp"_s, address);
-        SettingsFile file;
-        file.setPath(m_path);
-        QVERIFY2(file.state() == SettingsFile::Sound, qPrintable(address));
-        QCOMPARE(Group(m_path, u"RTSP"_s).value(u"rtspIp"_s).toString(), address);
     }
 }
 

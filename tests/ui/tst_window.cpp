@@ -2,6 +2,7 @@
 #include "Files.h"
 #include "SilentListener.h"
 #include "UiHarness.h"
+#include "settings/SettingsFile.h"
 
 #include <QDesktopServices>
 #include <QElapsedTimer>
@@ -205,7 +206,7 @@ void TestWindow::showsWhatIsSo_data()
 
 void TestWindow::anyStreamAddressIsKept()
 {
-    const QString printable = u"@=\\\",;%?&#:/[]{}()'` +~$*|<>^!吊\u00e9x1"_s;
+    const QString printable = u"@=\\\",;%?&#:/[]{}()'` +~$*|<>^!吊\u00e9\U0001F600xX01a"_s;
     QRandomGenerator random(18);
     const auto some = [&] {
         QString text;
@@ -222,6 +223,9 @@ void TestWindow::anyStreamAddressIsKept()
         // Then once more as it is shown, without its password.
         for (int time = 0; time < 2; ++time)
             QMetaObject::invokeMethod(ui->object(u"urlButton"_s), "clicked");
+        SettingsFile file; // no address makes it look damaged
+        file.setPath(u"device_config.ini"_s);
+        QVERIFY2(file.state() == SettingsFile::Sound, qPrintable(address));
         const QSettings kept(u"device_config.ini"_s, QSettings::IniFormat);
         QCOMPARE(kept.value(u"RTSP/rtspIp"_s).toString(), address);
     }
