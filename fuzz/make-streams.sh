@@ -22,9 +22,11 @@ stream h264-large.ts 96x80 libx264 mpegts -preset ultrafast -pix_fmt yuv422p
 stream h264-odd.h264 72x50 libx264 h264 -preset ultrafast -pix_fmt yuv420p
 stream mpeg2.ts 64x48 mpeg2video mpegts
 stream h264.h264 64x48 libx264 h264 -preset ultrafast -pix_fmt yuv420p
+stream h264-slices.h264 64x96 libx264 h264 -preset ultrafast -pix_fmt yuv420p -slices 3
 stream h264-large.h264 96x80 libx264 h264 -preset ultrafast -pix_fmt yuv444p
-if ffmpeg -hide_banner -encoders 2>/dev/null | grep -q libx265; then
+if [[ $(ffmpeg -hide_banner -encoders 2>/dev/null) == *libx265* ]]; then
   stream hevc.ts 64x64 libx265 mpegts -preset ultrafast -pix_fmt yuv420p -x265-params log-level=none:pools=1
+  stream hevc.h265 64x64 libx265 hevc -preset ultrafast -pix_fmt yuv420p -x265-params log-level=none:pools=1
 fi
 
 mkdir -p "$folder"

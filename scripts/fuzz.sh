@@ -13,11 +13,11 @@ work=build/fuzz
 [[ -w /dev/shm ]] && export TMPDIR=/dev/shm
 # By target: how many inputs the short run takes, the longest input, and which files of src/ it is
 # there for.
-targets=(inbound line_frames net_packet local_upgrade settings pictures player)
+targets=(inbound line_frames net_packet local_upgrade settings pictures player rtp)
 declare -A short_runs=([inbound]=20000 [line_frames]=20000 [net_packet]=20000 [local_upgrade]=10000
-  [settings]=5000 [pictures]=20000 [player]=100)
+  [settings]=5000 [pictures]=20000 [player]=100 [rtp]=200)
 declare -A longest=([inbound]=128 [line_frames]=512 [net_packet]=512 [local_upgrade]=256 [settings]=256
-  [pictures]=2048 [player]=32768)
+  [pictures]=2048 [player]=32768 [rtp]=16384)
 declare -A sources=(
   [inbound]='protocol/(InboundFrames|Field|ModelTable)|CMainInbound'
   [line_frames]='LineFrameAssembler|LineCoding|FrameObject|UpgradeExchange'
@@ -26,7 +26,20 @@ declare -A sources=(
   [settings]='settings/SettingsText|compat/Settings'
   [pictures]='video/PictureAssembler'
   [player]='video/(MediaStream|DecodeTask|FrameConverter|PlaybackState|StreamOptions)'
+  [rtp]='video/(AnnexB|DecodeTask|KeyGate|MediaStream|PictureAssembler|ReorderDepth|SenderHabits|SliceStart)'
 )
+
+# The player's bare streams, each behind a byte that tells its codec and whether it is to be sent as
+# a transport stream.
+make_rtp_seeds() {
+  local stream codec kind
+  for stream in "$work"/seeds/player/*.h26[45]; do
+    codec=$((${stream: -1} - 4))
+    for kind in "$codec" $((codec + 2)); do
+      printf '%b' "\\x0$kind" | cat - "$stream" >"$work/seeds/rtp/$kind-$(basename "$stream")"
+    done
+  done
+}
 
 # One input for every line of hexadecimal digits, '#' begins a comment; or the files of a folder;
 # or streams from ffmpeg.
@@ -35,6 +48,10 @@ make_seeds() {
   mkdir -p "$work/seeds/$target" "$work/corpus/$target" "$work/findings"
   if [[ $target == player ]]; then
     [[ $work/seeds/player/h264.ts -nt fuzz/make-streams.sh ]] || fuzz/make-streams.sh "$work/seeds/player"
+    return
+  fi
+  if [[ $target == rtp ]]; then
+    make_rtp_seeds
     return
   fi
   if [[ -d fuzz/seeds/$target ]]; then

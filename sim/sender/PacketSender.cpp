@@ -1,5 +1,6 @@
 #include "PacketSender.h"
 
+#include "PacketFile.h"
 #include "RtpPackets.h"
 
 #include <QFile>
@@ -17,11 +18,18 @@ namespace {
 constexpr qsizetype kFrameHeader = 4;       // of what RTSP interleaves
 constexpr const char *kAddress = "address"; // the property of a client
 
+constexpr QLatin1String kCutSuffix(".rtp");
+
 using Codec = unit_stream::Codec;
+
+bool isCut(const QUrl &url) { return url.fileName().endsWith(kCutSuffix); }
 
 std::optional<Codec> codecOf(const QUrl &url)
 {
-    const QString suffix = QFileInfo(url.fileName()).suffix();
+    QString name = url.fileName();
+    if (isCut(url))
+        name.chop(kCutSuffix.size());
+    const QString suffix = QFileInfo(name).suffix();
     return suffix == QLatin1String("h264")   ? std::optional(Codec::H264)
            : suffix == QLatin1String("h265") ? std::optional(Codec::H265)
                                              : std::nullopt;
@@ -51,11 +59,8 @@ QByteArray header(const QByteArray &request, const QByteArray &name)
 QByteArray interleaved(const QByteArrayList &packets)
 {
     QByteArray bytes;
-    for (const QByteArray &packet : packets) {
-        std::array<char, 2> length{};
-        qToBigEndian(quint16(packet.size()), length.data());
-        bytes += QByteArray("$\0", 2) + QByteArray(length.data(), 2) + packet;
-    }
+    for (const QByteArray &packet : packets)
+        bytes += QByteArray("$\0", 2) + packet_file::write({packet});
     return bytes;
 }
 
@@ -192,5 +197,7 @@ QList<QByteArrayList> PacketSender::packetsOf(const QUrl &url) const
     const std::optional<SenderManner> manner = parseSenderManner(QUrlQuery(url));
     if (!codec || !manner || !file.open(QIODevice::ReadOnly))
         return {};
+    if (isCut(url))
+        return {packet_file::read(file.readAll())};
     return RtpPackets(*manner).of(file.readAll(), *codec);
 }

