@@ -376,6 +376,12 @@ void TestCMain::sbusQuery()
 
 void TestCMain::textsAndWrites()
 {
+    for (const auto &[name, isPort] : {std::pair("/dev/null", true),
+                                       {"null", false},
+                                       {"/etc", false},
+                                       {"/etc/passwd", false},
+                                       {"/no-such-port", false}})
+        QVERIFY2(m_backend->isSerialPort(QLatin1StringView(name)) == isPort, name);
     for (const QString &text : {u"完成"_s, u"完成"_s, QString()})
         m_backend->onShowMessage(text);
     for (const QString &error : {u"线断了"_s, u"线断了"_s})
