@@ -66,5 +66,6 @@ std::optional<ReplayClock::Wall> ReplayClock::dueOf(Micros moment) const
 
 nanoseconds ReplayClock::lengthOf(Micros time, Micros moment) const
 {
-    return scaled(time, moment < m_goal ? kHurry : m_speed);
+    const Micros hurried = std::clamp(m_goal - moment, Micros(0), time);
+    return scaled(hurried, kHurry) + scaled(time - hurried, m_speed);
 }

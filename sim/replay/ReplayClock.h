@@ -27,7 +27,7 @@ public:
     Micros positionAt(Wall now) const;
     /// Nothing for what does not come while it is paused.
     std::optional<Wall> dueOf(Micros moment) const;
-    /// How long that time of the recording takes at that moment.
+    /// How long that time of the recording takes from that moment on.
     std::chrono::nanoseconds lengthOf(Micros time, Micros moment) const;
 
 private:

@@ -11,7 +11,7 @@ constexpr std::int64_t kUnknownStep = 3600; // between pictures of a stream that
 bool PacketTimes::setVideo(AVPacket &packet)
 {
     if (packet.pts == AV_NOPTS_VALUE)
-        packet.pts = packet.dts != AV_NOPTS_VALUE ? packet.dts : m_last + kUnknownStep;
+        packet.pts = packet.dts != AV_NOPTS_VALUE ? packet.dts : unknownTime();
     std::int64_t decoded = packet.dts != AV_NOPTS_VALUE ? packet.dts : decodingTime(packet.pts);
     if (!m_hasBegun) {
         m_hasBegun = true;
@@ -33,6 +33,9 @@ void PacketTimes::setCompanion(AVPacket &packet)
     packet.pts = m_lastCompanion;
     packet.dts = m_lastCompanion;
 }
+
+/// Of FFmpeg's RTSP streams the first picture tells no time, and the others count from it.
+std::int64_t PacketTimes::unknownTime() const { return m_hasBegun ? m_last + kUnknownStep : 0; }
 
 std::int64_t PacketTimes::decodingTime(std::int64_t shown)
 {

@@ -28,6 +28,7 @@ public:
     void setCompanion(AVPacket &packet);
 
 private:
+    std::int64_t unknownTime() const;
     std::int64_t decodingTime(std::int64_t shown);
 
     int m_reorder;
