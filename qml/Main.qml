@@ -165,6 +165,7 @@ ApplicationWindow {
         flightRecorder.folder = kept.recording.value("folder", "");
         flightRecorder.secondsBefore = kept.readNumber(kept.recording, "secondsBefore", 60, 10);
         flightRecorder.quota = kept.readNumber(kept.recording, "quota", 100000, 20);
+        flightRecorder.snapshotFormat = kept.recording.value("snapshotFormat", "png");
     }
 
     function showDrawer(shown: bool) {

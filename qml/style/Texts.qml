@@ -128,6 +128,9 @@ QtObject {
     readonly property string snapshotFailed: pick("截图无法保存: ", "The snapshot could not be written: ")
     readonly property string tipSnapshot: pick("把当前画面连同吊舱数据存到录像文件夹",
         "Keep the picture of this moment, with the pod's data, in the folder of the recordings")
+    readonly property string snapshotFormat: pick("截图格式", "Snapshots")
+    readonly property string tipSnapshotFormat: pick("PNG 保留每个像素，JPEG 文件小得多",
+        "PNG keeps every pixel, JPEG takes far less room")
     readonly property var recorderStates: ({
         Waiting: pick("没有画面可录", "no picture to record"),
         Stalled: pick("磁盘没有写入", "the disk takes nothing")

@@ -1,7 +1,6 @@
 #include "FlightRecorder.h"
 
 #include "FlightEvents.h"
-#include "Snapshot.h"
 #include "StreamRecorder.h"
 #include "async/BackgroundCall.h"
 #include "backend/CMain.h"
@@ -119,6 +118,15 @@ void FlightRecorder::setQuota(int gigabytes)
     emit optionsChanged();
 }
 
+void FlightRecorder::setSnapshotFormat(const QString &format)
+{
+    const QString known = format == recording::kJpeg ? recording::kJpeg : recording::kPng;
+    if (known == m_snapshotFormat)
+        return;
+    m_snapshotFormat = known;
+    emit optionsChanged();
+}
+
 QString FlightRecorder::state() const { return wordOf(m_status.state); }
 
 QString FlightRecorder::trouble() const
@@ -162,7 +170,8 @@ bool FlightRecorder::takeSnapshot()
     if (m_video == nullptr || !m_video->playing() || m_video->pictureOld()
         || m_video->picture().isNull())
         return false;
-    recording::Snapshot snapshot{m_video->picture(), QDateTime::currentDateTime(), {}};
+    recording::Snapshot snapshot{m_video->picture(), QDateTime::currentDateTime()};
+    snapshot.format = m_snapshotFormat;
     if (m_backend && m_backend->isConnected() && !m_backend->statusStale()
         && m_lastGeometry.timeUs > 0)
         snapshot.geometry = m_lastGeometry;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "RecordingStatus.h"
+#include "Snapshot.h"
 #include "klv/UasDatalink.h"
 #include "protocol/InboundFrames.h"
 
@@ -37,6 +38,9 @@ class FlightRecorder : public QObject
     Q_PROPERTY(int secondsBefore READ secondsBefore WRITE setSecondsBefore NOTIFY optionsChanged)
     /// Of all recordings in the folder, in GB of 10^9 bytes.
     Q_PROPERTY(int quota READ quota WRITE setQuota NOTIFY optionsChanged)
+    /// Of snapshots: "png" or "jpg".
+    Q_PROPERTY(
+        QString snapshotFormat READ snapshotFormat WRITE setSnapshotFormat NOTIFY optionsChanged)
 
     /// Asked for, and not ended by a trouble.
     Q_PROPERTY(bool running READ isRunning NOTIFY statusChanged)
@@ -76,11 +80,15 @@ public:
 
     int quota() const { return m_quota; }
 
+    QString snapshotFormat() const { return m_snapshotFormat; }
+
     void setFolder(const QString &folder);
     /// 0 to kMaxSecondsBefore.
     void setSecondsBefore(int seconds);
     /// At least 1.
     void setQuota(int gigabytes);
+    /// What is no such word stands for PNG.
+    void setSnapshotFormat(const QString &format);
 
     bool isRunning() const { return m_status.state != recording::State::Off; }
 
@@ -128,6 +136,7 @@ private:
     QString m_folder;
     int m_secondsBefore = kDefaultSecondsBefore;
     int m_quota = kDefaultQuota;
+    QString m_snapshotFormat = recording::kPng;
     recording::Status m_status;
     QTimer m_lookTimer;
     QElapsedTimer m_clock;

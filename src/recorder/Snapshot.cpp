@@ -1,5 +1,7 @@
 #include "Snapshot.h"
 
+#include "Exif.h"
+
 #include <QBuffer>
 #include <QDir>
 #include <QFile>
@@ -7,6 +9,7 @@
 #include <QSaveFile>
 #include <QtEndian>
 
+#include <array>
 #include <cmath>
 
 extern "C" {
@@ -74,38 +77,79 @@ QString xmpOf(const Snapshot &snapshot)
            + attributes + u"/></rdf:RDF></x:xmpmeta>\n<?xpacket end=\"r\"?>"_s;
 }
 
-/// The text chunk in which a PNG carries XMP: length, "iTXt", keyword, not compressed, no language,
-/// text, CRC; big-endian.
-QByteArray xmpChunk(const QString &xmp)
+/// A chunk of a PNG: length, kind, contents, CRC; big-endian.
+QByteArray chunk(const QByteArray &kindAndContents)
 {
-    const QByteArray body = QByteArrayLiteral("iTXtXML:com.adobe.xmp\0\0\0\0\0") + xmp.toUtf8();
-    const uint32_t crc =
-        ~av_crc(av_crc_get_table(AV_CRC_32_IEEE_LE), ~0U,
-                reinterpret_cast<const uint8_t *>(body.constData()), size_t(body.size()));
+    const uint32_t crc = ~av_crc(av_crc_get_table(AV_CRC_32_IEEE_LE), ~0U,
+                                 reinterpret_cast<const uint8_t *>(kindAndContents.constData()),
+                                 size_t(kindAndContents.size()));
     QByteArray numbers(8, '\0');
-    qToBigEndian(quint32(body.size()) - 4, numbers.data());
+    qToBigEndian(quint32(kindAndContents.size()) - 4, numbers.data());
     qToBigEndian(crc, numbers.data() + 4);
-    return numbers.first(4) + body + numbers.last(4);
+    return numbers.first(4) + kindAndContents + numbers.last(4);
 }
 
-/// Qt's own text chunks bear a language, with which readers do not take them for XMP.
-QByteArray pngOf(const QImage &picture, const QString &xmp)
+/// XMP stands in a text that is not compressed and of no language: Qt's own text chunks bear a
+/// language, with which readers do not take them for XMP.
+QByteArray pngChunks(const QByteArray &exif, const QByteArray &xmp)
 {
-    constexpr qsizetype kHeaderEnd = 33; // of the signature and the first chunk
+    return chunk("eXIf" + exif) + chunk(QByteArrayLiteral("iTXtXML:com.adobe.xmp\0\0\0\0\0") + xmp);
+}
+
+/// A segment of a JPEG: its length counts itself.
+QByteArray segment(const QByteArray &contents)
+{
+    QByteArray head("\xFF\xE1\0\0", 4);
+    qToBigEndian(quint16(contents.size() + 2), head.data() + 2);
+    return head + contents;
+}
+
+QByteArray jpegSegments(const QByteArray &exif, const QByteArray &xmp)
+{
+    return segment(QByteArrayLiteral("Exif\0\0") + exif)
+           + segment(QByteArrayLiteral("http://ns.adobe.com/xap/1.0/\0") + xmp);
+}
+
+/// How a file is written, and where in it what we add has its place.
+struct FileKind
+{
+    QLatin1StringView ending;
+    const char *writer; ///< Qt's name
+    int quality;        ///< of 100; -1 where it makes no difference
+    qsizetype place;    ///< behind the signature and the first chunk or segment
+    QByteArray (*additions)(const QByteArray &exif, const QByteArray &xmp);
+};
+
+constexpr auto kFileKinds = std::to_array<FileKind>({
+    {kPng, "png", -1, 33, pngChunks},
+    {kJpeg, "jpeg", 95, 20, jpegSegments},
+});
+
+const FileKind &kindOf(const QString &format) { return kFileKinds[format == kJpeg ? 1 : 0]; }
+
+QByteArray bytesOf(const Snapshot &snapshot, const FileKind &kind, QString &error)
+{
     QByteArray bytes;
     QBuffer buffer(&bytes);
+    QImageWriter writer(&buffer, kind.writer);
+    writer.setQuality(kind.quality);
     // Without the alpha that pictures for the screen have.
-    QImageWriter(&buffer, "png").write(picture.convertToFormat(QImage::Format_RGB888));
-    return bytes.size() < kHeaderEnd ? QByteArray() : bytes.insert(kHeaderEnd, xmpChunk(xmp));
+    if (!writer.write(snapshot.picture.convertToFormat(QImage::Format_RGB888))) {
+        error = writer.errorString();
+        return {};
+    }
+    return bytes.insert(kind.place, kind.additions(exifOf(snapshot.time, snapshot.picture.size(),
+                                                          snapshot.geometry),
+                                                   xmpOf(snapshot).toUtf8()));
 }
 
 /// Two in one millisecond, or a clock that was set back.
-QString freePath(const QDir &folder, const QDateTime &time)
+QString freePath(const QDir &folder, const QDateTime &time, const QString &ending)
 {
     const QString name = time.toString(u"'pod'_yyyy-MM-dd_HH-mm-ss-zzz"_s);
-    QString path = folder.filePath(name + u".png"_s);
+    QString path = folder.filePath(u"%1.%2"_s.arg(name, ending));
     for (int i = 2; QFile::exists(path); ++i)
-        path = folder.filePath(u"%1_%2.png"_s.arg(name).arg(i));
+        path = folder.filePath(u"%1_%2.%3"_s.arg(name).arg(i).arg(ending));
     return path;
 }
 
@@ -117,11 +161,13 @@ QString Snapshot::writeInto(const QString &folder, QString &error) const
         error = folder;
         return {};
     }
-    const QByteArray bytes = pngOf(picture, xmpOf(*this));
+    const FileKind &kind = kindOf(format);
+    const QByteArray bytes = bytesOf(*this, kind, error);
+    if (bytes.isEmpty())
+        return {};
     // Whole or not at all.
-    QSaveFile file(freePath(QDir(folder), time));
-    if (!bytes.isEmpty() && file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size()
-        && file.commit())
+    QSaveFile file(freePath(QDir(folder), time, kind.ending));
+    if (file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() && file.commit())
         return file.fileName();
     error = file.errorString();
     return {};

@@ -2,13 +2,10 @@
 // is read back by ffmpeg and ffprobe.
 
 #include "CaseTrace.h"
-#include "Ffmpeg.h"
-#include "Files.h"
-#include "PodSim.h"
+#include "Pictures.h"
+#include "RecordingBench.h"
 #include "StalledDisk.h"
 #include "UdpStreams.h"
-#include "protocol/CommandCatalogue.h"
-#include "recorder/FlightEvents.h"
 #include "recorder/PacketTimes.h"
 #include "recorder/StreamRecorder.h"
 #include "recorder/WriteQueue.h"
@@ -16,17 +13,11 @@
 
 #include <QDateTime>
 #include <QDir>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QSignalSpy>
-#include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
-#include <QtEndian>
 
 #include <algorithm>
-#include <cmath>
 #include <tuple>
 
 using namespace Qt::StringLiterals;
@@ -34,93 +25,6 @@ using recording::State;
 using recording::Trouble;
 
 namespace {
-
-constexpr int kWaitMs = 20000;
-
-/// What an independent decoder makes of a file: a line for each picture.
-QByteArrayList pictureHashes(const QString &path)
-{
-    const QTemporaryDir folder;
-    const QString list = folder.filePath(u"hashes"_s);
-    if (!runFfmpeg(u"-i %1 -map 0:v -vsync passthrough -f framemd5"_s.arg(path), list))
-        return {};
-    QByteArrayList hashes;
-    for (const QByteArray &line : contentOf(list).split('\n'))
-        if (!line.isEmpty() && !line.startsWith('#'))
-            hashes.append(line.mid(line.lastIndexOf(' ')));
-    return hashes;
-}
-
-QByteArrayList pictureHashes(const QStringList &paths)
-{
-    QByteArrayList hashes;
-    for (const QString &path : paths)
-        hashes += pictureHashes(path);
-    return hashes;
-}
-
-/// Hands everything on, and keeps the pictures' bytes as they are.
-class Tee : public PacketSink
-{
-public:
-    explicit Tee(StreamRecorder &recorder)
-        : m_recorder(recorder)
-    {
-    }
-
-    quint64 beginStream(const AVCodecParameters &parameters, AVRational timeBase) override
-    {
-        m_bytes = QByteArray(reinterpret_cast<const char *>(parameters.extradata),
-                             parameters.extradata_size);
-        return m_recorder.beginStream(parameters, timeBase);
-    }
-    void takePacket(quint64 stream, const AVPacket &packet, qint64 arrivedUs) override
-    {
-        m_bytes.append(reinterpret_cast<const char *>(packet.data), packet.size);
-        ++count;
-        m_recorder.takePacket(stream, packet, arrivedUs);
-    }
-
-    /// Once the player has stopped.
-    const QByteArray &bytes() const { return m_bytes; }
-
-    std::atomic<int> count = 0;
-
-private:
-    StreamRecorder &m_recorder;
-    QByteArray m_bytes;
-};
-
-/// A recorder behind a player, with a folder to record to.
-struct Bench
-{
-    QTemporaryDir folder;
-    std::shared_ptr<StreamRecorder> recorder = std::make_shared<StreamRecorder>();
-    std::shared_ptr<Tee> tee = std::make_shared<Tee>(*recorder);
-    FFmpegPlayer player;
-
-    Bench() { player.setPacketSink(tee); }
-    void start() { recorder->start({.folder = folder.path()}); }
-    bool play(const QString &url)
-    {
-        if (!player.open(url))
-            return false;
-        player.play();
-        return true;
-    }
-    bool plays(int pictures)
-    {
-        return QTest::qWaitFor([&, until = tee->count + pictures] { return tee->count >= until; },
-                               kWaitMs);
-    }
-    QStringList files() const
-    {
-        QStringList paths;
-        for (const QString &name : QDir(folder.path()).entryList({u"*.ts"_s}, QDir::Files))
-            paths.append(folder.filePath(name));
-        return paths;
-    }
-};
 
 MediaItem item(const std::shared_ptr<const RecordedStream> &stream, int number, bool isKey)
 {
@@ -147,7 +51,6 @@ private slots:
     void troublesEndTheRecording();
     void stalledDiskCostsTheRecordingAlone();
     void earlierFilesAreKept();
-    void telemetryIsReadByOthers();
 };
 
 void TestRecorder::boundsAreKept()
@@ -193,6 +96,7 @@ void TestRecorder::timesRiseFromZero()
         {0, {90000, 93600, 97200}, {0, 3600, 7200}},
         {0, {5000, 5000, 4000, 8600}, {0, 1, 2, 3600}},
         {0, {kLost, kLost}, {0, 3600}},
+        {1, {kLost, 7200, 3600, 10800}, {3600, 10800, 7200, 14400}}, // as RTSP begins
         {1, {3600, 14400, 7200, 10800, 18000}, {3600, 14400, 7200, 10800, 18000}},
         {0, {200000, 100000}, {0}},
         {0, {0, 1000000}, {0}},
@@ -239,9 +143,9 @@ void TestRecorder::recordingIsTheStream()
         QVERIFY(bench.play(source));
         QTRY_COMPARE_WITH_TIMEOUT(lost.size(), 1, kWaitMs);
         bench.recorder->stop();
-        const QByteArrayList expected = pictureHashes(source);
+        const QByteArrayList expected = Pictures(source).hashes;
         QCOMPARE(expected.size(), 50);
-        QTRY_COMPARE_WITH_TIMEOUT(pictureHashes(bench.files()), expected, kWaitMs);
+        QTRY_COMPARE_WITH_TIMEOUT(Pictures(bench.files()).hashes, expected, kWaitMs);
         QCOMPARE(bench.files().size(), 1);
     }
 }
@@ -267,11 +171,11 @@ void TestRecorder::liveStreamIsRecordedFromBeforeTheStart()
         bench.recorder->stop();
         bench.player.stop();
         const QString raw = writeFile(bench.folder.filePath(codec), bench.tee->bytes());
-        const QByteArrayList sent = pictureHashes(raw);
+        const QByteArrayList sent = Pictures(raw).hashes;
         QByteArrayList kept;
         // The last picture's way to the file may take a moment.
         QTRY_VERIFY_WITH_TIMEOUT(
-            (kept = pictureHashes(bench.files())).value(kept.size() - 1) == sent.last(), kWaitMs);
+            (kept = Pictures(bench.files()).hashes).value(kept.size() - 1) == sent.last(), kWaitMs);
         QVERIFY2(kept.size() >= 30 + qMin(before, 30), qPrintable(QString::number(kept.size())));
         QCOMPARE(kept, sent.last(kept.size()));
     }
@@ -287,7 +191,7 @@ void TestRecorder::changesGoOnInTheNextFile()
         QVERIFY(runFfmpeg(u"-f lavfi -i testsrc=size=%1:duration=1 -bf 0 -c:v libx264"_s.arg(size),
                           part));
         both += contentOf(part);
-        expected += pictureHashes(part);
+        expected += Pictures(part).hashes;
     }
     Bench bench;
     bench.start();
@@ -297,7 +201,7 @@ void TestRecorder::changesGoOnInTheNextFile()
         QTRY_COMPARE_WITH_TIMEOUT(lost.size(), 1, kWaitMs);
     }
     bench.recorder->stop();
-    QTRY_COMPARE_WITH_TIMEOUT(pictureHashes(bench.files()), expected + expected, kWaitMs);
+    QTRY_COMPARE_WITH_TIMEOUT(Pictures(bench.files()).hashes, expected + expected, kWaitMs);
     QCOMPARE(bench.files().size(), 4);
     QCOMPARE(bench.recorder->status().files, 4);
 }
@@ -349,9 +253,9 @@ void TestRecorder::stalledDiskCostsTheRecordingAlone()
     // What waited is written when it can be.
     bench.player.stop();
     const QString raw = writeFile(bench.folder.filePath(u"raw"_s), bench.tee->bytes());
-    const QByteArrayList sent = pictureHashes(raw);
+    const QByteArrayList sent = Pictures(raw).hashes;
     QByteArrayList kept;
-    QTRY_VERIFY_WITH_TIMEOUT((kept = pictureHashes(bench.files())).size() > 60, kWaitMs);
+    QTRY_VERIFY_WITH_TIMEOUT((kept = Pictures(bench.files()).hashes).size() > 60, kWaitMs);
     QVERIFY(kept.size() <= sent.size());
     const qsizetype first = sent.indexOf(kept.first());
     QCOMPARE(kept, sent.mid(first, kept.size()));
@@ -379,107 +283,6 @@ void TestRecorder::earlierFilesAreKept()
     QTRY_COMPARE(contentOf(QString(file).replace(u"_01.ts"_s, u".jsonl"_s)), "new\n");
     for (const QString &path : earlier)
         QCOMPARE(contentOf(path), "kept");
-}
-
-// Another program's reading of the sets, in the picture's time; beside it our own.
-void TestRecorder::telemetryIsReadByOthers()
-{
-    if (QStandardPaths::findExecutable(u"exiftool"_s).isEmpty())
-        QSKIP("needs exiftool");
-    // Yaw, pitch, roll, range, latitude, longitude, altitude.
-    constexpr qint64 kTimeMs = 1'700'000'000'123;
-    using Row = std::tuple<double, double, double, double, double, double, int>;
-    const QList<Row> rows = {
-        {0, 0, 0, 0.1, 0, 1e-7, 0},
-        {-90, -90, -0.1, 5e6, -90, -180, -900},
-        {359.9, 180, 3276.7, 1234.5, 90, 180, 19000},
-        {12.3, -45.6, 7.8, 0, 47.3769123, 8.5417321, 408},
-        {-3276.8, 12, 0, 7, 0, 0, 5}, // no target
-    };
-    const PodSim sim({u"--size"_s, u"320x240"_s});
-    Bench bench;
-    QVERIFY(bench.play(sim.rtspUrl()));
-    QVERIFY(bench.plays(60));
-    bench.recorder->addEvent("before");
-    bench.start();
-    QByteArrayList sets;
-    for (const auto &[yaw, pitch, roll, range, latitude, longitude, altitude] : rows) {
-        const CaseTrace trace("yaw ", yaw, " pitch ", pitch, " range ", range);
-        protocol::StatusFrame status;
-        status.yaw = yaw;
-        status.pitch = pitch;
-        status.roll = roll;
-        status.laserDistance = range;
-        status.targetLatitude = latitude;
-        status.targetLongitude = longitude;
-        status.targetAltitude = altitude;
-        sets += klv::encode(recording::geometryOf(status, u"C-Alder-0102000307"_s, kTimeMs));
-        bench.recorder->addTelemetry(sets.last());
-        QVERIFY(bench.plays(2));
-    }
-    const QByteArray photo = protocol::buildCommand(protocol::Command::TakePhoto);
-    const QByteArray command =
-        recording::eventLine(kTimeMs + 1, u"command"_s, recording::particularsOf(photo));
-    bench.recorder->addEvent(command);
-    bench.recorder->stop();
-    bench.player.stop();
-    const QString log = QString(bench.files()[0]).replace(u"_01.ts"_s, u".jsonl"_s);
-    QTRY_COMPARE(contentOf(log), "before\n" + command + '\n');
-    const QString taken = bench.folder.filePath(u"sets"_s);
-    QVERIFY(runFfmpeg(u"-i %1 -map 0:d -c copy -f data"_s.arg(bench.files()[0]), taken));
-    QCOMPARE(contentOf(taken), sets.join());
-
-    // The track, of the same sets
-    ChildProcess track(QStringLiteral(PODSIM_EXECUTABLE), {u"--export"_s, bench.files()[0]});
-    QVERIFY(track.succeeds(kWaitMs));
-    const QByteArrayList lines =
-        contentOf(QString(log).replace(u".jsonl"_s, u".csv"_s)).trimmed().split('\n');
-    QCOMPARE(lines.size(), rows.size() + 2); // the head and the command
-    QVERIFY2(lines[4].startsWith("2023-11-14T22:13:20.123Z,12.300,-45.600,7.800,,47.3769123,"
-                                 "8.5417321,408."),
-             lines[4]);
-    QCOMPARE(lines.last(), "2023-11-14T22:13:20.124Z,,,,,,,,takePhoto,ff 01 12 00 00 00 13");
-    const QJsonValue features = QJsonDocument::fromJson(
-        contentOf(QString(log).replace(u".jsonl"_s, u".geojson"_s)))[u"features"_s];
-    const QJsonValue targets = features[0][u"geometry"_s];
-    QCOMPARE(targets[u"type"_s].toString(), u"LineString"_s);
-    QCOMPARE(targets[u"coordinates"_s].toArray().size(), 4); // of the last there is no target
-    QVERIFY(std::abs(targets[u"coordinates"_s][3][1].toDouble() - 47.3769123) < 1e-6);
-    QCOMPARE(features[1][u"geometry"_s][u"coordinates"_s], targets[u"coordinates"_s][3]);
-
-    ChildProcess tool(u"exiftool"_s, {u"-ee"_s, u"-j"_s, u"-n"_s, u"-g3"_s, bench.files()[0]});
-    QByteArray text;
-    while (const auto line = tool.readLine(kWaitMs))
-        text += *line;
-    const QJsonObject read = QJsonDocument::fromJson(text)[0].toObject();
-    for (int i = 0; i < rows.size(); ++i) {
-        const auto &[yaw, pitch, roll, range, latitude, longitude, altitude] = rows[i];
-        const QJsonObject one = read[u"Doc%1"_s.arg(i + 1)].toObject();
-        const auto has = [&](const QString &name, double value, double resolution) {
-            return std::abs(one[name].toDouble(1e9) - value) <= resolution;
-        };
-        QCOMPARE(one[u"GPSDateTime"_s], u"2023:11:14 22:13:20.123000Z"_s);
-        QVERIFY(has(u"SensorRelativeAzimuthAngle"_s, std::fmod(yaw + 3600, 360), 1e-7));
-        QVERIFY(has(u"SensorRelativeElevationAngle"_s, pitch, 1e-7));
-        QVERIFY(has(u"SensorRelativeRollAngle"_s, std::fmod(roll + 3600, 360), 1e-7));
-        const bool hasTarget = latitude != 0 || longitude != 0;
-        QCOMPARE(one.contains(u"SlantRange"_s), range > 0);
-        QCOMPARE(one.contains(u"TargetLocationLatitude"_s), hasTarget);
-        QVERIFY(range == 0 || has(u"SlantRange"_s, range, 0.0012));
-        QVERIFY(!hasTarget || has(u"TargetLocationLatitude"_s, latitude, 4.2e-8));
-        QVERIFY(!hasTarget || has(u"TargetLocationLongitude"_s, longitude, 8.4e-8));
-        QVERIFY(!hasTarget || has(u"TargetLocationElevation"_s, altitude, 0.31));
-        // Our own reading gives the same bytes again; the checksum by words, padded.
-        QCOMPARE(klv::encode(*klv::decodeUasDatalink(sets[i])), sets[i]);
-        QByteArray summed = sets[i].chopped(2);
-        summed.append(summed.size() % 2, '\0');
-        quint32 sum = 0;
-        for (qsizetype at = 0; at < summed.size(); at += 2)
-            sum += qFromBigEndian<quint16>(summed.constData() + at);
-        QCOMPARE(one[u"Checksum"_s].toInt(), int(sum & 0xFFFF));
-        sets[i][30] = char(~sets[i][30]);
-        QVERIFY(!klv::decodeUasDatalink(sets[i]));
-    }
 }
 
 QTEST_GUILESS_MAIN(TestRecorder)

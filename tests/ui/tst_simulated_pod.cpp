@@ -161,7 +161,8 @@ void TestSimulatedPod::recordsOnThisComputer()
         u"请输入正确的录像总量上限; "
         "tap Escape; type recorderQuota 3; type recorderSeconds 5; type recorderFolder %1; "
         "click recorderSetButton; kept Recording/folder %1; kept Recording/secondsBefore 5; "
-        "kept Recording/quota 3; set podControlDrawer visible 0; see headUpRecorderValue text 关; "
+        "kept Recording/quota 3; pick snapshotFormat 1; see recorder snapshotFormat jpg; "
+        "kept Recording/snapshotFormat jpg; set podControlDrawer visible 0; see headUpRecorderValue text 关; "
         "tap Shift+R; see recorder state Writing; see recorderSign visible true; tap P; "
         "reply ee0100d2040000000000000301000000000000000000001900010002; "
         // What is not written is not called so.
@@ -173,12 +174,6 @@ void TestSimulatedPod::recordsOnThisComputer()
                "see recorder state Off; see recorderSign visible false; see noticeText text "_s);
     const QString file = m_ui->property(u"recorder"_s, "file").toString();
     QVERIFY2(file.startsWith(folder + u"/pod_"_s), qPrintable(file));
-    ChildProcess probe(u"ffprobe"_s,
-                       {u"-v"_s, u"error"_s, u"-show_entries"_s, u"stream=codec_name"_s, u"-of"_s,
-                        u"csv=p=0"_s,
-                        QString(file).replace(QRegularExpression(u"_\\d+.ts$"_s), u"_01.ts"_s)});
-    QCOMPARE(probe.readLine(kWaitMs), "h264");
-    QCOMPARE(probe.readLine(kWaitMs), "klv");
     const QByteArray log = contentOf(file.left(file.lastIndexOf(u'_')) + u".jsonl"_s);
     for (const char *event : {"\"name\":\"takePhoto\"", "\"range\":123.4", "\"playing\":true"})
         QVERIFY2(log.contains(event), log);
@@ -187,8 +182,8 @@ void TestSimulatedPod::recordsOnThisComputer()
     QTRY_COMPARE_WITH_TIMEOUT(m_ui->backend().targetLongitude(), -1.0, kWaitMs);
     m_ui->play(u"tap Shift+P"_s);
     QDir recordings(folder);
-    QTRY_COMPARE_WITH_TIMEOUT(recordings.entryList({u"*.png"_s}).size(), 1, kWaitMs);
-    const QString picture = recordings.filePath(recordings.entryList({u"*.png"_s}).first());
+    QTRY_COMPARE_WITH_TIMEOUT(recordings.entryList({u"*.jpg"_s}).size(), 1, kWaitMs);
+    const QString picture = recordings.filePath(recordings.entryList({u"*.jpg"_s}).first());
     m_ui->play(u"see statusText text 截图已保存: "_s + picture);
     QCOMPARE(QImage(picture).size(), QSize(1280, 720));
     ChildProcess reader(u"exiftool"_s,

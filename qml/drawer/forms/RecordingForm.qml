@@ -19,6 +19,7 @@ Section {
 
     readonly property int secondsMax: 60
     readonly property int quotaMax: 100000
+    readonly property list<string> formats: ["png", "jpg"]
 
     caption: Texts.recorderSection
 
@@ -79,6 +80,20 @@ Section {
             text: Texts.set
             tip: Texts.tipRecorderSet
             onClicked: form.apply()
+        }
+    }
+    FormRow {
+        label: Texts.snapshotFormat
+
+        DrawerChoice {
+            objectName: "snapshotFormat"
+            model: ["PNG", "JPEG"]
+            choice: form.formats.indexOf(form.recorder.snapshotFormat)
+            tip: Texts.tipSnapshotFormat
+            onChosen: index => {
+                form.settings.store(form.settings.recording, "snapshotFormat", form.formats[index]);
+                mainWindow.readRecorderSettings();
+            }
         }
     }
     RowLayout {
