@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include <memory>
+#include <utility>
 
 namespace {
 
@@ -119,6 +120,16 @@ Flight::Setup smallDisk()
             .make = u"disk=/tmp/podfaults$PPID && mkdir $disk && "
                     "mount -t tmpfs -o size=64k podfaults $disk"_s,
             .undo = u"umount /tmp/podfaults$PPID; rmdir /tmp/podfaults$PPID"_s};
+}
+
+/// A home that takes no recordings: its folder for them is there, on a disk that is read-only.
+Flight::Setup readOnlyHome()
+{
+    Flight::Setup setup = smallDisk();
+    setup.launcher = u"HOME="_s + std::exchange(setup.folder, {});
+    setup.make.replace(u"64k"_s, u"1g"_s); // more than a recording leaves free
+    setup.make += u" && mkdir -p $disk/Videos/podconsole && mount -o remount,ro $disk"_s;
+    return setup;
 }
 
 Flight::Setup unknownPids()
@@ -230,6 +241,10 @@ const auto kRows = std::to_array<Row>({
      "restore; sh mount -o remount,ro /tmp/podfaults$PPID; disconnect; unsaid 设置无法保存; "
      "restore; shown 设置无法保存; settings rtspIp=",
      smallDisk},
+    {"Recordings' folder read-only", "told at once; console goes on", Quick | NoLevel,
+     "restore; input key shift+r; "
+     "shown 本机录像已停止：无法在文件夹中创建文件 (Read-only file system); answer",
+     readOnlyHome},
     {"Corrupt device_config.ini", "told at the start; defaults hold; file kept aside",
      Quick | NoLevel, "shown 设置文件已损坏，已恢复默认设置; defaults; restore",
      [] { return Flight::Setup{.settings = kCorrupt}; }},

@@ -217,7 +217,6 @@ void TestRecorder::troublesEndTheRecording()
     constexpr qint64 kPlenty = qint64(1) << 60;
     const QList<std::pair<recording::Options, Trouble>> rows = {
         {{file + u"/below"_s}, Trouble::NoFolder},
-        {{u"/proc/self"_s, kPlenty, -1}, Trouble::CannotCreate},
         {{good, 50'000}, Trouble::QuotaReached}, // in the middle of it
         {{good, 1}, Trouble::QuotaReached},      // by the recording before
         {{good, kPlenty, kPlenty}, Trouble::DiskFull},
