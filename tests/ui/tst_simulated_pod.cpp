@@ -162,7 +162,8 @@ void TestSimulatedPod::recordsOnThisComputer()
         "tap Escape; type recorderQuota 3; type recorderSeconds 5; type recorderFolder %1; "
         "click recorderSetButton; kept Recording/folder %1; kept Recording/secondsBefore 5; "
         "kept Recording/quota 3; pick snapshotFormat 1; see recorder snapshotFormat jpg; "
-        "kept Recording/snapshotFormat jpg; set podControlDrawer visible 0; see headUpRecorderValue text 关; "
+        "kept Recording/snapshotFormat jpg; set podControlDrawer visible 0; see "
+        "headUpRecorderValue text 关; "
         "tap Shift+R; see recorder state Writing; see recorderSign visible true; tap P; "
         "reply ee0100d2040000000000000301000000000000000000001900010002; "
         // What is not written is not called so.
