@@ -77,9 +77,6 @@ void TestPodsim::queriesAreAnsweredOnBadLinesToo()
     QVERIFY(backend.connectTCP(kHost, pod.controlPort()));
     backend.queryVersion();
     QTRY_COMPARE_WITH_TIMEOUT(backend.versionno(), u"T-Cedar-0102000307"_s, kWaitMs);
-    backend.setB7N({192, 168, 1, 10, 3, 2, 1, 192, 168, 1, 1});
-    backend.queryB7N();
-    QTRY_COMPARE_WITH_TIMEOUT(backend.b7nGateWay(), u"192.168.01.01"_s, kWaitMs);
     QVariantList channels(24, 100);
     channels[12] = 112;
     backend.setSbus(channels);

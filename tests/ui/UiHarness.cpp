@@ -105,20 +105,18 @@ void pick(UiHarness &ui, const QString &box, const QString &index)
     await([&] { return !popup->property("visible").toBool(); }, box + u" closes"_s);
 }
 
-void type(UiHarness &ui, const QString &field, const QString &text)
+void typeHere(UiHarness &ui, const QString &text, const QString &)
 {
-    mouse(ui, QTest::mouseClick, ui.at(field, {12, 15}));
     QTest::keySequence(ui.window(), QKeySequence::SelectAll);
     QTest::keyClick(ui.window(), Qt::Key_Delete);
     for (const QChar character : text)
         QTest::keyClick(ui.window(), character.toLatin1());
 }
 
-void typeHere(UiHarness &ui, const QString &text, const QString &)
+void type(UiHarness &ui, const QString &field, const QString &text)
 {
-    QTest::keySequence(ui.window(), QKeySequence::SelectAll);
-    for (const QChar character : text)
-        QTest::keyClick(ui.window(), character.toLatin1());
+    mouse(ui, QTest::mouseClick, ui.at(field, {12, 15}));
+    typeHere(ui, text, {});
 }
 
 /// By Tab alone, to the control or to what in it takes the keyboard.

@@ -150,7 +150,6 @@ constexpr auto kDrags = std::to_array<Row>({
 
 /// What the keys do at a control, and the frames that come of it.
 constexpr auto kActs = std::to_array<Row>({
-    {"go photobutton; tap Space; go recordbutton; tap Return", "12 00 00 00, 12 01 00 00"},
     {"go hzhbutton; tap Space; see hzhMenu opened true; tap Down; tap Down; tap Up; tap Return; "
      "see hzhMenu visible false; tap W",
      "14 00 01 00, 00 08 00 80, 00 00 00 00"},
@@ -176,14 +175,11 @@ constexpr auto kActs = std::to_array<Row>({
      ""},
     {"page 1; go podsportspeedslider; tap Right; tap Escape; tap A; backend moveSpeed 128",
      "00 04 81 00, 00 00 00 00"},
-    {"page 1; go comboboxprotocoltype; tap Space; tap Down; tap Down; tap Return", "20 01 01 00"},
     // The arrow alone chooses nothing; Escape closes the list, then the drawer
     {"page 1; go comboboxfrequency; tap Down; tap Down; tap Escape; see podControlDrawer visible "
      "true; "
      "tap Escape; see podControlDrawer visible false",
      ""},
-    {"page 2; go osdshowrowSwitch; tap Space; tap Return", "19 01 00 00, 19 00 00 00"},
-    {"page 2; go kjgrowCombo; keys 7; tap Return", "1f 00 07 00"},
     // Text is no steering, with Ctrl neither; from any other control the keys steer
     {"page 0; go ipInput; keys WASDQE; tap Ctrl+W; go b7nQueryButton; tap W",
      "00 08 00 80, 00 00 00 00"},
