@@ -13,6 +13,8 @@ using Clock = std::chrono::steady_clock;
 using std::chrono::microseconds;
 
 constexpr auto kLook = std::chrono::milliseconds(5); // for pipelines that begin to play
+// Before a goal: a client keeps a picture back until the next, and would not show one alone.
+constexpr qint64 kRunUpUs = 500'000;
 constexpr qint64 kNever = std::numeric_limits<qint64>::max();
 
 GstBuffer *bufferOf(const AVPacket &packet)
@@ -153,7 +155,19 @@ void Replay::removeSink(GstAppSrc *source)
     m_sinks.remove_if([source](const Sink &sink) { return sink.source.get() == source; });
 }
 
-/// Reading begins at the key picture before the goal, and the pod's state at that of the goal.
+/// With a run-up, where that needs no other part.
+const Recording::Key &Replay::keyBefore(Micros goal) const
+{
+    const auto newest = [&keys = m_recording.keys](qint64 us) {
+        const auto behind = std::ranges::upper_bound(keys, us, {}, &Recording::Key::us);
+        return behind == keys.begin() ? behind : std::prev(behind);
+    };
+    const auto last = newest(goal.count());
+    const auto runUp = newest(goal.count() - kRunUpUs);
+    return runUp->part == last->part ? *runUp : *last;
+}
+
+/// Reading begins at a key picture before the goal, and the pod's state at that of the goal.
 void Replay::goTo(Micros goal, Audience audience)
 {
     const auto &keys = m_recording.keys;
@@ -163,8 +177,7 @@ void Replay::goTo(Micros goal, Audience audience)
     m_pictureUs.reset();
     Micros from = goal;
     if (!keys.isEmpty()) {
-        const auto behind = std::ranges::upper_bound(keys, goal.count(), {}, &Recording::Key::us);
-        const auto &key = behind == keys.begin() ? *behind : *std::prev(behind);
+        const Recording::Key &key = keyBefore(goal);
         from = Micros(std::min(key.us, qint64(goal.count())));
         if (openPart(key.part) && m_reader.seek(key.place))
             readPicture();

@@ -74,6 +74,7 @@ private:
 
     void run();
     void standBeforeBegin(Micros goal);
+    const Recording::Key &keyBefore(Micros goal) const;
     void goTo(Micros goal, Audience audience);
     void takeNewcomers();
     bool openPart(qsizetype part);

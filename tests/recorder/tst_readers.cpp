@@ -33,6 +33,16 @@ QJsonObject exiftool(const QStringList &arguments)
     return QJsonDocument::fromJson(text)[0].toObject();
 }
 
+protocol::StatusFrame statusOf(double range, double latitude, double longitude, int altitude)
+{
+    protocol::StatusFrame status;
+    status.laserDistance = range;
+    status.targetLatitude = latitude;
+    status.targetLongitude = longitude;
+    status.targetAltitude = altitude;
+    return status;
+}
+
 using Maybe = std::optional<double>;
 
 /// Without a value, that it tells of none.
@@ -72,14 +82,10 @@ void TestReaders::telemetry()
     bench.start();
     QByteArrayList sets;
     for (const auto &[yaw, pitch, roll, range, latitude, longitude, altitude] : rows) {
-        protocol::StatusFrame status;
+        protocol::StatusFrame status = statusOf(range, latitude, longitude, altitude);
         status.yaw = yaw;
         status.pitch = pitch;
         status.roll = roll;
-        status.laserDistance = range;
-        status.targetLatitude = latitude;
-        status.targetLongitude = longitude;
-        status.targetAltitude = altitude;
         sets += klv::encode(recording::geometryOf(status, u"C-Alder-0102000307"_s, kTimeMs));
         bench.recorder->addTelemetry(sets.last());
         QVERIFY(bench.plays(2));
@@ -177,12 +183,8 @@ void TestReaders::snapshots()
         for (const auto &[latitude, longitude, elevation, range, azimuth, heading, height,
                           direction] : rows) {
             const CaseTrace trace(format, latitude);
-            protocol::StatusFrame status;
+            protocol::StatusFrame status = statusOf(range, latitude, longitude, elevation);
             status.yaw = azimuth;
-            status.laserDistance = range;
-            status.targetLatitude = latitude;
-            status.targetLongitude = longitude;
-            status.targetAltitude = elevation;
             snapshot.geometry = recording::geometryOf(status, u"C-Alder-1"_s, kTimeMs);
             snapshot.geometry->platformHeading = heading;
             snapshot.geometry->sensorAltitude = height;

@@ -4,8 +4,6 @@
 #include "backend/CMain.h"
 #include "link/ICommunication.h"
 
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QPointF>
 #include <QSignalSpy>
 #include <QTest>
@@ -18,11 +16,6 @@ namespace {
 
 constexpr int kWaitMs = 20000;
 const QString kHost = u"127.0.0.1"_s;
-
-QJsonObject stateOf(PodSim &pod)
-{
-    return QJsonDocument::fromJson(pod.fault(u"state"_s).toUtf8()).object();
-}
 
 } // namespace
 
@@ -48,7 +41,7 @@ void TestPodsim::consolesComeAndGo()
         const QSignalSpy statuses(link, &ICommunication::dataReceived);
         backend.takePhoto();
         ++photos;
-        QTRY_COMPARE_WITH_TIMEOUT(stateOf(pod).value(u"photos"_s), QJsonValue(photos), kWaitMs);
+        QTRY_COMPARE_WITH_TIMEOUT(pod.state(u"photos"_s), photos, kWaitMs);
         QTRY_VERIFY_WITH_TIMEOUT(!statuses.isEmpty(), kWaitMs);
         if (serial)
             continue;
@@ -94,8 +87,8 @@ void TestPodsim::queriesAreAnsweredOnBadLinesToo()
     QCOMPARE(backend.sbusOsdIndex(), 112);
     // Commands survive whatever surrounds them; one has a wrong checksum.
     link->sendData(QByteArray::fromHex("FF011201000099 00 FF0112 EE82 FF011200000013"));
-    QTRY_COMPARE_WITH_TIMEOUT(stateOf(pod).value(u"photos"_s), QJsonValue(1), kWaitMs);
-    QCOMPARE(stateOf(pod).value(u"recording"_s), QJsonValue(false));
+    QTRY_COMPARE_WITH_TIMEOUT(pod.state(u"photos"_s), 1, kWaitMs);
+    QCOMPARE(pod.state(u"recording"_s), false);
 }
 
 QTEST_GUILESS_MAIN(TestPodsim)

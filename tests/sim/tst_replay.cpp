@@ -9,8 +9,6 @@
 #include "video/VideoRenderer.h"
 
 #include <QDir>
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
@@ -30,10 +28,7 @@ const QString kLossless = u"--rtsp-tcp-only"_s;
 const QString kTelemetryAlone = u"-i %1 -map 0:d -c copy"_s;
 const QString kReordered = u"reordered"_s; // of which podsim has no encoder
 
-QJsonValue stateOf(PodSim &pod, const QString &name)
-{
-    return QJsonDocument::fromJson(pod.fault(u"replay state"_s).toUtf8())[name];
-}
+QVariant stateOf(PodSim &pod, const QString &name) { return pod.state(name, u"replay state"_s); }
 
 /// The console's way from the pod to its disk.
 struct Console
@@ -213,7 +208,8 @@ void TestReplay::recordingComesBack()
     const Track trackAgain(again);
     QVERIFY(trackAgain.values.size() >= track.values.size() - 5);
     QVERIFY(comesRound(track.values, trackAgain.values));
-    QVERIFY(std::abs(trackAgain.lastUs(20) - track.lastUs(20)) < 100'000);
+    // A set's time is that at which it came, beside pictures that a thread of its own reads.
+    QVERIFY(std::abs(trackAgain.lastUs(20) - track.lastUs(20)) < 300'000);
 }
 
 void TestReplay::operatorMovesInIt()
@@ -240,7 +236,7 @@ void TestReplay::operatorMovesInIt()
     QVERIFY(shows(behind(2)));
     const qsizetype key = sent.hashes.indexOf(taken.first());
     QVERIFY(key >= behind(0.9) && key <= behind(2));
-    QCOMPARE(stateOf(pod, u"position"_s), QJsonValue(2));
+    QCOMPARE(stateOf(pod, u"position"_s), 2.0);
     const double yaw = console.backend.yaw();
     pod.fault(u"replay seek 0.5"_s);
     QVERIFY(shows(behind(0.5)));

@@ -2,7 +2,9 @@
 
 #include "ChildProcess.h"
 
+#include <QJsonDocument>
 #include <QTcpSocket>
+#include <QVariant>
 
 /// podsim as a process on free ports; gone with the object.
 class PodSim
@@ -38,6 +40,11 @@ public:
         if (!answer.startsWith(QStringLiteral("ok")))
             qFatal("podsim: %s: %s", qPrintable(line), qPrintable(answer));
         return answer.mid(3);
+    }
+    /// What it tells under this name of itself or, with "replay state", of its replay.
+    QVariant state(const QString &name, const QString &line = QStringLiteral("state"))
+    {
+        return QJsonDocument::fromJson(fault(line).toUtf8())[name].toVariant();
     }
 
 private:

@@ -25,7 +25,7 @@ CONTROLS = {"push button", "toggle button", "check box", "radio button", "combo 
 OTHERS = {"application", "frame", "panel", "filler", "image", "label", "alert", "list", "dialog"}
 CHINESE = re.compile("[\u4e00-\u9fff]")
 # Names that are the same in both languages; whatever has no letters is, too.
-SAME = re.compile(r"[\W\d]*|OSD|null|Light|中文|English|CH\d+|EE0\d|\d+ Hz|[\d.]+(x\d+|Mbit/s)|H\.26\d"
+SAME = re.compile(r"[\W\d]*|OSD|null|PNG|JPEG|Light|中文|English|CH\d+|EE0\d|\d+ Hz|[\d.]+(x\d+|Mbit/s)|H\.26\d"
                   r"|KAVROControl|tty\w+")
 PAGES = {
     "zh": ["连接与设备信息", "云台设置", "相机功能", "SBUS 通道", "手柄设置", "精确定位", "固件升级"],
@@ -34,7 +34,7 @@ PAGES = {
 }
 # What is on each page, by role; of the lists those with entries that are not the computer's matter.
 ON_PAGES = [
-    {"text": 11, "push button": 8, "combo box": 4, "scroll bar": 1, "filled list": 3},
+    {"text": 11, "push button": 8, "combo box": 5, "scroll bar": 1, "filled list": 4},
     {"push button": 7, "slider": 1, "text": 2, "combo box": 3, "scroll bar": 1, "filled list": 3},
     {"check box": 9, "combo box": 3, "text": 2, "push button": 2, "scroll bar": 1, "filled list": 3},
     {"combo box": 13, "text": 1, "push button": 2, "scroll bar": 1, "filled list": 13},

@@ -2,8 +2,6 @@
 #include "PodSim.h"
 #include "UiHarness.h"
 
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QTest>
 
 #include <algorithm>
@@ -117,7 +115,6 @@ private:
         for (const Row &row : table)
             QTest::newRow(row.name) << QString::fromUtf8(row.steps);
     }
-    QVariant podState(const QString &name);
 
     PodSim m_sim{{u"--model"_s, u"99"_s}};
     std::unique_ptr<UiHarness> m_ui;
@@ -161,12 +158,6 @@ void TestKeyboard::tabReachesAll()
     }
 }
 
-QVariant TestKeyboard::podState(const QString &name)
-{
-    const QByteArray told = m_sim.fault(u"state"_s).toUtf8();
-    return QJsonDocument::fromJson(told).object().value(name).toVariant();
-}
-
 void TestKeyboard::flight()
 {
     UiHarness ui(UiHarness::kNoStream, false);
@@ -174,15 +165,15 @@ void TestKeyboard::flight()
             "see window gimbalConnected true; go urlInput; keys %2; tap Return; tap F2; "
             "see videoRenderer playing true; down W; down E"_s.arg(
                 QString::number(m_sim.controlPort()), m_sim.rtspUrl()));
-    QTRY_VERIFY_WITH_TIMEOUT(podState(u"pitch"_s).toDouble() > 1, kWaitMs);
-    QTRY_VERIFY_WITH_TIMEOUT(podState(u"zoom"_s).toDouble() > 1.2, kWaitMs);
+    QTRY_VERIFY_WITH_TIMEOUT(m_sim.state(u"pitch"_s).toDouble() > 1, kWaitMs);
+    QTRY_VERIFY_WITH_TIMEOUT(m_sim.state(u"zoom"_s).toDouble() > 1.2, kWaitMs);
     ui.play(u"up W; up E; go photobutton; tap Space; go recordbutton; tap Space; tap F2"_s);
-    QTRY_VERIFY_WITH_TIMEOUT(podState(u"recording"_s).toBool(), kWaitMs);
-    QCOMPARE(podState(u"photos"_s), 1);
+    QTRY_VERIFY_WITH_TIMEOUT(m_sim.state(u"recording"_s).toBool(), kWaitMs);
+    QCOMPARE(m_sim.state(u"photos"_s), 1);
     for (const Setting &setting : kSettings) {
         const CaseTrace trace(setting.state, setting.steps);
         ui.play(QString::fromUtf8(setting.steps));
-        QTRY_COMPARE_WITH_TIMEOUT(podState(QString::fromUtf8(setting.state)).toString(),
+        QTRY_COMPARE_WITH_TIMEOUT(m_sim.state(QString::fromUtf8(setting.state)).toString(),
                                   QString::fromUtf8(setting.value), kWaitMs);
     }
     ui.play(
