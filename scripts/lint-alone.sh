@@ -37,13 +37,13 @@ while IFS=$'\t' read -r file command; do
     ((${#command} <= ${#longest})) || call[$folder]=$command
   done
 done < <(commands)
-call[fuzz/]=${call[tests/]} # which that build leaves to clang
+call[fuzz/]="${call[tests/]} -Isim" # which that build leaves to clang
 
-# call_for FILE: what the build has none for is compiled as a source beside it that includes it, or
+# call_for FILE: what the build has none for is compiled as a source that includes it, or
 # as its neighbours are, and finds what its top folder finds.
 call_for() {
   local top=${call[${1%%/*}/]} user
-  user=$(git grep -l "#include \"${1##*/}\"" -- "${1%/*}/*.cpp" | head -n 1)
+  user=$(git grep -l "#include \"${1##*/}\"" -- "${1%/*}/*.cpp" "${1%%/*}/*.cpp" | head -n 1)
   echo "${call[$1]:-${call[${user:-${1%/*}}]:-$top} $(grep -oE -- '-(I|isystem )\S+' <<<"$top" | tr '\n' ' ')}"
 }
 

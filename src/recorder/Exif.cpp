@@ -128,10 +128,11 @@ void addCoordinate(ExifEntries &directory, ExifTag refTag, double degrees, char 
 {
     constexpr qint64 kParts = 1'000'000; // of a second
     const qint64 all = std::llround(std::abs(degrees) * 3600 * kParts);
+    const qint64 wholeDegrees = all / (3600 * kParts);
+    const qint64 wholeMinutes = all / (60 * kParts) % 60;
     directory.append(textEntry(refTag, QString(QLatin1Char(degrees < 0 ? negative : positive))));
     directory.append({quint16(refTag + 1), ExifType::Rational, 3,
-                      fraction(double(all / (3600 * kParts)), 1)
-                          + fraction(double(all / (60 * kParts) % 60), 1)
+                      fraction(double(wholeDegrees), 1) + fraction(double(wholeMinutes), 1)
                           + bigEndian(quint32(all % (60 * kParts))) + bigEndian(quint32(kParts))});
 }
 
