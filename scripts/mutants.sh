@@ -5,5 +5,5 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-command -v rsync >/dev/null || apt-get install -y -qq rsync
+{ command -v rsync && command -v ld.lld; } >/dev/null || apt-get install -y -qq rsync lld
 exec python3 tools/mutants/mutants.py "$@"
