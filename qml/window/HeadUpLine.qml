@@ -16,6 +16,12 @@ Rectangle {
 
     readonly property int readEveryMs: 500
     readonly property bool narrow: room < 700
+    // Whether anything that the line tells can be changing: a console at rest costs nothing.
+    readonly property bool live: mainWindow.gimbalConnected || recorder.running || video.playing
+                                 || video.pictureOld || video.isReconnecting
+    // After the last of it, for what ends a little later.
+    readonly property int lastReads: 4
+    property int readsLeft: lastReads
 
     property var link: cMain.linkStatistics()
     property var picture: video.statistics()
@@ -151,9 +157,12 @@ Rectangle {
     Timer {
         interval: headUp.readEveryMs
         repeat: true
-        running: headUp.visible
+        running: headUp.visible && (headUp.live || headUp.readsLeft > 0)
         triggeredOnStart: true
-        onTriggered: headUp.read()
+        onTriggered: {
+            headUp.readsLeft = headUp.live ? headUp.lastReads : headUp.readsLeft - 1;
+            headUp.read();
+        }
     }
     // Hidden, too: when it began is told only once.
     Connections {

@@ -65,10 +65,14 @@ private:
 
 FFmpegPlayer::FFmpegPlayer(QObject *parent)
     : QObject(parent)
-    , m_state(std::make_shared<PlaybackState>([this](quint64 generation) {
-        QMetaObject::invokeMethod(
-            this, [this, generation] { announceLoss(generation); }, Qt::QueuedConnection);
-    }))
+    , m_state(std::make_shared<PlaybackState>(
+          [this](quint64 generation) {
+              QMetaObject::invokeMethod(
+                  this, [this, generation] { announceLoss(generation); }, Qt::QueuedConnection);
+          },
+          [this] {
+              QMetaObject::invokeMethod(this, &FFmpegPlayer::handOver, Qt::QueuedConnection);
+          }))
 {
     av_log_set_level(AV_LOG_ERROR);
     avformat_network_init();
@@ -232,15 +236,33 @@ bool FFmpegPlayer::startDecodeTask(const Wishes::Wish &wish)
     return true;
 }
 
+QImage FFmpegPlayer::takePicture()
+{
+    PlaybackState::Picture picture = m_state->currentFrame();
+    if (!picture.image.isNull()) {
+        m_sentKey = picture.image.cacheKey();
+        m_sentArrivedUs = picture.arrivedUs;
+        m_sentLosses = picture.losses;
+    }
+    return std::move(picture.image);
+}
+
 void FFmpegPlayer::renderFrame()
 {
-    const PlaybackState::Picture picture = m_state->currentFrame();
-    if (picture.image.isNull())
+    const QImage picture = takePicture();
+    if (!picture.isNull())
+        emit frameReady(picture);
+}
+
+void FFmpegPlayer::handOver()
+{
+    const qint64 nowUs = PlaybackState::nowUs();
+    if (!isPlaying() || nowUs - m_handedOverUs < qint64(kHurryMs) * 1000)
         return;
-    m_sentKey = picture.image.cacheKey();
-    m_sentArrivedUs = picture.arrivedUs;
-    m_sentLosses = picture.losses;
-    emit frameReady(picture.image);
+    m_handedOverUs = nowUs;
+    const QImage picture = takePicture();
+    if (!picture.isNull())
+        m_onNewPicture(picture);
 }
 
 void FFmpegPlayer::checkHeartbeat()

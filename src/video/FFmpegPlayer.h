@@ -18,9 +18,9 @@ class Gate;
 class PacketSink;
 
 /// Plays one live stream: opens it, has it decoded on a pool thread and hands the newest picture
-/// to the GUI thread at a fixed pace. A loss - end of stream, a network error, or no packet for
-/// kStallLimitMs - is reported once, and again only after packets have flowed. All methods belong
-/// to the GUI thread, except where told otherwise.
+/// to the GUI thread at a fixed pace, a new one at once beside that. A loss - end of stream, a
+/// network error, or no packet for kStallLimitMs - is reported once, and again only after packets
+/// have flowed. All methods belong to the GUI thread, except where told otherwise.
 ///
 /// open(), play(), stop() and close() return when they are done, but serve the GUI thread's events
 /// while FFmpeg works elsewhere. What is asked for meanwhile is the newer wish and wins: the
@@ -44,6 +44,9 @@ public:
     /// How long a UDP address may be silent before the operator is told.
     static constexpr int kSilenceMs = 5000;
 
+    /// Less than any display takes for a picture.
+    static constexpr int kHurryMs = 4;
+
     explicit FFmpegPlayer(QObject *parent = nullptr);
     ~FFmpegPlayer() override;
 
@@ -63,6 +66,13 @@ public:
     /// Told why the stream does not come, from within open() as soon as that is known, which for a
     /// silent UDP address is after kSilenceMs, or when it falls silent later. Set before that.
     void onTrouble(std::function<void(StreamTrouble)> handler) { m_onTrouble = std::move(handler); }
+
+    /// Given a new picture as soon as it is there, so that it does not wait for frameReady, which
+    /// brings it, too. Not while paused, and not within kHurryMs of the last time.
+    void onNewPicture(std::function<void(const QImage &)> handler)
+    {
+        m_onNewPicture = std::move(handler);
+    }
 
     /// When the last packet of the picture came that was sent last, by PlaybackState::nowUs(); 0
     /// when `picture` is another.
@@ -117,6 +127,8 @@ private:
     struct OpenCall;
 
     void announceLoss(quint64 generation);
+    QImage takePicture();
+    void handOver();
     void startRenderTimer();
     void startHeartbeat();
     void stopTimers();
@@ -146,6 +158,8 @@ private:
     std::atomic<int> m_timeoutUs = stream_options::Settings().timeoutUs;
     int m_frameIntervalMs = 40;
     std::function<void(StreamTrouble)> m_onTrouble = [](StreamTrouble) {};
+    std::function<void(const QImage &)> m_onNewPicture = [](const QImage &) {};
+    qint64 m_handedOverUs = 0;
     qint64 m_sentKey = 0;
     qint64 m_sentArrivedUs = 0;
     quint64 m_sentLosses = 0;

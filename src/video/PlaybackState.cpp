@@ -6,8 +6,9 @@
 #include <chrono>
 #include <utility>
 
-PlaybackState::PlaybackState(LossHandler onLoss)
+PlaybackState::PlaybackState(LossHandler onLoss, PictureHandler onPicture)
     : m_onLoss(std::move(onLoss))
+    , m_onPicture(std::move(onPicture))
 {
 }
 
@@ -34,6 +35,7 @@ void PlaybackState::detach()
 {
     const std::lock_guard lock(m_mutex);
     m_onLoss = nullptr;
+    m_onPicture = nullptr;
 }
 
 void PlaybackState::setPlaying(bool playing)
@@ -93,14 +95,27 @@ void PlaybackState::packetArrived(quint64 generation)
 
 void PlaybackState::storeFrame(quint64 generation, const QImage &image, qint64 arrivedUs)
 {
-    const std::lock_guard lock(m_frameMutex);
-    // Tested under the lock: a reset that comes between would find its empty picture overwritten.
-    if (!isCurrent(generation))
-        return;
-    ++m_statistics.converted;
-    m_statistics.dropped += m_currentFrameTaken ? 0 : 1;
-    m_currentFrame = {image, arrivedUs, losses()};
-    m_currentFrameTaken = false;
+    {
+        const std::lock_guard lock(m_frameMutex);
+        // Tested under the lock: a reset that comes between would find its empty picture
+        // overwritten.
+        if (!isCurrent(generation))
+            return;
+        ++m_statistics.converted;
+        m_currentFrame = {image, arrivedUs, losses()};
+        if (!std::exchange(m_currentFrameTaken, false)) {
+            ++m_statistics.dropped; // and of this one its taker has been told
+            return;
+        }
+    }
+    announcePicture(generation);
+}
+
+void PlaybackState::announcePicture(quint64 generation)
+{
+    const std::lock_guard lock(m_mutex);
+    if (isCurrent(generation) && m_onPicture)
+        m_onPicture();
 }
 
 void PlaybackState::countReceived(int bytes)

@@ -12,13 +12,15 @@
 /// outlives the player finds it whole. Of the tasks that may be alive, only the current generation
 /// has a say: what an older one still produces is dropped here.
 ///
-/// No two of the locks are ever held at once. Only the loss handler runs under one.
+/// No two of the locks are ever held at once. Only the handlers run under one.
 class PlaybackState
 {
 public:
     /// Told the generation that lost its stream, on that generation's thread and under a lock: it
     /// may only post.
     using LossHandler = std::function<void(quint64 generation)>;
+    /// Told that a picture is there and the one before it has been taken, likewise.
+    using PictureHandler = std::function<void()>;
 
     struct Picture
     {
@@ -27,7 +29,7 @@ public:
         quint64 losses = 0;   ///< how many there were when it was stored
     };
 
-    explicit PlaybackState(LossHandler onLoss);
+    explicit PlaybackState(LossHandler onLoss, PictureHandler onPicture = {});
 
     // GUI thread
 
@@ -35,7 +37,7 @@ public:
     quint64 beginGeneration();
     /// Leaves no task current and forgets the picture and the reported loss.
     void reset();
-    /// Before the player dies: no loss is told any more.
+    /// Before the player dies: nothing is told any more.
     void detach();
 
     void setPlaying(bool playing);
@@ -74,8 +76,11 @@ private:
     std::atomic<quint64> m_generation = 0;
     std::atomic<quint64> m_losses = 0;
 
-    mutable std::mutex m_mutex; // guards the three below, and every change of the generation
+    void announcePicture(quint64 generation);
+
+    mutable std::mutex m_mutex; // guards the four below, and every change of the generation
     LossHandler m_onLoss;
+    PictureHandler m_onPicture;
     bool m_isPlaying = false;
     bool m_connectionLostEmitted = false;
 

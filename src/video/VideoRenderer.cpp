@@ -142,6 +142,7 @@ VideoRenderer::VideoRenderer(QQuickItem *parent)
     connect(m_pictureWatch, &PictureWatch::oldChanged, this, &VideoRenderer::pictureOldChanged);
     connect(m_pictureWatch, &PictureWatch::lost, this, &VideoRenderer::takePictureLoss);
     m_player->onTrouble([this](StreamTrouble trouble) { setTrouble(trouble); });
+    m_player->onNewPicture([this](const QImage &picture) { takeFrame(picture); });
     qDebug() << "[VideoRenderer] 初始化完成";
 }
 
