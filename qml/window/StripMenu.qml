@@ -5,11 +5,16 @@ import "../style"
 // A menu of the tool strip, opened to the left of its button. The keyboard stays with the video, which
 // closes the menu on Escape, unless the keyboard opened it. The keys steer either way. Modal, so that the press
 // that closes it does nothing else: it neither points nor opens the menu again.
+// Its entries are made when it is first opened, so that start-up does not pay for them.
 Popup {
     id: stripMenu
 
+    // A column of entries.
+    required property Component entries
+
     readonly property StripButton opener: parent as StripButton
     property bool byKey: false
+    property bool everOpened: false
 
     x: -width - 3 * Theme.gap
     y: parent ? (parent.height - height) / 2 : 0
@@ -22,8 +27,11 @@ Popup {
 
     // No fading: as long as it lasts the window takes no click.
     exit: Transition {}
-    onAboutToShow: byKey = opener.hasKeyboard
-    onOpened: if (byKey) (contentItem.children[0] as MenuEntry).takeKeyboard()
+    onAboutToShow: {
+        byKey = opener.hasKeyboard;
+        everOpened = true;
+    }
+    onOpened: if (byKey) (((contentItem as Loader).item as MenuEntries).children[0] as MenuEntry).takeKeyboard()
     onAboutToHide: mainWindow.takePress()
     onClosed: if (byKey) opener.takeKeyboard()
     background: Rectangle {
@@ -32,9 +40,9 @@ Popup {
         border.width: 1
         border.color: Theme.stripBorder
     }
-    contentItem: Column {
+    contentItem: Loader {
         Keys.forwardTo: [mainWindow.video]
-        padding: Theme.gap
-        spacing: Theme.gap
+        active: stripMenu.everOpened
+        sourceComponent: stripMenu.entries
     }
 }

@@ -67,37 +67,39 @@ Rectangle {
                 objectName: "hzhMenu"
                 height: 170
 
-                MenuEntry {
-                    id: mousekjginrcx
-                    objectName: "mousekjginrcx"
-                    icon: "qrc:/src/image/hzh0.png"
-                    tip: Texts.thermalInVisible
-                    lastSent: podControlsTools.actions.lastSent.picture === "thermalInVisible"
-                    onTriggered: podControlsTools.run(hzhMenu, () => podControlsTools.actions.showPicture(0))
-                }
-                MenuEntry {
-                    id: mousercxincjg
-                    objectName: "mousercxincjg"
-                    icon: "qrc:/src/image/hzh1.png"
-                    tip: Texts.visibleInThermal
-                    lastSent: podControlsTools.actions.lastSent.picture === "visibleInThermal"
-                    onTriggered: podControlsTools.run(hzhMenu, () => podControlsTools.actions.showPicture(1))
-                }
-                MenuEntry {
-                    id: mousekjg
-                    objectName: "mousekjg"
-                    icon: "qrc:/src/image/hzh2.png"
-                    tip: Texts.visibleOnly
-                    lastSent: podControlsTools.actions.lastSent.picture === "visibleOnly"
-                    onTriggered: podControlsTools.run(hzhMenu, () => podControlsTools.actions.showPicture(2))
-                }
-                MenuEntry {
-                    id: mousercx
-                    objectName: "mousercx"
-                    icon: "qrc:/src/image/hzh3.png"
-                    tip: Texts.thermalOnly
-                    lastSent: podControlsTools.actions.lastSent.picture === "thermalOnly"
-                    onTriggered: podControlsTools.run(hzhMenu, () => podControlsTools.actions.showPicture(3))
+                entries: MenuEntries {
+                    MenuEntry {
+                        id: mousekjginrcx
+                        objectName: "mousekjginrcx"
+                        icon: "qrc:/src/image/hzh0.png"
+                        tip: Texts.thermalInVisible
+                        lastSent: podControlsTools.actions.lastSent.picture === "thermalInVisible"
+                        onTriggered: podControlsTools.run(hzhMenu, () => podControlsTools.actions.showPicture(0))
+                    }
+                    MenuEntry {
+                        id: mousercxincjg
+                        objectName: "mousercxincjg"
+                        icon: "qrc:/src/image/hzh1.png"
+                        tip: Texts.visibleInThermal
+                        lastSent: podControlsTools.actions.lastSent.picture === "visibleInThermal"
+                        onTriggered: podControlsTools.run(hzhMenu, () => podControlsTools.actions.showPicture(1))
+                    }
+                    MenuEntry {
+                        id: mousekjg
+                        objectName: "mousekjg"
+                        icon: "qrc:/src/image/hzh2.png"
+                        tip: Texts.visibleOnly
+                        lastSent: podControlsTools.actions.lastSent.picture === "visibleOnly"
+                        onTriggered: podControlsTools.run(hzhMenu, () => podControlsTools.actions.showPicture(2))
+                    }
+                    MenuEntry {
+                        id: mousercx
+                        objectName: "mousercx"
+                        icon: "qrc:/src/image/hzh3.png"
+                        tip: Texts.thermalOnly
+                        lastSent: podControlsTools.actions.lastSent.picture === "thermalOnly"
+                        onTriggered: podControlsTools.run(hzhMenu, () => podControlsTools.actions.showPicture(3))
+                    }
                 }
             }
         }
@@ -116,29 +118,31 @@ Rectangle {
                 objectName: "wcMenu"
                 height: 130
 
-                MenuEntry {
-                    id: mousebr
-                    objectName: "mousebr"
-                    icon: "qrc:/src/image/wc0.png"
-                    tip: Texts.whiteHot
-                    lastSent: podControlsTools.actions.lastSent.colours === "whiteHot"
-                    onTriggered: podControlsTools.run(wcMenu, () => podControlsTools.actions.showColours(0))
-                }
-                MenuEntry {
-                    id: mousehr
-                    objectName: "mousehr"
-                    icon: "qrc:/src/image/wc1.png"
-                    tip: Texts.blackHot
-                    lastSent: podControlsTools.actions.lastSent.colours === "blackHot"
-                    onTriggered: podControlsTools.run(wcMenu, () => podControlsTools.actions.showColours(1))
-                }
-                MenuEntry {
-                    id: mousecr
-                    objectName: "mousecr"
-                    icon: "qrc:/src/image/wc2.png"
-                    tip: Texts.colourHot
-                    lastSent: podControlsTools.actions.lastSent.colours === "colourHot"
-                    onTriggered: podControlsTools.run(wcMenu, () => podControlsTools.actions.showColours(2))
+                entries: MenuEntries {
+                    MenuEntry {
+                        id: mousebr
+                        objectName: "mousebr"
+                        icon: "qrc:/src/image/wc0.png"
+                        tip: Texts.whiteHot
+                        lastSent: podControlsTools.actions.lastSent.colours === "whiteHot"
+                        onTriggered: podControlsTools.run(wcMenu, () => podControlsTools.actions.showColours(0))
+                    }
+                    MenuEntry {
+                        id: mousehr
+                        objectName: "mousehr"
+                        icon: "qrc:/src/image/wc1.png"
+                        tip: Texts.blackHot
+                        lastSent: podControlsTools.actions.lastSent.colours === "blackHot"
+                        onTriggered: podControlsTools.run(wcMenu, () => podControlsTools.actions.showColours(1))
+                    }
+                    MenuEntry {
+                        id: mousecr
+                        objectName: "mousecr"
+                        icon: "qrc:/src/image/wc2.png"
+                        tip: Texts.colourHot
+                        lastSent: podControlsTools.actions.lastSent.colours === "colourHot"
+                        onTriggered: podControlsTools.run(wcMenu, () => podControlsTools.actions.showColours(2))
+                    }
                 }
             }
         }
@@ -164,25 +168,27 @@ Rectangle {
                 objectName: "zoomMenu"
                 height: 85
 
-                HoldEntry {
-                    id: mouseIn
-                    objectName: "mouseIn"
-                    icon: "qrc:/src/image/zoom_in.png"
-                    tip: Texts.zoomIn
-                    guard: podControlsTools.guard
-                    source: "menu.zoomIn"
-                    command: "zoomIn"
-                    onTriggered: zoomMenu.close()
-                }
-                HoldEntry {
-                    id: mouseOut
-                    objectName: "mouseOut"
-                    icon: "qrc:/src/image/zoom_out.png"
-                    tip: Texts.zoomOut
-                    guard: podControlsTools.guard
-                    source: "menu.zoomOut"
-                    command: "zoomOut"
-                    onTriggered: zoomMenu.close()
+                entries: MenuEntries {
+                    HoldEntry {
+                        id: mouseIn
+                        objectName: "mouseIn"
+                        icon: "qrc:/src/image/zoom_in.png"
+                        tip: Texts.zoomIn
+                        guard: podControlsTools.guard
+                        source: "menu.zoomIn"
+                        command: "zoomIn"
+                        onTriggered: zoomMenu.close()
+                    }
+                    HoldEntry {
+                        id: mouseOut
+                        objectName: "mouseOut"
+                        icon: "qrc:/src/image/zoom_out.png"
+                        tip: Texts.zoomOut
+                        guard: podControlsTools.guard
+                        source: "menu.zoomOut"
+                        command: "zoomOut"
+                        onTriggered: zoomMenu.close()
+                    }
                 }
             }
         }
@@ -200,21 +206,23 @@ Rectangle {
                 objectName: "centerMenu"
                 height: 85
 
-                MenuEntry {
-                    id: mouse1
-                    objectName: "mouse1"
-                    icon: "qrc:/src/image/one_click_center.png"
-                    tip: Texts.center
-                    lastSent: podControlsTools.actions.lastSent.pose === "center"
-                    onTriggered: podControlsTools.run(centerMenu, podControlsTools.actions.centre)
-                }
-                MenuEntry {
-                    id: mouse2
-                    objectName: "mouse2"
-                    icon: "qrc:/src/image/one_click_down.png"
-                    tip: Texts.down
-                    lastSent: podControlsTools.actions.lastSent.pose === "down"
-                    onTriggered: podControlsTools.run(centerMenu, podControlsTools.actions.lookDown)
+                entries: MenuEntries {
+                    MenuEntry {
+                        id: mouse1
+                        objectName: "mouse1"
+                        icon: "qrc:/src/image/one_click_center.png"
+                        tip: Texts.center
+                        lastSent: podControlsTools.actions.lastSent.pose === "center"
+                        onTriggered: podControlsTools.run(centerMenu, podControlsTools.actions.centre)
+                    }
+                    MenuEntry {
+                        id: mouse2
+                        objectName: "mouse2"
+                        icon: "qrc:/src/image/one_click_down.png"
+                        tip: Texts.down
+                        lastSent: podControlsTools.actions.lastSent.pose === "down"
+                        onTriggered: podControlsTools.run(centerMenu, podControlsTools.actions.lookDown)
+                    }
                 }
             }
         }
@@ -232,29 +240,31 @@ Rectangle {
                 objectName: "modeMenu"
                 height: 130
 
-                MenuEntry {
-                    id: mousefollow
-                    objectName: "mousefollow"
-                    icon: "qrc:/src/image/heading_follow.png"
-                    tip: Texts.yawFollow
-                    lastSent: podControlsTools.actions.lastSent.mode === "yawFollow"
-                    onTriggered: podControlsTools.run(modeMenu, podControlsTools.actions.yawFollow)
-                }
-                MenuEntry {
-                    id: mouselock
-                    objectName: "mouselock"
-                    icon: "qrc:/src/image/heading_lock.png"
-                    tip: Texts.yawLock
-                    lastSent: podControlsTools.actions.lastSent.mode === "yawLock"
-                    onTriggered: podControlsTools.run(modeMenu, podControlsTools.actions.yawLock)
-                }
-                MenuEntry {
-                    id: mousefpv
-                    objectName: "mousefpv"
-                    icon: "qrc:/src/image/fpv_mode.png"
-                    tip: Texts.fpv
-                    lastSent: podControlsTools.actions.lastSent.mode === "fpv"
-                    onTriggered: podControlsTools.run(modeMenu, podControlsTools.actions.fpv)
+                entries: MenuEntries {
+                    MenuEntry {
+                        id: mousefollow
+                        objectName: "mousefollow"
+                        icon: "qrc:/src/image/heading_follow.png"
+                        tip: Texts.yawFollow
+                        lastSent: podControlsTools.actions.lastSent.mode === "yawFollow"
+                        onTriggered: podControlsTools.run(modeMenu, podControlsTools.actions.yawFollow)
+                    }
+                    MenuEntry {
+                        id: mouselock
+                        objectName: "mouselock"
+                        icon: "qrc:/src/image/heading_lock.png"
+                        tip: Texts.yawLock
+                        lastSent: podControlsTools.actions.lastSent.mode === "yawLock"
+                        onTriggered: podControlsTools.run(modeMenu, podControlsTools.actions.yawLock)
+                    }
+                    MenuEntry {
+                        id: mousefpv
+                        objectName: "mousefpv"
+                        icon: "qrc:/src/image/fpv_mode.png"
+                        tip: Texts.fpv
+                        lastSent: podControlsTools.actions.lastSent.mode === "fpv"
+                        onTriggered: podControlsTools.run(modeMenu, podControlsTools.actions.fpv)
+                    }
                 }
             }
         }

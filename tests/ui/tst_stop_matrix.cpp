@@ -155,9 +155,10 @@ void TestStopMatrix::init()
         m_ui = std::make_unique<UiHarness>(kSettings);
     m_ui->window()->showNormal();
     m_ui->activate();
-    m_ui->play(u"set customDialog visible 0; set zoomMenu visible 0; set podControlDrawer visible "
-               "0; backend isManualFocus 0; set videoRenderer focus 1; "
-               "see videoRenderer activeFocus true"_s);
+    // A menu has its entries from its first opening on.
+    m_ui->play(u"set customDialog visible 0; set zoomMenu visible 1; set zoomMenu visible 0; "
+               "set podControlDrawer visible 0; backend isManualFocus 0; set videoRenderer focus "
+               "1; see videoRenderer activeFocus true"_s);
     if (!m_stick.isPluggedIn())
         m_stick.plugIn();
     awaitLook();

@@ -103,8 +103,9 @@ constexpr auto kRows = std::to_array<Row>({
      "kept Window/maximised 0; see window x 0",
      "[RTSP]\nrtspIp=\n[Window]\nx=9000\ny=30\nwidth=900\nheight=640\n"},
     {"what was sent last is marked, and a photo flashes",
-     "connect; tap P; see photoFlash visible true; see photoFlash visible false; tap 2; "
-     "see mouselock lastSent true; see mousefollow lastSent false; cut; see mouselock lastSent "
+     "connect; tap P; see photoFlash visible true; see photoFlash visible false; "
+     "set modeMenu visible 1; set modeMenu visible 0; tap 2; see mouselock lastSent true; see "
+     "mousefollow lastSent false; cut; see mouselock lastSent "
      "false"},
     {"full screen and back",
      "tap F11; see window visibility FullScreen; tap F11; see window visibility Windowed; "
