@@ -5,7 +5,6 @@ import QtQuick.Layouts
 import QtQuick.Controls.Material
 import FlightRecorder
 import MotionGuard
-import VideoRenderer
 import "keys"
 import "style"
 import "window"
@@ -284,7 +283,7 @@ ApplicationWindow {
         id: podActions
         recorder: flightRecorder
         line: statusLine
-        onPhotoSent: photoFlash.show()
+        onPhotoSent: videoRenderer.flash()
     }
     KeyTable {
         id: keyTable
@@ -321,7 +320,7 @@ ApplicationWindow {
         anchors.margins: 1
         spacing: 4
 
-        VideoRenderer {
+        PodVideo {
             id: videoRenderer
             objectName: "videoRenderer"
             Layout.fillWidth: true
@@ -331,66 +330,17 @@ ApplicationWindow {
             reconnectInterval: 5000
             maxReconnectAttempts: 100
             focus: true
-            Accessible.role: Accessible.Graphic
-            Accessible.name: Texts.video
-
-            onErrorOccurred: error => {
-                console.log("错误:", error);
-                statusLine.showError("错误: " + error);
-            }
-            onConnectionLost: {
-                console.log("连接丢失");
-                statusLine.show("连接丢失，重连中...", Theme.statusWarning);
-            }
-            onConnectionRestored: {
-                console.log("连接恢复");
-                statusLine.show("连接恢复", Theme.statusGood);
-            }
-            onPlayingChanged: {
-                if (!mainWindow.isManuallyUpdating)
-                    statusLine.showVideoState();
-            }
-
-            Keys.onPressed: event => {
-                if (mainWindow.typing)
-                    return;
-                if (event.key === Qt.Key_Escape && (podControlsTools.menuOpen || podControlDrawer.visible)) {
-                    if (podControlsTools.menuOpen)
-                        podControlsTools.closeMenus();
-                    else
-                        mainWindow.showDrawer(false);
-                    event.accepted = true;
-                    return;
-                }
-                steeringKeys.press(event);
-            }
-            Keys.onReleased: event => steeringKeys.release(event)
-
-            VideoGestures {
-                id: videoGestures
-                anchors.fill: parent
-                video: videoRenderer
-                markers: dragMarkers
-                guard: motion
-                pointingEnabled: !videoRenderer.status.includes("重连")
-                                 && !statusLine.told.includes("重连")
-                pictureLive: videoRenderer.playing && videoRenderer.contentRect.width > 0
-                             && !videoRenderer.pictureOld
-                onClickedWithoutPicture: statusLine.reportForAWhile("noPicture", Theme.statusWarning)
-            }
-            OldPictureMark {
-                objectName: "oldPictureMark"
-                video: videoRenderer
-            }
-            VideoTrouble {
-                objectName: "videoTrouble"
-                video: videoRenderer
-                room: Math.min(parent.width, podInfo.freeWidth)
-            }
-            PhotoFlash {
-                id: photoFlash
-                objectName: "photoFlash"
-                anchors.fill: parent
+            guard: motion
+            motionKeys: steeringKeys
+            markers: dragMarkers
+            line: statusLine
+            room: Math.min(width, podInfo.freeWidth)
+            closable: podControlsTools.menuOpen || podControlDrawer.visible
+            onCloseWanted: {
+                if (podControlsTools.menuOpen)
+                    podControlsTools.closeMenus();
+                else
+                    mainWindow.showDrawer(false);
             }
         }
 
