@@ -73,10 +73,10 @@ public:
     static qint64 nowUs();
 
 private:
+    void announcePicture(quint64 generation);
+
     std::atomic<quint64> m_generation = 0;
     std::atomic<quint64> m_losses = 0;
-
-    void announcePicture(quint64 generation);
 
     mutable std::mutex m_mutex; // guards the four below, and every change of the generation
     LossHandler m_onLoss;
