@@ -18,7 +18,7 @@ Rectangle {
     readonly property bool narrow: room < 700
     // Whether anything that the line tells can be changing: a console at rest costs nothing.
     readonly property bool live: mainWindow.gimbalConnected || recorder.running || video.playing
-                                 || video.pictureOld || video.isReconnecting || recordingSince > 0
+                                 || video.pictureOld || recordingSince > 0
     // After the last of it, for what ends a little later.
     readonly property int lastReads: 4
     property int readsLeft: lastReads
