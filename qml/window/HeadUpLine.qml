@@ -155,6 +155,7 @@ Rectangle {
         id: rates
     }
     Timer {
+        objectName: "headUpTimer"
         interval: headUp.readEveryMs
         repeat: true
         running: headUp.visible && (headUp.live || headUp.readsLeft > 0)

@@ -58,7 +58,7 @@ constexpr auto kRows = std::to_array<Row>({
      "see window movespeed 128; see videoRenderer autoReconnect true; "
      "see videoRenderer reconnectInterval 5000; see videoRenderer maxReconnectAttempts 100; "
      "see recorder secondsBefore 10; see recorder quota 20; "
-     "see recorder snapshotFormat png; see headUpLine visible true; "
+     "see recorder snapshotFormat png; see headUpLine visible true; see headUpTimer running false; "
      "see podInfo visible false; page 0; see ipInput text 192.168.10.20; see portInput text 2000; "
      "see portslist editText COM1; see baudRateInput text 115200; page 1; "
      "see comboboxlanguage currentIndex 0; see comboboxprotocoltype currentIndex -1; "
